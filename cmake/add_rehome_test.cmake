@@ -1,0 +1,13 @@
+# add_rehome_test(NAME SOURCE LIBRARY...): one test program over Qt Test on the offscreen platform.
+function(add_rehome_test name source)
+    add_executable(${name} ${source})
+    target_link_libraries(${name} PRIVATE rehome_test_support ${ARGN} Qt6::Test)
+    add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(
+        ${name}
+        PROPERTIES
+            TIMEOUT 300
+            ENVIRONMENT
+            "QT_QPA_PLATFORM=offscreen;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
+    )
+endfunction()

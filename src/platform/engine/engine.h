@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <map>
+#include <memory>
+#include <optional>
+
+namespace rehome::engine {
+
+enum class Scope { Base, OneLevel, Subtree };
+
+struct SearchRequest {
+    /// A distinguished name, "<GUID=" and 36 hexadecimal digits and hyphens and ">", or empty for
+    /// the root object (scope Base).
+    QString base;
+    Scope scope = Scope::Base;
+    QString filter = QStringLiteral("(objectClass=*)"); ///< RFC 4515
+    QStringList attributes;                             ///< in any letter case
+};
+
+struct AttributeNameLess {
+    bool operator()(const QString& a, const QString& b) const {
+        return a.compare(b, Qt::CaseInsensitive) < 0;
+    }
+};
+
+/// One object found. Attribute names compare without letter case; an attribute that the object
+/// lacks is not in the map, and no attribute in it is without values.
+struct Entry {
+    QString distinguishedName;
+    std::map<QString, QList<QByteArray>, AttributeNameLess> attributes;
+
+    /// The attribute's values, empty where the object lacks it.
+    QList<QByteArray> values(const QString& name) const;
+    /// The first value as UTF-8 text, null where the object lacks the attribute.
+    QString text(const QString& name) const;
+};
+
+/// The entries of one search. Destroying it unfinished abandons the search.
+class Entries {
+public:
+    virtual ~Entries() = default;
+    /// The next entry, none at the end. Throws Error where the search breaks off, never ends short.
+    virtual std::optional<Entry> next() = 0;
+};
+
+/// Replaces all values of an attribute; no values clear it, also where it has none.
+struct Replacement {
+    QString attribute;
+    QList<QByteArray> values;
+};
+
+/// A session with a directory. Both verbs throw Error naming what was tried on what object.
+class Session {
+public:
+    virtual ~Session() = default;
+    /// Throws where the base names no object or the filter cannot be read; may also throw only when
+    /// the first entry is asked for.
+    [[nodiscard]] virtual std::unique_ptr<Entries> search(const SearchRequest& request) = 0;
+    /// Applies all replacements or none. `name` as SearchRequest::base.
+    virtual void modify(const QString& name, const QList<Replacement>& replacements) = 0;
+};
+
+class Engine {
+public:
+    virtual ~Engine() = default;
+    /// Throws Error where no session can be made. The engine must outlive its sessions.
+    [[nodiscard]] virtual std::unique_ptr<Session> openSession() = 0;
+};
+
+} // namespace rehome::engine
