@@ -18,7 +18,7 @@ struct MessageBox {
     QString Text;
     platform::Buttons Buttons = Buttons::Ok;
     platform::Icon Icon = Icon::None;
-    QString Title;
+    QString Title = {};
 };
 
 /// What the tool asks of the desktop and of the process.

@@ -1,0 +1,78 @@
+#include "app/application.h"
+
+#include "main_window/message_dialog.h"
+
+#include <QFont>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace rehome::app {
+
+namespace {
+
+/// The layout is made for texts of this size; eight and a quarter points at 96 dots per inch.
+QFont layoutFont() {
+    QFont font;
+    font.setFamilies({QStringLiteral("Arial"), QStringLiteral("Liberation Sans")});
+    font.setPixelSize(11);
+    return font;
+}
+
+} // namespace
+
+void ErrorStreamJournal::Write(const QString& line) {
+    std::fprintf(stderr, "rehome: %s\n", line.toUtf8().constData());
+    std::fflush(stderr);
+}
+
+Application::Application(int& argc, char** argv, const QString& title, platform::Journal& journal)
+    : QApplication(argc, argv), m_title(title), m_journal(journal) {
+    // The display name is left unset: Qt would append it to every title.
+    setApplicationName(QStringLiteral("rehome"));
+    setStyle(QStringLiteral("Fusion"));
+    setFont(layoutFont());
+    setQuitOnLastWindowClosed(false);
+}
+
+platform::Answer Application::Show(const platform::MessageBox& box) {
+    QWidget* owner = activeModalWidget();
+    for (QWidget* window : topLevelWidgets()) {
+        if (!owner && window->isVisible() && !window->parentWidget() && window->isWindow() &&
+            window->windowType() == Qt::Window)
+            owner = window;
+    }
+    return main_window::MessageDialog(box, m_title, owner).ask();
+}
+
+void Application::End(int status) {
+    std::fflush(nullptr);
+    // Unwinding through the event loops under way would let their code run on.
+    std::_Exit(status);
+}
+
+void Application::Fail(const QString& description) {
+    m_journal.Write(description);
+    if (!m_ending) {
+        m_ending = true;
+        try {
+            Show({description, platform::Buttons::Ok, platform::Icon::Critical});
+        } catch (const std::exception& second) {
+            m_journal.Write(describe(second));
+        }
+    }
+    End(EXIT_FAILURE);
+}
+
+bool Application::notify(QObject* receiver, QEvent* event) {
+    try {
+        return QApplication::notify(receiver, event);
+    } catch (const std::exception& error) {
+        if (!m_ending)
+            Fail(describe(error));
+        m_journal.Write(describe(error));
+        return false;
+    }
+}
+
+} // namespace rehome::app

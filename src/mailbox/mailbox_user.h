@@ -1,0 +1,59 @@
+#pragma once
+
+#include "platform/platform.h"
+
+#include <QString>
+
+#include <memory>
+
+namespace rehome::mailbox {
+
+/// One mailbox-enabled user as a search found it, with the operations on the user's directory
+/// object. Each of them binds that object afresh and keeps nothing bound.
+class MailboxUser {
+public:
+    /// `platform` must outlive the record.
+    explicit MailboxUser(const platform::Platform& platform) : m_platform(platform) {}
+
+    /// The full name of the store that held the mailbox when the record was made.
+    const QString& GetSourceStore() const { return m_sourceStore; }
+    /// That store's state then.
+    const QString& GetSourceStoreState() const { return m_sourceStoreState; }
+    /// The e-mail address when the record was made.
+    const QString& GetMail() const { return m_mail; }
+
+    /// Takes over the record set's current row. Throws Error where a column cannot be read or
+    /// "mail" is null. The result means nothing.
+    bool initFromRS(const platform::RecordSet& rs, const QString& SourceStore,
+                    const QString& SourceStoreState);
+
+    /// The object GUID: 38 characters, braced, in capitals.
+    const QString& GetID() const { return m_id; }
+
+    /// The e-mail address that the directory holds now; empty where it has none or it cannot be
+    /// read. Throws Error where the user cannot be bound.
+    QString GetRealMail() const;
+
+    /// Writes the kept e-mail address and proxy addresses back, replacing what is there. Throws
+    /// Error; nothing is written then.
+    void UpdateEmail() const;
+
+    /// Creates the mailbox on the store of that distinguished name. A failure is shown; the result
+    /// tells whether the mailbox was created.
+    bool CreateUserMailbox(const QString& newHomeMDB) const;
+
+    /// Deletes the mailbox. A failure ends it silently; its reason goes to the journal alone.
+    void DropUserMailbox() const;
+
+private:
+    std::unique_ptr<platform::IADsUser> bindUser() const;
+
+    const platform::Platform& m_platform;
+    QString m_id;
+    QString m_mail;
+    platform::Value m_proxyAddresses;
+    QString m_sourceStore;
+    QString m_sourceStoreState;
+};
+
+} // namespace rehome::mailbox

@@ -1,0 +1,107 @@
+#include "main_window/batch_move.h"
+
+#include "topology/text_case.h"
+
+namespace rehome::main_window {
+
+using topology::upperCase;
+
+namespace {
+
+bool nothingPicked(const QString& store) {
+    return store.isEmpty() || store == clickToSelect();
+}
+
+} // namespace
+
+void BatchMove::setSource(Source mode, bool byStore, bool byState) {
+    m_state.SourceMode = mode;
+    m_controls.comboSourceMBx->setEnabled(byStore);
+    m_controls.comboStatus->setEnabled(byState);
+}
+
+void BatchMove::rdoALL_Click() {
+    setSource(Source::All, false, false);
+}
+
+void BatchMove::rdoCriteria_Click() {
+    setSource(Source::Criteria, false, true);
+}
+
+void BatchMove::rdoFromStore_Click() {
+    setSource(Source::FromStore, true, false);
+}
+
+void BatchMove::comboSourceMBx_Click() {
+    m_state.SourceStoreName = m_controls.comboSourceMBx->Text();
+}
+
+void BatchMove::comboDestMBx_Click() {
+    m_state.DestStoreName = m_controls.comboDestMBx->Text();
+}
+
+void BatchMove::refuse(const QString& text) {
+    m_platform.Desktop.Show({text});
+    m_controls.enableInOrder(*m_controls.btnMove, *m_controls.btnRefresh);
+}
+
+bool BatchMove::confirmed() {
+    return m_platform.Desktop.Show(
+               {QStringLiteral("Are you Sure You want to Move selected MailBoxes to -\r\n\r\n-> ") +
+                    m_state.DestStoreName,
+                platform::Buttons::YesNo, platform::Icon::None,
+                QStringLiteral(" Move Mailbox ")}) != platform::Answer::No;
+}
+
+bool BatchMove::qualifies(const mailbox::MailboxUser& user) const {
+    switch (m_state.SourceMode) {
+    case Source::All:
+        return true;
+    case Source::Criteria:
+        return user.GetSourceStoreState() == m_controls.comboStatus->Text();
+    case Source::FromStore:
+        return upperCase(user.GetSourceStore()) == upperCase(m_state.SourceStoreName);
+    }
+    return false;
+}
+
+BatchMove::Outcome BatchMove::moveAll() {
+    const QString destination = upperCase(m_state.DestStoreName);
+    Outcome outcome;
+    // A mailbox that cannot be moved is counted, and the run goes on: the next one may well move.
+    for (const auto& user : m_state.GridMailboxes) {
+        if (!qualifies(*user) || upperCase(user->GetSourceStore()) == destination)
+            continue;
+        ++outcome.attempted;
+        if (mailbox::MoveMailbox2(user, m_state.DestStoreName, m_state.StoreList,
+                                  m_state.MovedMailboxes))
+            ++outcome.moved;
+    }
+    return outcome;
+}
+
+QString BatchMove::report(const Outcome& outcome) const {
+    if (outcome.attempted == 0)
+        return QStringLiteral("No MailBox found in ") + m_state.SourceStoreName;
+    if (outcome.moved == outcome.attempted)
+        return QString::number(outcome.moved) + QStringLiteral(" MailBoxes Moved Successfully");
+    return QStringLiteral("ERROR : Unable to move ") +
+           QString::number(outcome.attempted - outcome.moved) + QStringLiteral(" MailBoxes of ") +
+           QString::number(outcome.attempted);
+}
+
+void BatchMove::btnMove_Click() {
+    m_controls.disableInOrder(*m_controls.btnMove, *m_controls.btnRefresh);
+    if (nothingPicked(m_state.DestStoreName))
+        return refuse(QStringLiteral("Please Select the Destination MailStore"));
+    if (!confirmed())
+        return m_controls.enableInOrder(*m_controls.btnMove, *m_controls.btnRefresh);
+    if (m_state.SourceMode == Source::FromStore && nothingPicked(m_state.SourceStoreName))
+        return refuse(QStringLiteral("Please Select the Source MailStore"));
+
+    m_platform.Desktop.Show({report(moveAll())});
+    m_controls.enableInOrder(*m_controls.btnMove, *m_controls.btnRefresh);
+    m_list.RefreshIt();
+}
+
+} // namespace rehome::main_window

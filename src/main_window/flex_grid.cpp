@@ -1,0 +1,318 @@
+#include "main_window/flex_grid.h"
+
+#include "platform/error.h"
+#include "platform/twips.h"
+
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QScrollBar>
+
+#include <algorithm>
+#include <numeric>
+
+namespace rehome::main_window {
+
+using platform::toPixels;
+using platform::toTwips;
+
+FlexGrid::FlexGrid(QWidget* parent) : QTableView(parent) {
+    setModel(&m_model);
+    setFrameStyle(QFrame::Box | QFrame::Plain);
+    setEditTriggers(NoEditTriggers);
+    setSelectionMode(NoSelection);
+    setSelectionBehavior(SelectRows);
+    setVerticalScrollMode(ScrollPerItem);
+    setHorizontalScrollMode(ScrollPerPixel);
+    setAutoScroll(false);
+    setTabKeyNavigation(false);
+    setWordWrap(false);
+    verticalHeader()->hide();
+    verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    horizontalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    horizontalHeader()->setMinimumSectionSize(1);
+    horizontalHeader()->setHighlightSections(false);
+    horizontalHeader()->viewport()->installEventFilter(this);
+    watchUserScrolling(verticalScrollBar());
+    watchUserScrolling(horizontalScrollBar());
+}
+
+void FlexGrid::watchUserScrolling(QScrollBar* bar) {
+    // actionTriggered comes from the wheel and the bar alone, before the value follows.
+    connect(bar, &QScrollBar::actionTriggered, this,
+            [this, bar] { m_userScrolls = bar->sliderPosition() != bar->value(); });
+    connect(bar, &QScrollBar::valueChanged, this, [this] {
+        if (std::exchange(m_userScrolls, false))
+            Q_EMIT Scroll();
+    });
+}
+
+void FlexGrid::setRedraw(bool redraw) {
+    m_redraw = redraw;
+    if (redraw)
+        publish();
+    else
+        m_model.beginFill();
+}
+
+void FlexGrid::setScrollBars(Bars bars) {
+    m_bars = bars;
+    const auto policy = bars == Bars::None ? Qt::ScrollBarAlwaysOff : Qt::ScrollBarAsNeeded;
+    setVerticalScrollBarPolicy(policy);
+    setHorizontalScrollBarPolicy(policy);
+}
+
+void FlexGrid::publish() {
+    if (!m_model.filling())
+        return;
+    m_model.endFill();
+    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    updateGeometries();
+    showCurrentCell();
+}
+
+void FlexGrid::setCols(int columns) {
+    m_model.setColumns(columns);
+    m_columnWidths.resize(static_cast<std::size_t>(columns));
+    m_column = std::min(m_column, columns - 1);
+}
+
+void FlexGrid::setRows(int rows) {
+    if (rows < 1)
+        throw Error(QStringLiteral("A grid cannot have %1 rows.").arg(rows));
+    m_model.setRows(rows);
+    m_row = std::min(m_row, rows - 1);
+    if (rows == 1)
+        verticalScrollBar()->setValue(0);
+}
+
+void FlexGrid::setRowHeightMin(int twips) {
+    m_rowHeightMin = twips;
+    layOutRows();
+}
+
+void FlexGrid::setColWidth(int column, int twips) {
+    m_columnWidths.at(static_cast<std::size_t>(column)) = twips;
+    // Each boundary is rounded by itself, so that no error adds up from left to right.
+    int left = 0;
+    for (int i = 0; i < static_cast<int>(m_columnWidths.size()); ++i) {
+        const int right = left + m_columnWidths[static_cast<std::size_t>(i)];
+        if (i < horizontalHeader()->count())
+            horizontalHeader()->resizeSection(i, toPixels(right) - toPixels(left));
+        left = right;
+    }
+}
+
+void FlexGrid::layOutRows() {
+    const int bar = horizontalScrollBar()->isVisible() ? horizontalScrollBar()->height() : 0;
+    const int height = this->height() - 2 * frameWidth() - bar;
+    const int least =
+        std::max(1, (m_rowHeightMin + platform::TwipsPerPixel - 1) / platform::TwipsPerPixel);
+    const int count = std::max(1, height / least);
+    const int each = std::max(least, height / count);
+    verticalHeader()->setMinimumSectionSize(each);
+    verticalHeader()->setDefaultSectionSize(each);
+    horizontalHeader()->setFixedHeight(std::max(each, height - each * (count - 1)));
+}
+
+int FlexGrid::rowHeight() const {
+    return verticalHeader()->defaultSectionSize();
+}
+
+int FlexGrid::headingHeight() const {
+    return horizontalHeader()->height();
+}
+
+int FlexGrid::rowsInView() const {
+    const int bar = horizontalScrollBar()->isVisible() ? horizontalScrollBar()->height() : 0;
+    return std::max(1, (height() - 2 * frameWidth() - bar - headingHeight()) / rowHeight());
+}
+
+void FlexGrid::setRow(int row) {
+    if (row < 0 || row >= Rows())
+        throw Error(QStringLiteral("The grid has no row %1.").arg(row));
+    m_row = row;
+    showCurrentCell();
+}
+
+void FlexGrid::setCol(int column) {
+    if (column < 0 || column >= m_model.columns())
+        throw Error(QStringLiteral("The grid has no column %1.").arg(column));
+    m_column = column;
+    showCurrentCell();
+}
+
+void FlexGrid::showCurrentCell() {
+    if (m_model.filling())
+        return;
+    const auto cell = m_row > 0 ? m_model.index(m_row - 1, m_column) : QModelIndex();
+    selectionModel()->setCurrentIndex(cell, QItemSelectionModel::ClearAndSelect |
+                                                QItemSelectionModel::Rows);
+    viewport()->update();
+}
+
+void FlexGrid::bringCurrentCellIntoView() {
+    if (m_row == 0)
+        return;
+    QScrollBar* bar = verticalScrollBar();
+    const int top = TopRow();
+    if (m_row < top)
+        bar->setValue(m_row - 1);
+    else if (m_row >= top + rowsInView())
+        bar->setValue(m_row - rowsInView());
+}
+
+int FlexGrid::TopRow() const {
+    return Rows() > 1 ? verticalScrollBar()->value() + 1 : 0;
+}
+
+int FlexGrid::Left() const {
+    return toTwips(x());
+}
+
+int FlexGrid::Top() const {
+    return toTwips(y());
+}
+
+int FlexGrid::CellLeft() const {
+    const int columns =
+        std::accumulate(m_columnWidths.begin(), m_columnWidths.begin() + m_column, 0);
+    return toTwips(frameWidth() - horizontalScrollBar()->value()) + columns;
+}
+
+int FlexGrid::CellTop() const {
+    const int rows = m_row == 0 ? 0 : headingHeight() + (m_row - TopRow()) * rowHeight();
+    return toTwips(frameWidth() + rows);
+}
+
+int FlexGrid::CellWidth() const {
+    return m_columnWidths.empty() ? 0 : m_columnWidths.at(static_cast<std::size_t>(m_column));
+}
+
+bool FlexGrid::viewportEvent(QEvent* event) {
+    const bool handled = QTableView::viewportEvent(event);
+    if (event->type() == QEvent::Paint && !std::exchange(m_paintReported, true)) {
+        // Nothing may be moved while painting is under way.
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                m_paintReported = false;
+                Q_EMIT Painted();
+            },
+            Qt::QueuedConnection);
+    }
+    return handled;
+}
+
+void FlexGrid::resizeEvent(QResizeEvent* event) {
+    QTableView::resizeEvent(event);
+    layOutRows();
+    Q_EMIT Sized();
+}
+
+void FlexGrid::mousePressEvent(QMouseEvent* event) {
+    const QModelIndex cell = indexAt(event->position().toPoint());
+    if (event->button() == Qt::LeftButton && cell.isValid()) {
+        m_row = cell.row() + 1;
+        m_column = std::max(1, cell.column());
+        showCurrentCell();
+    }
+    Q_EMIT MouseDown();
+}
+
+void FlexGrid::mouseDoubleClickEvent(QMouseEvent* event) {
+    mousePressEvent(event);
+}
+
+void FlexGrid::mouseMoveEvent(QMouseEvent*) {
+}
+
+void FlexGrid::mouseReleaseEvent(QMouseEvent* event) {
+    released(*event, *viewport());
+}
+
+void FlexGrid::released(const QMouseEvent& event, const QWidget& area) {
+    Q_EMIT MouseUp();
+    const QPoint position = area.mapTo(this, event.position().toPoint());
+    if (event.button() == Qt::LeftButton && rect().contains(position))
+        Q_EMIT Click();
+}
+
+bool FlexGrid::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == horizontalHeader()->viewport() && heading(event))
+        return true;
+    return QTableView::eventFilter(watched, event);
+}
+
+bool FlexGrid::heading(QEvent* event) {
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonDblClick:
+        Q_EMIT MouseDown();
+        return true;
+    case QEvent::MouseButtonRelease:
+        released(*static_cast<QMouseEvent*>(event), *horizontalHeader()->viewport());
+        return true;
+    case QEvent::MouseMove:
+        return true;
+    default:
+        return false;
+    }
+}
+
+void FlexGrid::keyPressEvent(QKeyEvent* event) {
+    const int last = Rows() - 1;
+    int row = m_row;
+    int column = m_column;
+    const bool control = event->modifiers().testFlag(Qt::ControlModifier);
+    switch (event->key()) {
+    case Qt::Key_Up:
+        row = control ? 1 : row - 1;
+        break;
+    case Qt::Key_Down:
+        row = control ? last : row + 1;
+        break;
+    case Qt::Key_PageUp:
+        row -= rowsInView();
+        break;
+    case Qt::Key_PageDown:
+        row += rowsInView();
+        break;
+    case Qt::Key_Home:
+        row = control ? 1 : row;
+        column = control ? column : 1;
+        break;
+    case Qt::Key_End:
+        row = control ? last : row;
+        column = control ? column : m_model.columns() - 1;
+        break;
+    case Qt::Key_Left:
+        --column;
+        break;
+    case Qt::Key_Right:
+        ++column;
+        break;
+    default:
+        event->ignore();
+        return;
+    }
+    if (last < 1)
+        return;
+    row = std::clamp(row, 1, last);
+    column = std::clamp(column, 1, m_model.columns() - 1);
+    if (row == m_row && column == m_column)
+        return;
+    m_row = row;
+    m_column = column;
+    showCurrentCell();
+    bringCurrentCellIntoView();
+    Q_EMIT Click();
+}
+
+void FlexGrid::focusInEvent(QFocusEvent* event) {
+    // QAbstractItemView would make a cell of its own choice current.
+    QAbstractScrollArea::focusInEvent(event);
+    viewport()->update();
+}
+
+} // namespace rehome::main_window

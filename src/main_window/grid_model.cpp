@@ -1,0 +1,83 @@
+#include "main_window/grid_model.h"
+
+#include <QBrush>
+#include <QColor>
+
+namespace rehome::main_window {
+
+void GridModel::beginFill() {
+    if (!m_filling)
+        beginResetModel();
+    m_filling = true;
+}
+
+void GridModel::endFill() {
+    if (m_filling)
+        endResetModel();
+    m_filling = false;
+}
+
+template <class Change>
+void GridModel::change(Change&& apply) {
+    if (m_filling)
+        return apply();
+    beginFill();
+    apply();
+    endFill();
+}
+
+void GridModel::setRows(int rows) {
+    change([&] { m_cells.resize(static_cast<std::size_t>(rows), QStringList(m_columns)); });
+}
+
+void GridModel::setColumns(int columns) {
+    change([&] {
+        m_columns = columns;
+        for (QStringList& row : m_cells)
+            row.resize(columns);
+    });
+}
+
+QString GridModel::text(int row, int column) const {
+    return m_cells.at(static_cast<std::size_t>(row)).at(column);
+}
+
+void GridModel::setText(int row, int column, const QString& text) {
+    m_cells.at(static_cast<std::size_t>(row))[column] = text;
+    if (m_filling)
+        return;
+    if (row == 0)
+        Q_EMIT headerDataChanged(Qt::Horizontal, column, column);
+    else
+        Q_EMIT dataChanged(index(row - 1, column), index(row - 1, column));
+}
+
+int GridModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : rows() - 1;
+}
+
+int GridModel::columnCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : m_columns;
+}
+
+QVariant GridModel::data(const QModelIndex& index, int role) const {
+    if (index.row() + 1 >= rows() || index.column() >= m_columns)
+        return {};
+    if (role == Qt::DisplayRole)
+        return text(index.row() + 1, index.column());
+    if (role == Qt::BackgroundRole && index.column() == 0)
+        return QBrush(QColor(224, 224, 224));
+    return {};
+}
+
+QVariant GridModel::headerData(int section, Qt::Orientation orientation, int role) const {
+    if (orientation != Qt::Horizontal || section >= m_columns)
+        return {};
+    if (role == Qt::DisplayRole)
+        return text(0, section);
+    if (role == Qt::TextAlignmentRole)
+        return static_cast<int>(Qt::AlignLeft | Qt::AlignVCenter);
+    return {};
+}
+
+} // namespace rehome::main_window

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QAbstractTableModel>
+#include <QStringList>
+
+#include <vector>
+
+namespace rehome::main_window {
+
+/// The cells of the grid: row 0 is the heading, shown as the header; column 0 never holds text.
+/// Between beginFill and endFill the cells may be changed at will, at the cost of one reset.
+class GridModel final : public QAbstractTableModel {
+    Q_OBJECT
+
+public:
+    using QAbstractTableModel::QAbstractTableModel;
+
+    void beginFill();
+    void endFill();
+    bool filling() const { return m_filling; }
+
+    /// Both throw away what no longer fits. Heading row included.
+    void setRows(int rows);
+    void setColumns(int columns);
+    int rows() const { return static_cast<int>(m_cells.size()); }
+    int columns() const { return m_columns; }
+
+    QString text(int row, int column) const;
+    void setText(int row, int column, const QString& text);
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    int columnCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
+
+private:
+    template <class Change>
+    void change(Change&& apply);
+
+    std::vector<QStringList> m_cells = {QStringList{}};
+    int m_columns = 0;
+    bool m_filling = false;
+};
+
+} // namespace rehome::main_window

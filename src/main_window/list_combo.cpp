@@ -1,0 +1,107 @@
+#include "main_window/list_combo.h"
+
+#include <QAbstractItemView>
+#include <QApplication>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QSignalBlocker>
+
+namespace rehome::main_window {
+
+ListCombo::ListCombo(QWidget* parent) : QComboBox(parent) {
+    setEditable(true);
+    setInsertPolicy(NoInsert);
+    setCompleter(nullptr);
+    setContextMenuPolicy(Qt::NoContextMenu);
+    // QComboBox replaces what was typed by a matching item on either of these.
+    disconnect(lineEdit(), &QLineEdit::editingFinished, this, nullptr);
+    disconnect(lineEdit(), &QLineEdit::returnPressed, this, nullptr);
+    view()->installEventFilter(this);
+    view()->viewport()->installEventFilter(this);
+}
+
+QString ListCombo::Text() const {
+    return lineEdit()->text();
+}
+
+void ListCombo::setText(const QString& text) {
+    lineEdit()->setText(text);
+    lineEdit()->setCursorPosition(0);
+}
+
+void ListCombo::AddItem(const QString& text) {
+    const QString kept = Text();
+    {
+        // The list has no current item of its own: QComboBox would show it.
+        const QSignalBlocker quiet(lineEdit());
+        addItem(text);
+        setCurrentIndex(-1);
+    }
+    setText(kept);
+}
+
+void ListCombo::Clear() {
+    const QString kept = Text();
+    clear();
+    setText(kept);
+}
+
+void ListCombo::showPopup() {
+    m_pressedInList = false;
+    m_sinceOpened.start();
+    QComboBox::showPopup();
+    const int shown = findText(Text(), Qt::MatchExactly | Qt::MatchCaseSensitive);
+    view()->setCurrentIndex(model()->index(std::max(0, shown), modelColumn(), rootModelIndex()));
+}
+
+bool ListCombo::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == view()->viewport()) {
+        if (event->type() == QEvent::MouseButtonPress)
+            m_pressedInList = true;
+        if (event->type() == QEvent::MouseButtonRelease) {
+            const auto* release = static_cast<QMouseEvent*>(event);
+            const QModelIndex item = view()->indexAt(release->position().toPoint());
+            // The release that belongs to the press which opened the list is no pick.
+            const bool meant =
+                m_pressedInList || m_sinceOpened.hasExpired(QApplication::doubleClickInterval());
+            if (release->button() == Qt::LeftButton && item.isValid() && meant)
+                pick(item);
+            return true;
+        }
+    }
+    if (watched == view() && event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent*>(event)->key();
+        if (key == Qt::Key_Return || key == Qt::Key_Enter || key == Qt::Key_Select) {
+            pick(view()->currentIndex());
+            return true;
+        }
+        if (key == Qt::Key_Tab || key == Qt::Key_Backtab)
+            return true;
+    }
+    return QComboBox::eventFilter(watched, event);
+}
+
+void ListCombo::pick(const QModelIndex& item) {
+    hidePopup();
+    if (!item.isValid())
+        return;
+    setText(item.data().toString());
+    Q_EMIT Click();
+}
+
+void ListCombo::keyPressEvent(QKeyEvent* event) {
+    const bool alt = event->modifiers().testFlag(Qt::AltModifier);
+    const bool opens = event->key() == Qt::Key_F4 ||
+                       (alt && (event->key() == Qt::Key_Down || event->key() == Qt::Key_Up));
+    if (opens)
+        showPopup();
+    else
+        event->ignore();
+}
+
+void ListCombo::wheelEvent(QWheelEvent* event) {
+    Q_EMIT Wheel(event);
+    event->accept();
+}
+
+} // namespace rehome::main_window

@@ -1,0 +1,163 @@
+#include "main_window/mailbox_list.h"
+
+#include "platform/twips.h"
+#include "topology/names.h"
+#include "topology/servers.h"
+
+#include <QScopeGuard>
+#include <QSignalBlocker>
+
+#include <limits>
+
+namespace rehome::main_window {
+
+namespace {
+
+const QString MailboxQuery = QStringLiteral(
+    ">;(&(&(& (mailnickname=*) (| (&(objectCategory=person)(objectClass=user)(|(homeMDB=*)"
+    "(msExchHomeServerName=*))) ))));ADsPath,displayName,distinguishedName,homeMDB,mailNickname,"
+    "objectGUID,mail,legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses;subtree");
+
+} // namespace
+
+void MailboxList::InitGUI() {
+    FlexGrid& grid = *m_controls.msfgMain;
+    grid.setCols(4);
+    grid.setRows(1);
+    grid.setRowHeightMin(platform::toTwips(m_controls.comboStoreName->height()));
+    const int widths[] = {300, 2750, 5000, 1300};
+    for (int column = 0; column < 4; ++column)
+        grid.setColWidth(column, widths[column]);
+    const QString headings[] = {QString(), QStringLiteral("Mailbox Display Name"),
+                                QStringLiteral("Target Mail Store"),
+                                QStringLiteral("Store Status")};
+    grid.setRow(0);
+    for (int column = 1; column < 4; ++column) {
+        grid.setCol(column);
+        grid.setText(headings[column]);
+    }
+
+    m_controls.comboStoreName->Clear();
+    m_controls.comboSourceMBx->Clear();
+    m_controls.comboDestMBx->Clear();
+    m_controls.comboStatus->Clear();
+    m_controls.comboStatus->setText(QStringLiteral("Offline"));
+    for (const QString& state : topology::storeStates())
+        m_controls.comboStatus->AddItem(state);
+    m_controls.comboSourceMBx->setText(clickToSelect());
+    m_controls.comboDestMBx->setText(clickToSelect());
+
+    m_controls.hideChooser();
+    m_controls.comboStoreName->raise();
+    m_controls.comboStoreName->resize(platform::toPixels(grid.CellWidth()),
+                                      m_controls.comboStoreName->height());
+    m_controls.comboSourceMBx->setEnabled(false);
+    m_controls.comboStatus->setEnabled(false);
+    m_state.SourceMode = Source::All;
+    m_controls.rdoALL->setChecked(true);
+}
+
+void MailboxList::RefreshIt() {
+    FlexGrid& grid = *m_controls.msfgMain;
+    m_state.GridMailboxes = {};
+    m_controls.disableInOrder(*m_controls.btnRefresh, *m_controls.btnMove);
+    grid.setRedraw(false);
+    grid.setScrollBars(FlexGrid::Bars::None);
+    const auto whateverHappens = qScopeGuard([&] { grid.publish(); });
+
+    topology::GetExchServers(m_platform.Directory, m_state.ServerNames, m_state.ServerDNs);
+    const QString localServer = m_platform.Network.ComputerName();
+    InitGUI();
+    m_state.MailboxRowCount = 0;
+    m_state.StoreList = {};
+    listStores(localServer);
+
+    try {
+        listMailboxes();
+    } catch (const std::exception& error) {
+        grid.publish();
+        m_platform.Desktop.Show(
+            {QStringLiteral("Failed to refresh list of mailboxes. Error=") + describe(error)});
+    }
+}
+
+void MailboxList::listStores(const QString& localServer) {
+    for (const QString& server : m_state.ServerNames) {
+        m_stores.GetServerStores(server, localServer, m_state.ServerDNs, m_state.StoreList,
+                                 [&](const QString& fullName) {
+                                     m_controls.comboDestMBx->AddItem(fullName);
+                                     m_controls.comboStoreName->AddItem(fullName);
+                                 });
+    }
+}
+
+void MailboxList::listMailboxes() {
+    const auto rs = m_state.DirConnection->Execute(QStringLiteral("<LDAP://") +
+                                                       m_state.DefaultNamingContext + MailboxQuery,
+                                                   platform::UnspecifiedOptions);
+    topology::KeyedCollection<QString> sourceStores;
+    if (!rs->Bof()) {
+        rs->MoveFirst();
+        while (!rs->Eof()) {
+            listMailbox(*rs, sourceStores);
+            rs->MoveNext();
+        }
+        rs->Close();
+    }
+    finish(sourceStores);
+}
+
+void MailboxList::listMailbox(const platform::RecordSet& rs,
+                              topology::KeyedCollection<QString>& sourceStores) {
+    if (platform::isNull(rs.Fields(QStringLiteral("mail")).Value))
+        return;
+    if (platform::toText(rs.Fields(QStringLiteral("distinguishedName")))
+            .contains(QLatin1String(",CN=Microsoft Exchange System Objects,")))
+        return;
+    if (m_state.MailboxRowCount == std::numeric_limits<qint16>::max())
+        throw Error(QStringLiteral("The list holds at most 32,767 mailboxes, and the directory has "
+                                   "more."));
+
+    FlexGrid& grid = *m_controls.msfgMain;
+    ++m_state.MailboxRowCount;
+    grid.setRows(grid.Rows() + 1);
+    grid.setRow(m_state.MailboxRowCount);
+    grid.setCol(1);
+    grid.setText(platform::toText(rs.Fields(QStringLiteral("displayName"))));
+
+    const QString homeMDB = platform::toText(rs.Fields(QStringLiteral("homeMDB")));
+    const QString store = topology::MakeStoreFullName(topology::GetServerFromDN(homeMDB),
+                                                      topology::GetGroupFromDN(homeMDB),
+                                                      topology::GetStoreFromDN(homeMDB));
+    if (!topology::CollectionContains(store, sourceStores))
+        sourceStores.Add(store, store);
+    grid.setCol(2);
+    grid.setText(store);
+    grid.setCol(3);
+    const QString state = topology::CollectionContains(homeMDB, m_state.StoreList)
+                              ? m_state.StoreList.at(homeMDB)->StringStatus()
+                              : topology::unreachableState();
+    grid.setText(state);
+
+    auto user = std::make_shared<mailbox::MailboxUser>(m_platform);
+    user->initFromRS(rs, store, state);
+    m_state.GridMailboxes.Add(std::move(user), QString::number(m_state.MailboxRowCount));
+}
+
+void MailboxList::finish(const topology::KeyedCollection<QString>& sourceStores) {
+    FlexGrid& grid = *m_controls.msfgMain;
+    for (const QString& store : sourceStores)
+        m_controls.comboSourceMBx->AddItem(store);
+    grid.setRedraw(true);
+    grid.setScrollBars(FlexGrid::Bars::Both);
+    m_state.SourceStoreName.clear();
+    m_state.DestStoreName.clear();
+    grid.setCol(2);
+    grid.bringCurrentCellIntoView();
+    m_controls.placeChooser();
+    m_controls.comboStoreName->setText(grid.Text());
+    m_controls.showChooser();
+    m_controls.enableInOrder(*m_controls.btnRefresh, *m_controls.btnMove);
+}
+
+} // namespace rehome::main_window

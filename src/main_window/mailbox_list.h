@@ -1,0 +1,36 @@
+#pragma once
+
+#include "main_window/controls.h"
+#include "main_window/state.h"
+#include "topology/stores.h"
+
+namespace rehome::main_window {
+
+/// Lists every mailbox with its store and that store's state.
+class MailboxList {
+public:
+    /// What it is given must outlive it.
+    MailboxList(Controls& controls, State& state, const platform::Platform& platform)
+        : m_controls(controls), m_state(state), m_platform(platform),
+          m_stores(platform.Directory, platform.Exchange) {}
+
+    /// Rebuilds all that the window shows. Throws Error where the servers cannot be found or the
+    /// grid cannot be prepared; any later failure is shown and leaves the rows listed so far, with
+    /// Refresh and Move disabled.
+    void RefreshIt();
+
+private:
+    void InitGUI();
+    void listStores(const QString& localServer);
+    void listMailboxes();
+    void listMailbox(const platform::RecordSet& rs,
+                     topology::KeyedCollection<QString>& sourceStores);
+    void finish(const topology::KeyedCollection<QString>& sourceStores);
+
+    Controls& m_controls;
+    State& m_state;
+    const platform::Platform& m_platform;
+    topology::StoreEnumeration m_stores;
+};
+
+} // namespace rehome::main_window

@@ -1,0 +1,121 @@
+#include "main_window/main_window.h"
+
+#include "repopulation/recreate_status.h"
+
+#include <QCloseEvent>
+#include <QCoreApplication>
+
+namespace rehome::main_window {
+
+frmMain::frmMain(const platform::Platform& platform, const QString& caption)
+    : m_platform(platform), m_controls(*this), m_list(m_controls, m_state, platform),
+      m_singleMove(m_controls, m_state, platform, m_list),
+      m_batchMove(m_controls, m_state, platform, m_list) {
+    setObjectName(QStringLiteral("frmMain"));
+    setWindowTitle(caption);
+    wireEvents();
+}
+
+template <class Handler>
+void frmMain::handle(Handler&& handler) {
+    if (!m_closing)
+        platform::runHandler(m_platform.Desktop, handler);
+}
+
+void frmMain::wireEvents() {
+    const auto on = [this](auto* control, auto signal, auto& part, auto handler) {
+        connect(control, signal, this,
+                [this, &part, handler] { handle([&] { (part.*handler)(); }); });
+    };
+    on(m_controls.msfgMain, &FlexGrid::Click, m_singleMove, &SingleMove::msfgMain_Click);
+    on(m_controls.msfgMain, &FlexGrid::MouseDown, m_singleMove, &SingleMove::msfgMain_MouseDown);
+    on(m_controls.msfgMain, &FlexGrid::MouseUp, m_singleMove, &SingleMove::msfgMain_MouseUp);
+    on(m_controls.msfgMain, &FlexGrid::Scroll, m_singleMove, &SingleMove::msfgMain_Scroll);
+    on(m_controls.comboStoreName, &ListCombo::Click, m_singleMove,
+       &SingleMove::comboStoreName_Click);
+    on(m_controls.rdoALL, &QRadioButton::clicked, m_batchMove, &BatchMove::rdoALL_Click);
+    on(m_controls.rdoCriteria, &QRadioButton::clicked, m_batchMove, &BatchMove::rdoCriteria_Click);
+    on(m_controls.rdoFromStore, &QRadioButton::clicked, m_batchMove,
+       &BatchMove::rdoFromStore_Click);
+    on(m_controls.comboSourceMBx, &ListCombo::Click, m_batchMove, &BatchMove::comboSourceMBx_Click);
+    on(m_controls.comboDestMBx, &ListCombo::Click, m_batchMove, &BatchMove::comboDestMBx_Click);
+    on(m_controls.btnMove, &QPushButton::clicked, m_batchMove, &BatchMove::btnMove_Click);
+    on(m_controls.btnRefresh, &QPushButton::clicked, *this, &frmMain::btnRefresh_Click);
+    on(m_controls.btnExit, &QPushButton::clicked, *this, &frmMain::btnExit_Click);
+    connect(m_controls.comboStoreName, &ListCombo::Wheel, this, [this](QWheelEvent* event) {
+        QCoreApplication::sendEvent(m_controls.msfgMain->viewport(), event);
+    });
+}
+
+void frmMain::HookGridWindow() {
+    if (m_hookInstalled)
+        return;
+    for (const auto message : {&FlexGrid::Painted, &FlexGrid::Sized})
+        connect(m_controls.msfgMain, message, this, [this] { handle([&] { GridWindowProc(); }); });
+    m_hookInstalled = true;
+}
+
+void frmMain::GridWindowProc() {
+    m_controls.placeChooser();
+}
+
+void frmMain::Form_Load() {
+    HookGridWindow();
+    const QString root = QStringLiteral("RootDSE");
+    const auto rootObject = m_platform.Directory.BindObject(QStringLiteral("LDAP://") + root);
+    const auto context = [&](const QString& name) {
+        return platform::toText({name, root, rootObject->Get(name)});
+    };
+    m_state.DefaultNamingContext = context(QStringLiteral("defaultNamingContext"));
+    m_state.ConfigNamingContext = context(QStringLiteral("configurationNamingContext"));
+    m_state.DirConnection = m_platform.Directory.CreateConnection();
+    m_state.DirConnection->setProvider(QStringLiteral("ADSDSOObject"));
+    m_state.DirConnection->Open(QStringLiteral("ADs Provider"), QString(), QString(),
+                                platform::UnspecifiedOptions);
+    m_list.RefreshIt();
+}
+
+void frmMain::btnRefresh_Click() {
+    m_list.RefreshIt();
+}
+
+void frmMain::btnExit_Click() {
+    qint16 Cancel = 1;
+    Form_Unload(Cancel);
+}
+
+void frmMain::closeEvent(QCloseEvent* event) {
+    event->ignore();
+    handle([&] {
+        qint16 Cancel = 0;
+        Form_Unload(Cancel);
+    });
+}
+
+void frmMain::finishMovedMailboxes(QString& summary) {
+    repopulation::frmRecreateMailboxStatus dialog(m_platform, this);
+    dialog.Prepare(m_state.MovedMailboxes);
+    dialog.exec();
+    for (const auto& user : m_state.MovedMailboxes)
+        summary += QStringLiteral("\r\n\t") + user->GetMail();
+    m_state.DirConnection->Close();
+}
+
+void frmMain::Form_Unload(qint16&) {
+    if (m_closing)
+        return;
+    m_closing = true;
+    QString summary;
+    try {
+        finishMovedMailboxes(summary);
+    } catch (const std::exception& error) {
+        m_platform.Journal.Write(QStringLiteral("closing: ") + describe(error));
+    }
+    if (m_state.MovedMailboxes.Count() > 0)
+        m_platform.Desktop.Show(
+            {QStringLiteral("The following mailboxes were moved :\t\r\n") + summary,
+             platform::Buttons::OkCancel, platform::Icon::None, QStringLiteral("Moved Mailboxes")});
+    m_platform.Desktop.End(0);
+}
+
+} // namespace rehome::main_window

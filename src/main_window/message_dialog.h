@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/desktop.h"
+
+#include <QDialog>
+
+namespace rehome::main_window {
+
+/// A modal message box. Its text is plain whatever it holds; where it would exceed the screen it
+/// scrolls, and the buttons stay in sight.
+class MessageDialog final : public QDialog {
+    Q_OBJECT
+
+public:
+    /// `applicationTitle` is used where the box has no title of its own.
+    MessageDialog(const platform::MessageBox& box, const QString& applicationTitle,
+                  QWidget* parent);
+
+    /// Shows the box and waits. Escape and the close box mean No, Cancel or, where that is the only
+    /// button, OK.
+    platform::Answer ask();
+
+private:
+    platform::Answer m_answer;
+};
+
+} // namespace rehome::main_window

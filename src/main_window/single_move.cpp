@@ -1,0 +1,86 @@
+#include "main_window/single_move.h"
+
+#include "platform/twips.h"
+
+namespace rehome::main_window {
+
+void SingleMove::msfgMain_Click() {
+    m_controls.hideChooser();
+    m_controls.msfgMain->setCol(2);
+    m_controls.placeChooser();
+    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
+    m_controls.showChooser();
+}
+
+void SingleMove::msfgMain_MouseDown() {
+    if (m_controls.msfgMain->Col() != 2)
+        m_controls.hideChooser();
+}
+
+void SingleMove::msfgMain_MouseUp() {
+    const int width = m_controls.msfgMain->CellWidth();
+    if (static_cast<float>(width) == m_state.LastCellWidth)
+        return;
+    m_controls.comboStoreName->resize(platform::toPixels(width),
+                                      m_controls.comboStoreName->height());
+    m_state.LastCellWidth = static_cast<float>(width);
+}
+
+void SingleMove::msfgMain_Scroll() {
+    m_controls.hideChooser();
+    m_controls.msfgMain->setRow(m_controls.msfgMain->TopRow());
+    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
+    m_controls.showChooser();
+}
+
+bool SingleMove::confirmed(const QString& picked) {
+    FlexGrid& grid = *m_controls.msfgMain;
+    grid.setCol(1);
+    const QString name = grid.Text();
+    grid.setCol(2);
+    const QString from = grid.Text();
+    const QString lineBreak = QStringLiteral("\r\n");
+    return m_platform.Desktop.Show(
+               {QStringLiteral("Are you sure you want to move ") + name + QStringLiteral(" from ") +
+                    lineBreak + QStringLiteral("-> ") + from + lineBreak +
+                    QStringLiteral("\t\t- TO -") + lineBreak + QStringLiteral("-> ") + picked,
+                platform::Buttons::YesNo, platform::Icon::None,
+                QStringLiteral(" Move Mailbox ")}) != platform::Answer::No;
+}
+
+void SingleMove::comboStoreName_Click() {
+    FlexGrid& grid = *m_controls.msfgMain;
+    ListCombo& chooser = *m_controls.comboStoreName;
+    m_controls.hideChooser();
+    grid.setCol(2);
+    if (chooser.Text().isEmpty())
+        chooser.setText(grid.Text());
+    const QString picked = chooser.Text();
+    if (picked == grid.Text() || picked.isEmpty())
+        return;
+
+    const QString server = picked.section(u':', 0, 0);
+    if (server != m_platform.Network.ComputerName()) {
+        m_platform.Desktop.Show(
+            {QStringLiteral("Moving mailbox to remote server prohibited, disaster recovery utility "
+                            "can only restore to local stores"),
+             platform::Buttons::Ok, platform::Icon::Exclamation, QString()});
+        return;
+    }
+    // The heading row, or a row that a failed refresh left half written: there is nothing to move.
+    const QString row = QString::number(grid.Row());
+    if (!topology::CollectionContains(row, m_state.GridMailboxes) || !confirmed(picked))
+        return;
+
+    const auto user = m_state.GridMailboxes.at(row);
+    if (mailbox::MoveMailbox2(user, picked, m_state.StoreList, m_state.MovedMailboxes))
+        m_platform.Desktop.Show({QStringLiteral("MailBox moved successfully"),
+                                 platform::Buttons::Ok, platform::Icon::None,
+                                 QStringLiteral("Mailbox move")});
+    else
+        m_platform.Desktop.Show({QStringLiteral("Failed to move mailbox")});
+    grid.setCol(2);
+    m_list.RefreshIt();
+}
+
+} // namespace rehome::main_window

@@ -1,0 +1,140 @@
+#include "platform/adsi/directory_object.h"
+
+#include "platform/adsi/attribute_syntax.h"
+#include "platform/error.h"
+
+#include <algorithm>
+
+namespace rehome::adsi {
+
+namespace {
+
+/// What a binding reads at once, so that the operations that follow need no further round trip:
+/// the root object's naming contexts and what a mailbox is made of.
+QStringList boundAttributes() {
+    return {QStringLiteral("objectClass"),
+            QStringLiteral("objectGUID"),
+            QStringLiteral("defaultNamingContext"),
+            QStringLiteral("configurationNamingContext"),
+            QStringLiteral("mail"),
+            QStringLiteral("mailNickname"),
+            QStringLiteral("sAMAccountName"),
+            QStringLiteral("proxyAddresses"),
+            QStringLiteral("homeMDB"),
+            QStringLiteral("homeMTA"),
+            QStringLiteral("msExchHomeServerName"),
+            QStringLiteral("msExchMailboxGuid"),
+            QStringLiteral("mDBUseDefaults")};
+}
+
+} // namespace
+
+DirectoryObject::DirectoryObject(std::shared_ptr<engine::Session> session, const QString& base)
+    : m_session(std::move(session)), m_base(base) {
+    load(boundAttributes());
+}
+
+void DirectoryObject::load(const QStringList& names) {
+    engine::SearchRequest request;
+    request.base = m_base;
+    request.attributes = names;
+    const auto entries = m_session->search(request);
+    auto entry = entries->next();
+    if (!entry)
+        throw Error(QStringLiteral("There is no object \"%1\" in the directory, or it may not be "
+                                   "read.")
+                        .arg(m_base));
+    m_cache.distinguishedName = entry->distinguishedName;
+    for (const QString& name : names) {
+        m_cache.attributes.erase(name);
+        if (const auto values = entry->values(name); !values.isEmpty())
+            m_cache.attributes[name] = values;
+    }
+    m_loaded += names;
+}
+
+platform::Value DirectoryObject::value(const QString& name) {
+    if (!m_loaded.contains(name, Qt::CaseInsensitive))
+        load({name});
+    const auto found = valueOf(name, cached(name));
+    if (platform::isNull(found))
+        throw Error(
+            QStringLiteral("The object \"%1\" has no attribute \"%2\", or it may not be "
+                           "read.")
+                .arg(m_base.isEmpty() ? QStringLiteral("RootDSE") : distinguishedName(), name));
+    return found;
+}
+
+platform::Value DirectoryObject::Get(const QString& name) {
+    return value(name);
+}
+
+void DirectoryObject::GetInfoEx(const QStringList& names, int reserved) {
+    if (reserved != 0)
+        throw Error(QStringLiteral("GetInfoEx: the reserved argument must be 0."));
+    load(names);
+}
+
+QStringList DirectoryObject::GetEx(const QString& name) {
+    value(name);
+    QStringList texts;
+    for (const QByteArray& single : cached(name))
+        texts += QString::fromUtf8(single);
+    return texts;
+}
+
+void DirectoryObject::Put(const QString& name, const platform::Value& value) {
+    stage(name, valuesOf(value));
+}
+
+void DirectoryObject::stage(const QString& name, const QList<QByteArray>& values) {
+    const auto same = [&](const engine::Replacement& staged) {
+        return staged.attribute.compare(name, Qt::CaseInsensitive) == 0;
+    };
+    m_staged.erase(std::remove_if(m_staged.begin(), m_staged.end(), same), m_staged.end());
+    m_staged.append({name, values});
+}
+
+void DirectoryObject::SetInfo() {
+    if (m_staged.isEmpty())
+        return;
+    m_session->modify(m_base, m_staged);
+    for (const auto& [attribute, values] : m_staged) {
+        if (values.isEmpty())
+            m_cache.attributes.erase(attribute);
+        else
+            m_cache.attributes[attribute] = values;
+    }
+    m_staged.clear();
+}
+
+QString DirectoryObject::EmailAddress() {
+    return platform::toText(
+        {QStringLiteral("mail"), distinguishedName(), value(QStringLiteral("mail"))});
+}
+
+void DirectoryObject::setEmailAddress(const QString& address) {
+    stage(QStringLiteral("mail"), {address.toUtf8()});
+}
+
+bool DirectoryObject::isOfClass(const QString& objectClass) const {
+    const auto classes = cached(QStringLiteral("objectClass"));
+    return std::any_of(classes.begin(), classes.end(), [&](const QByteArray& name) {
+        return QString::fromUtf8(name).compare(objectClass, Qt::CaseInsensitive) == 0;
+    });
+}
+
+QList<QByteArray> DirectoryObject::cached(const QString& name) const {
+    for (const auto& [attribute, values] : m_staged) {
+        if (attribute.compare(name, Qt::CaseInsensitive) == 0)
+            return values;
+    }
+    return m_cache.values(name);
+}
+
+QString DirectoryObject::cachedText(const QString& name) const {
+    const auto values = cached(name);
+    return values.isEmpty() ? QString() : QString::fromUtf8(values.constFirst());
+}
+
+} // namespace rehome::adsi

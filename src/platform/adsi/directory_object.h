@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/directory_services.h"
+#include "platform/engine/engine.h"
+
+#include <QList>
+#include <QString>
+
+#include <memory>
+
+namespace rehome::adsi {
+
+/// A bound object with its property cache. What is read comes from the cache, which the binding
+/// fills and GetInfoEx adds to; what is put is staged there and written by SetInfo alone.
+class DirectoryObject final : public platform::IADsUser {
+public:
+    /// Reads the object. Throws Error where `base` names none.
+    DirectoryObject(std::shared_ptr<engine::Session> session, const QString& base);
+
+    platform::Value Get(const QString& name) override;
+    void GetInfoEx(const QStringList& names, int reserved) override;
+    QStringList GetEx(const QString& name) override;
+    void Put(const QString& name, const platform::Value& value) override;
+    void SetInfo() override;
+    QString EmailAddress() override;
+    void setEmailAddress(const QString& address) override;
+
+    const QString& distinguishedName() const { return m_cache.distinguishedName; }
+    engine::Session& session() const { return *m_session; }
+    bool isOfClass(const QString& objectClass) const;
+    /// A cached attribute's values, staged changes included; empty where the object lacks it.
+    /// Never asks the directory.
+    QList<QByteArray> cached(const QString& name) const;
+    /// The first of them as text, null where there is none.
+    QString cachedText(const QString& name) const;
+    /// Stages a replacement of all the attribute's values.
+    void stage(const QString& name, const QList<QByteArray>& values);
+
+private:
+    void load(const QStringList& names);
+    platform::Value value(const QString& name);
+
+    std::shared_ptr<engine::Session> m_session;
+    QString m_base;
+    engine::Entry m_cache;
+    QStringList m_loaded;
+    QList<engine::Replacement> m_staged;
+};
+
+} // namespace rehome::adsi

@@ -1,0 +1,49 @@
+#include "platform/adsi/record_set.h"
+
+#include "platform/adsi/attribute_syntax.h"
+#include "platform/error.h"
+
+namespace rehome::adsi {
+
+EntryRecordSet::EntryRecordSet(std::shared_ptr<engine::Session> session,
+                               const engine::SearchRequest& request)
+    : m_session(std::move(session)), m_entries(m_session->search(request)),
+      m_columns(request.attributes), m_current(m_entries->next()), m_empty(!m_current) {
+}
+
+void EntryRecordSet::requireRecord(const char* operation) const {
+    if (!m_entries)
+        throw Error(QStringLiteral("%1: the record set is closed.").arg(QLatin1String(operation)));
+    if (!m_current)
+        throw Error(QStringLiteral("%1: the record set is not positioned on a record.")
+                        .arg(QLatin1String(operation)));
+}
+
+void EntryRecordSet::MoveFirst() {
+    requireRecord("MoveFirst");
+    if (!m_onFirst)
+        throw Error(QStringLiteral("MoveFirst: the record set is read forwards only, and its first "
+                                   "record has been passed."));
+}
+
+void EntryRecordSet::MoveNext() {
+    requireRecord("MoveNext");
+    m_onFirst = false;
+    m_current.reset();
+    m_current = m_entries->next();
+}
+
+void EntryRecordSet::Close() {
+    m_current.reset();
+    m_entries.reset();
+    m_session.reset();
+}
+
+platform::Field EntryRecordSet::Fields(const QString& name) const {
+    requireRecord("Fields");
+    if (!m_columns.contains(name, Qt::CaseInsensitive))
+        throw Error(QStringLiteral("The search did not ask for the attribute \"%1\".").arg(name));
+    return {name, m_current->distinguishedName, valueOf(name, m_current->values(name))};
+}
+
+} // namespace rehome::adsi

@@ -1,0 +1,33 @@
+#include "platform/exchange/exchange_objects.h"
+
+#include "platform/error.h"
+#include "platform/exchange/person.h"
+#include "platform/exchange/server_objects.h"
+#include "platform/exchange/user_mailbox_store.h"
+
+namespace rehome::exchange {
+
+std::unique_ptr<platform::ExchangeServer> ExchangeObjects::CreateExchangeServer() {
+    return std::make_unique<ServerObject>(m_directory, m_probe);
+}
+
+std::unique_ptr<platform::StorageGroup> ExchangeObjects::CreateStorageGroup() {
+    return std::make_unique<StorageGroupObject>(m_directory);
+}
+
+std::unique_ptr<platform::MailboxStoreDB> ExchangeObjects::CreateMailboxStoreDB() {
+    return std::make_unique<MailboxStoreObject>(m_directory, m_probe);
+}
+
+std::unique_ptr<platform::Person> ExchangeObjects::CreatePerson() {
+    return std::make_unique<PersonObject>(m_directory, m_probe);
+}
+
+std::unique_ptr<platform::IMailboxStore> ExchangeObjects::MailboxStoreOf(platform::IADsUser& user) {
+    auto* object = dynamic_cast<adsi::DirectoryObject*>(&user);
+    if (!object)
+        throw Error(QStringLiteral("The user object was not bound in this directory."));
+    return std::make_unique<UserMailboxStore>(*object, m_journal);
+}
+
+} // namespace rehome::exchange

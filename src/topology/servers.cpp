@@ -1,0 +1,38 @@
+#include "topology/servers.h"
+
+namespace rehome::topology {
+
+void GetExchServers(platform::DirectoryServices& directory, KeyedCollection<QString>& ServerNames,
+                    KeyedCollection<QString>& ServerDNs) {
+    const auto root = directory.BindObject(QStringLiteral("LDAP://RootDSE"));
+    const QString attribute = QStringLiteral("configurationNamingContext");
+    const QString context =
+        platform::toText({attribute, QStringLiteral("RootDSE"), root->Get(attribute)});
+
+    const auto connection = directory.CreateConnection();
+    connection->setProvider(QStringLiteral("ADSDSOObject"));
+    connection->Open(QStringLiteral("ADs Provider"), QString(), QString(),
+                     platform::UnspecifiedOptions);
+    ServerNames = {};
+    ServerDNs = {};
+
+    const auto records =
+        connection->Execute(QStringLiteral("<LDAP://") + context +
+                                QStringLiteral(">;(objectClass=msExchExchangeServer);"
+                                               "name,distinguishedName,objectGUID;subtree"),
+                            platform::UnspecifiedOptions);
+    if (!records->Bof()) {
+        records->MoveFirst();
+        while (!records->Eof()) {
+            const QString dn =
+                platform::toText(records->Fields(QStringLiteral("distinguishedName")));
+            const QString name = platform::toText(records->Fields(QStringLiteral("name")));
+            ServerNames.Add(name);
+            ServerDNs.Add(dn, name);
+            records->MoveNext();
+        }
+    }
+    records->Close();
+}
+
+} // namespace rehome::topology

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "platform/directory_services.h"
+#include "platform/exchange_management.h"
+#include "topology/store_config.h"
+
+#include <functional>
+
+namespace rehome::topology {
+
+/// Enumerates the mailbox stores of one server after the other.
+class StoreEnumeration {
+public:
+    /// Takes the full name of a store of the local server, a possible destination.
+    using LocalStoreSink = std::function<void(const QString& fullName)>;
+
+    /// What it is given must outlive it.
+    StoreEnumeration(platform::DirectoryServices& directory, platform::ExchangeManagement& exchange)
+        : m_directory(directory), m_exchange(exchange) {}
+
+    /// Adds every store of the server to `StoreList` under its distinguished name, and hands those
+    /// of the local server (names compared exactly) to `addLocalStore`. Recovery storage groups are
+    /// passed over. Any failure ends it at once and silently; what was added until then stays.
+    void GetServerStores(const QString& serverName, const QString& localServerName,
+                         const KeyedCollection<QString>& ServerDNs, StoreCatalogue& StoreList,
+                         const LocalStoreSink& addLocalStore);
+
+private:
+    void enumerate(const QString& serverName, const QString& localServerName,
+                   const KeyedCollection<QString>& ServerDNs, StoreCatalogue& StoreList,
+                   const LocalStoreSink& addLocalStore);
+    /// True for a storage group whose base name (`msExchESEParamBaseName`, the prefix of its
+    /// transaction logs) begins with a capital R.
+    bool IsRecoveryStorageGroup(const QString& storageGroupDN);
+
+    platform::DirectoryServices& m_directory;
+    platform::ExchangeManagement& m_exchange;
+    // Held until the next call replaces them.
+    std::unique_ptr<platform::ExchangeServer> m_server;
+    std::unique_ptr<platform::StorageGroup> m_storageGroup;
+};
+
+} // namespace rehome::topology

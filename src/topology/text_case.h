@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+
+namespace rehome::topology {
+
+/// The text in capitals, each 16-bit unit mapped to one without regard to locale: "Straße" stays
+/// apart from "STRASSE".
+QString upperCase(const QString& text);
+
+} // namespace rehome::topology
