@@ -1,0 +1,144 @@
+#include "platform/embedded/comparison.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringDecoder>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace rehome::embedded {
+
+namespace {
+
+bool nameLess(std::string_view a, std::string_view b) {
+    return qstrnicmp(a.data(), static_cast<qsizetype>(a.size()), b.data(),
+                     static_cast<qsizetype>(b.size())) < 0;
+}
+
+// Both tables are in alphabetical order. Other attributes of these kinds may be missing: their
+// values then compare as text, which only shows in filters on them.
+constexpr std::array distinguishedNames{
+    std::string_view("defaultObjectCategory"),
+    std::string_view("distinguishedName"),
+    std::string_view("dn"),
+    std::string_view("homeMDB"),
+    std::string_view("homeMDBBL"),
+    std::string_view("homeMTA"),
+    std::string_view("manager"),
+    std::string_view("member"),
+    std::string_view("memberOf"),
+    std::string_view("msExchHomePublicMDB"),
+    std::string_view("msExchOwningServer"),
+    std::string_view("objectCategory"),
+};
+constexpr std::array octetStrings{
+    std::string_view("msExchMailboxGuid"),
+    std::string_view("msExchMailboxSecurityDescriptor"),
+    std::string_view("msExchMasterAccountSid"),
+    std::string_view("nTSecurityDescriptor"),
+    std::string_view("objectGUID"),
+    std::string_view("objectSid"),
+    std::string_view("sIDHistory"),
+    std::string_view("thumbnailPhoto"),
+    std::string_view("userCertificate"),
+};
+
+bool isIn(const auto& table, std::string_view name) {
+    return std::binary_search(table.begin(), table.end(), name, nameLess);
+}
+
+QByteArray upper(const QByteArray& utf8) {
+    QString text = QString::fromUtf8(utf8);
+    for (QChar& unit : text)
+        unit = unit.toUpper();
+    return text.toUtf8();
+}
+
+char* casefold(void*, void* parent, const char* text, size_t size) noexcept {
+    const QByteArray folded = upper(
+        QByteArray(text, static_cast<qsizetype>(qstrnlen(text, static_cast<qsizetype>(size)))));
+    return talloc_strndup(parent, folded.constData(), static_cast<size_t>(folded.size()));
+}
+
+QByteArray bytesOf(const ldb_val& value) {
+    return QByteArray(reinterpret_cast<const char*>(value.data),
+                      static_cast<qsizetype>(value.length));
+}
+
+QByteArray foldedText(const QByteArray& value) {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    static_cast<void>(QString(decoder(value)));
+    if (decoder.hasError() || value.contains('\0'))
+        return value;
+    return upper(value.simplified());
+}
+
+QByteArray foldedName(ldb_context* context, const ldb_val& value) {
+    const Talloc<ldb_dn> name(ldb_dn_from_ldb_val(nullptr, context, &value));
+    const char* folded = name && ldb_dn_validate(name.get()) && !ldb_dn_is_special(name.get())
+                             ? ldb_dn_get_casefold(name.get())
+                             : nullptr;
+    return folded ? QByteArray(folded) : foldedText(bytesOf(value));
+}
+
+int give(void* parent, const QByteArray& bytes, ldb_val* out) {
+    const auto size = static_cast<size_t>(bytes.size());
+    // libldb expects values to be followed by a zero that the length does not count.
+    out->data = static_cast<uint8_t*>(talloc_memdup(parent, bytes.constData(), size + 1));
+    out->length = size;
+    return out->data ? 0 : -1;
+}
+
+int canonicalText(ldb_context*, void* parent, const ldb_val* in, ldb_val* out) noexcept {
+    return give(parent, foldedText(bytesOf(*in)), out);
+}
+
+int compareText(ldb_context*, void*, const ldb_val* a, const ldb_val* b) noexcept {
+    return foldedText(bytesOf(*a)).compare(foldedText(bytesOf(*b)));
+}
+
+int canonicalName(ldb_context* context, void* parent, const ldb_val* in, ldb_val* out) noexcept {
+    return give(parent, foldedName(context, *in), out);
+}
+
+int compareName(ldb_context* context, void*, const ldb_val* a, const ldb_val* b) noexcept {
+    return foldedName(context, *a).compare(foldedName(context, *b));
+}
+
+} // namespace
+
+Comparison::Comparison()
+    : m_nameSyntax{.name = LDB_SYNTAX_DN,
+                   .ldif_read_fn = ldb_handler_copy,
+                   .ldif_write_fn = ldb_handler_copy,
+                   .canonicalise_fn = canonicalName,
+                   .index_format_fn = nullptr,
+                   .comparison_fn = compareName,
+                   .operator_fn = nullptr},
+      m_octetSyntax{m_nameSyntax}, m_textSyntax{m_nameSyntax} {
+    m_octetSyntax.name = LDB_SYNTAX_OCTET_STRING;
+    m_octetSyntax.canonicalise_fn = ldb_handler_copy;
+    m_octetSyntax.comparison_fn = ldb_comparison_binary;
+    m_textSyntax.name = LDB_SYNTAX_DIRECTORY_STRING;
+    m_textSyntax.canonicalise_fn = canonicalText;
+    m_textSyntax.comparison_fn = compareText;
+    m_name = {"*", 0, &m_nameSyntax};
+    m_octets = {"*", 0, &m_octetSyntax};
+    m_text = {"*", 0, &m_textSyntax};
+}
+
+void Comparison::installIn(ldb_context& context) {
+    ldb_set_utf8_fns(&context, nullptr, casefold);
+    ldb_schema_attribute_set_override_handler(&context, attribute, this);
+}
+
+const ldb_schema_attribute* Comparison::attribute(ldb_context*, void* self, const char* name) {
+    const auto& own = *static_cast<const Comparison*>(self);
+    if (isIn(distinguishedNames, name))
+        return &own.m_name;
+    return isIn(octetStrings, name) ? &own.m_octets : &own.m_text;
+}
+
+} // namespace rehome::embedded

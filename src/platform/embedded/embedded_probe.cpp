@@ -1,0 +1,50 @@
+#include "platform/embedded/embedded_probe.h"
+
+#include "platform/embedded/rehearsal_attributes.h"
+#include "platform/engine/escape.h"
+#include "platform/error.h"
+
+using namespace Qt::StringLiterals;
+
+namespace rehome::embedded {
+
+namespace {
+
+engine::Entry existing(const Organisation& organisation, const QString& name) {
+    auto object = organisation.object(name);
+    if (!object)
+        throw Error(u"There is no object \"%1\"."_s.arg(name));
+    return *object;
+}
+
+} // namespace
+
+void EmbeddedProbe::checkServer(const QString& serverName) {
+    const auto server = existing(m_organisation, serverName);
+    if (rehearsalAttributes(server).serverDown)
+        throw Error(u"The server %1 does not answer."_s.arg(server.text(u"name"_s)));
+}
+
+qint16 EmbeddedProbe::storeStatus(const QString& storeName) {
+    const auto store = existing(m_organisation, storeName);
+    for (QString above = engine::parentName(store.distinguishedName); !above.isEmpty();
+         above = engine::parentName(above))
+        if (m_organisation.object(above))
+            checkServer(above);
+    return rehearsalAttributes(store).storeState;
+}
+
+void EmbeddedProbe::openMailbox(const QString& userName) {
+    const auto user = existing(m_organisation, userName);
+    const auto after = rehearsalAttributes(user).opensAfter;
+    const int creation = m_organisation.mailboxCreations(userName);
+    const auto now = m_clock();
+
+    auto& attempt = m_attempts[user.distinguishedName];
+    if (attempt.creation != creation || attempt.first.time_since_epoch().count() == 0)
+        attempt = {creation, now};
+    if (!after || now - attempt.first < *after)
+        throw Error(u"The mailbox of %1 does not open yet."_s.arg(user.distinguishedName));
+}
+
+} // namespace rehome::embedded

@@ -1,0 +1,25 @@
+#pragma once
+
+// libldb's headers are C without a linkage specification. Only sources of this room include this.
+extern "C" {
+#include <ldb.h>
+#include <ldb_handlers.h>
+#include <ldb_module.h>
+}
+
+#include <memory>
+
+namespace rehome::embedded {
+
+struct TallocFree {
+    void operator()(void* memory) const noexcept { talloc_free(memory); }
+};
+// libldb has functions of the same names.
+using LdbFilter = struct ldb_parse_tree;
+using LdbRequest = struct ldb_request;
+
+/// A talloc object and what hangs on it.
+template <class T>
+using Talloc = std::unique_ptr<T, TallocFree>;
+
+} // namespace rehome::embedded
