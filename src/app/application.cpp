@@ -1,25 +1,12 @@
 #include "app/application.h"
 
+#include "main_window/look.h"
 #include "main_window/message_dialog.h"
-
-#include <QFont>
 
 #include <cstdio>
 #include <cstdlib>
 
 namespace rehome::app {
-
-namespace {
-
-/// The layout is made for texts of this size; eight and a quarter points at 96 dots per inch.
-QFont layoutFont() {
-    QFont font;
-    font.setFamilies({QStringLiteral("Arial"), QStringLiteral("Liberation Sans")});
-    font.setPixelSize(11);
-    return font;
-}
-
-} // namespace
 
 void ErrorStreamJournal::Write(const QString& line) {
     std::fprintf(stderr, "rehome: %s\n", line.toUtf8().constData());
@@ -30,8 +17,7 @@ Application::Application(int& argc, char** argv, const QString& title, platform:
     : QApplication(argc, argv), m_title(title), m_journal(journal) {
     // The display name is left unset: Qt would append it to every title.
     setApplicationName(QStringLiteral("rehome"));
-    setStyle(QStringLiteral("Fusion"));
-    setFont(layoutFont());
+    main_window::applyLook(*this);
     setQuitOnLastWindowClosed(false);
 }
 

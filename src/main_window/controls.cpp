@@ -56,10 +56,10 @@ Controls::Controls(QWidget& window) : m_window(window) {
     comboStoreName = make<ListCombo>(&window, "comboStoreName",
                                      QStringLiteral("Target mail store of the current mailbox"),
                                      {120, 120, 5000, ChooserHeight});
-    Frame1 = make<QGroupBox>(&window, "Frame1", QStringLiteral("Migration Options"),
-                             {120, 4440, 9735, 3855}, QStringLiteral("Migration Options"));
-    Frame2 = make<QGroupBox>(Frame1, "Frame2", QStringLiteral("Source of the migration"),
-                             {240, 360, 9255, 1815}, QStringLiteral("Source"));
+    Frame1 = make<TitledFrame>(&window, "Frame1", QStringLiteral("Migration Options"),
+                               {120, 4440, 9735, 3855}, QStringLiteral("Migration Options"));
+    Frame2 = make<TitledFrame>(Frame1, "Frame2", QStringLiteral("Source of the migration"),
+                               {240, 360, 9255, 1815}, QStringLiteral("Source"));
     rdoALL = make<QRadioButton>(Frame2, "rdoALL", QStringLiteral("All mailboxes"),
                                 {120, 240, 8895, 255}, QStringLiteral(" All"));
     rdoCriteria = make<QRadioButton>(
@@ -74,8 +74,8 @@ Controls::Controls(QWidget& window) : m_window(window) {
                                      {1920, 1200, 7215, 360});
     btnMove = make<QPushButton>(Frame1, "btnMove", QStringLiteral("Move the selected mailboxes"),
                                 {3900, 2300, 1815, 375}, QStringLiteral("&Move"));
-    Frame3 = make<QGroupBox>(Frame1, "Frame3", QStringLiteral("Destination of the migration"),
-                             {240, 2760, 9255, 855}, QStringLiteral("Destination"));
+    Frame3 = make<TitledFrame>(Frame1, "Frame3", QStringLiteral("Destination of the migration"),
+                               {240, 2760, 9255, 855}, QStringLiteral("Destination"));
     Label4 = make<QLabel>(Frame3, "Label4", QStringLiteral("Destination mailstore"),
                           {120, 360, 1695, 255}, QStringLiteral("Destination mailstore"));
     comboDestMBx = make<ListCombo>(Frame3, "comboDestMBx", QStringLiteral("Destination mailstore"),

@@ -2,9 +2,8 @@
 
 #include "main_window/flex_grid.h"
 #include "main_window/list_combo.h"
+#include "main_window/titled_frame.h"
 
-#include <QFrame>
-#include <QGroupBox>
 #include <QLabel>
 #include <QPointer>
 #include <QPushButton>
@@ -37,9 +36,9 @@ struct Controls {
     /// Enables two buttons in that order and gives the focus back, unless it has gone elsewhere.
     void enableInOrder(QPushButton& first, QPushButton& second);
 
-    QGroupBox* Frame1;
-    QGroupBox* Frame2;
-    QGroupBox* Frame3;
+    TitledFrame* Frame1;
+    TitledFrame* Frame2;
+    TitledFrame* Frame3;
     QPushButton* btnMove;
     QRadioButton* rdoALL;
     QRadioButton* rdoCriteria;

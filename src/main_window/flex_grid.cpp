@@ -65,6 +65,7 @@ void FlexGrid::publish() {
     if (!m_model.filling())
         return;
     m_model.endFill();
+    applyColumnWidths();
     setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     updateGeometries();
@@ -93,12 +94,18 @@ void FlexGrid::setRowHeightMin(int twips) {
 
 void FlexGrid::setColWidth(int column, int twips) {
     m_columnWidths.at(static_cast<std::size_t>(column)) = twips;
+    applyColumnWidths();
+}
+
+void FlexGrid::applyColumnWidths() {
+    // The header knows its columns only after the fill.
+    if (m_model.filling())
+        return;
     // Each boundary is rounded by itself, so that no error adds up from left to right.
     int left = 0;
-    for (int i = 0; i < static_cast<int>(m_columnWidths.size()); ++i) {
+    for (int i = 0; i < m_model.columns(); ++i) {
         const int right = left + m_columnWidths[static_cast<std::size_t>(i)];
-        if (i < horizontalHeader()->count())
-            horizontalHeader()->resizeSection(i, toPixels(right) - toPixels(left));
+        horizontalHeader()->resizeSection(i, toPixels(right) - toPixels(left));
         left = right;
     }
 }

@@ -77,6 +77,7 @@ protected:
 
 private:
     void watchUserScrolling(QScrollBar* bar);
+    void applyColumnWidths();
     void layOutRows();
     void showCurrentCell();
     int rowHeight() const;

@@ -156,7 +156,7 @@ Talloc<LdbFilter> Database::filter(const QString& text) const {
 }
 
 Talloc<ldb_result> Database::search(ldb_dn& base, engine::Scope scope, LdbFilter& filter) const {
-    Talloc<ldb_result> result(obtained(talloc_zero(nullptr, ldb_result)));
+    Talloc<ldb_result> result(obtained(talloc_zero(nullptr, struct ldb_result)));
     LdbRequest* made = nullptr;
     check(ldb_build_search_req_ex(&made, m_context.get(), nullptr, &base, ldbScope(scope), &filter,
                                   nullptr, nullptr, result.get(), ldb_search_default_callback,
