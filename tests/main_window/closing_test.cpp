@@ -1,0 +1,125 @@
+#include "support/window_driver.h"
+
+using namespace rehome;
+using test::inChild;
+using test::OrganisationText;
+using test::Window;
+
+namespace {
+
+QString u(const char* text) {
+    return QString::fromUtf8(text);
+}
+
+/// Keeps the repopulation dialog's timer quick, whenever there is one.
+void hurry() {
+    auto* every = new QTimer(qApp);
+    QObject::connect(every, &QTimer::timeout, [] {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (auto* timer = window->findChild<QTimer*>(u("tmrElapsed"));
+                timer && timer->interval() == 1000)
+                timer->setInterval(1);
+        }
+    });
+    every->start(1);
+}
+
+class ClosingTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void closing_data() {
+        QTest::addColumn<QStringList>("move");
+        QTest::addColumn<bool>("exitButton");
+        QTest::addColumn<QString>("failing");
+        QTest::addColumn<QString>("boxes");
+        const QString summary = u("The following mailboxes were moved :\t\r\n");
+        QTest::newRow("nothing moved") << QStringList() << true << QString() << QString();
+        QTest::newRow("nothing moved, close box")
+            << QStringList() << false << QString() << QString();
+        QTest::newRow("in the order of the first move")
+            << QStringList({u("3 A"), u("1 B"), u("3 B")}) << true << QString()
+            << summary + u("\r\n\tu3@t\r\n\tu1@t");
+        QTest::newRow("connection does not close")
+            << QStringList(u("1 A")) << false << u("Close") << summary + u("\r\n\tu1@t");
+    }
+    void closing() {
+        QFETCH(QStringList, move);
+        QFETCH(bool, exitButton);
+        QFETCH(QString, failing);
+        const auto ended = inChild(
+            test::smallOrganisation(),
+            [&](Window& w) {
+                for (const QString& step : move)
+                    w.moveRow(step.section(u' ', 0, 0).toInt(),
+                              u("EX1:SG\\") + step.section(u' ', 1));
+                w.rehearsal.desktop.shown.clear();
+                w.rehearsal.calls.made.clear();
+                w.rehearsal.calls.failing = failing;
+                hurry();
+                if (exitButton)
+                    w.press("btnExit");
+                else
+                    w.frame.close();
+            },
+            [](Window& w) {
+                return u("%1|%2")
+                    .arg(w.rehearsal.calls.made.count(u("Close")))
+                    .arg(w.rehearsal.desktop.texts().join(u'|'));
+            });
+        QCOMPARE(ended.status, 0);
+        QFETCH(QString, boxes);
+        QCOMPARE(ended.report, u("1|") + boxes); // the connection was closed, or tried, once
+    }
+
+    void addressRestored() {
+        OrganisationText text = test::smallOrganisation();
+        text.user(u("p"), u("EX2/SG/C"), u("rehomePolicyAddress: new@t\n"));
+        const QString dn = OrganisationText::userDN(u("p"));
+        const auto ended = inChild(
+            text,
+            [&](Window& w) {
+                w.moveRow(5, u("EX1:SG\\B"));
+                if (w.rehearsal.directory(dn, u("mail")) != QStringList(u("new@t")))
+                    return;
+                w.rehearsal.calls.made.clear();
+                hurry();
+                w.press("btnExit");
+            },
+            [&](Window& w) {
+                const QString id = (*w.frame.state().MovedMailboxes.begin())->GetID();
+                return w.rehearsal.calls.made.join(u'|').replace(id.mid(1, 36), u("ID")) + u'#' +
+                       w.rehearsal.directory(dn, u("mail")).join(u',') + u'#' +
+                       w.rehearsal.directory(dn, u("proxyAddresses")).join(u',');
+            });
+        const QString bind = u("BindUser LDAP://<GUID=ID>|");
+        QCOMPARE(ended.report, bind + u("EmailAddress|") + bind +
+                                   u("EmailAddress=p@t|Put ProxyAddresses=SMTP:p@t|SetInfo|") +
+                                   bind +
+                                   u("EmailAddress|Open mailto:p@t|Mailbox|Close#p@t#SMTP:p@t"));
+    }
+
+    void uncaughtFailureEndsOnce() {
+        const auto ended = inChild(
+            test::smallOrganisation(),
+            [](Window& w) {
+                w.rehearsal.calls.failing = u("Bind LDAP://RootDSE");
+                // While the failure is shown, nothing of the window runs.
+                w.rehearsal.desktop.whileShown = [&w](QDialog&) {
+                    w.button("btnExit").click();
+                    w.button("btnRefresh").click();
+                };
+                w.press("btnRefresh");
+            },
+            [](Window& w) { return w.rehearsal.desktop.texts().join(u'|'); });
+        QCOMPARE(ended.status, EXIT_FAILURE);
+        QCOMPARE(ended.report, u("refused: Bind LDAP://RootDSE"));
+    }
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    return rehome::test::run<ClosingTest>(argc, argv);
+}
+#include "closing_test.moc"
