@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 
 #include <chrono>
+#include <utility>
 
 namespace rehome::repopulation {
 
@@ -76,15 +77,14 @@ void frmRecreateMailboxStatus::Form_Activate() {
 
 void frmRecreateMailboxStatus::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
-    // A spontaneous one comes from the window manager: the dialog had been shown before.
-    if (!event->spontaneous())
+    if (!event->spontaneous() || std::exchange(m_interrupted, false))
         Form_Activate();
 }
 
 void frmRecreateMailboxStatus::hideEvent(QHideEvent* event) {
-    // An iconified dialog must go on counting: nobody would start it again.
-    if (!event->spontaneous())
-        m_tmrElapsed.stop();
+    // Iconified by the window manager, the dialog is to begin again when it comes back.
+    m_interrupted = event->spontaneous() && m_tmrElapsed.isActive();
+    m_tmrElapsed.stop();
     QDialog::hideEvent(event);
 }
 

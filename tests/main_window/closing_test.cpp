@@ -115,6 +115,24 @@ private Q_SLOTS:
         QCOMPARE(ended.status, EXIT_FAILURE);
         QCOMPARE(ended.report, u("refused: Bind LDAP://RootDSE"));
     }
+
+    void failureInsideATick() {
+        OrganisationText text = test::smallOrganisation();
+        text.user(u("n"), u("EX2/SG/C"), u("rehomeOpensAfter: never\n"));
+        const QString fatal = u("Fatal:Failed to recreate mailbox in specified timeframe");
+        const auto ended = inChild(
+            text,
+            [&](Window& w) {
+                w.moveRow(5, u("EX1:SG\\B"));
+                w.rehearsal.desktop.failing = fatal;
+                w.rehearsal.desktop.shown.clear();
+                hurry();
+                w.frame.close();
+            },
+            [](Window& w) { return w.rehearsal.desktop.texts().join(u'|'); });
+        QCOMPARE(ended.status, EXIT_FAILURE);
+        QCOMPARE(ended.report, fatal + u("|no box")); // and no summary behind it
+    }
 };
 
 } // namespace

@@ -12,16 +12,22 @@ namespace rehome::test {
 struct Calls {
     QStringList made;
     QString failing;  ///< a call that contains this fails
+    QList<int> which; ///< only these of them, counted from 0, where it is not empty
     int failAt = -1;  ///< the call of this number, from 0, fails
     int failings = 0; ///< how many have
 
     void operator()(const QString& call) {
         made += call;
-        if (failAt == made.size() - 1 || (!failing.isEmpty() && call.contains(failing))) {
+        const bool named = !failing.isEmpty() && call.contains(failing) &&
+                           (which.isEmpty() || which.contains(m_named++));
+        if (failAt == made.size() - 1 || named) {
             ++failings;
             throw Error(QStringLiteral("refused: ") + call);
         }
     }
+
+private:
+    int m_named = 0;
 };
 
 inline QString textOf(const platform::Value& value) {

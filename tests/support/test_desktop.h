@@ -20,11 +20,15 @@ public:
     QList<platform::Answer> answers;
     /// Runs before a box is answered, with the box on the screen.
     std::function<void(QDialog&)> whileShown;
+    /// The box of that text cannot be shown.
+    QString failing;
     /// Takes the end of the process; only a child may end.
     std::function<void(int)> onEnd;
 
     platform::Answer Show(const platform::MessageBox& box) override {
         shown.append(box);
+        if (!failing.isEmpty() && box.Text == failing)
+            throw Error(QStringLiteral("no box"));
         main_window::MessageDialog dialog(box, QStringLiteral("Rehome test"),
                                           QApplication::activeWindow());
         QTimer::singleShot(0, &dialog, [&] {
