@@ -28,9 +28,15 @@ frmRecreateMailboxStatus::frmRecreateMailboxStatus(const platform::Platform& pla
                                                    QWidget* parent)
     : QDialog(parent), m_platform(platform) {
     setObjectName(QStringLiteral("frmRecreateMailboxStatus"));
+    setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                   Qt::WindowCloseButtonHint);
     setWindowTitle(QStringLiteral("Mailbox drop & recreation status"));
     setFixedSize(platform::toPixels(5865), platform::toPixels(1530));
 
+    // The labels are made for a face a trifle narrower than today's.
+    QFont narrow = font();
+    narrow.setLetterSpacing(QFont::PercentageSpacing, 97);
+    setFont(narrow);
     QLabel* heading =
         label("Label1", QStringLiteral("Please wait, repopulating mailboxes to Exchange store..."),
               120, 120, 5655);

@@ -55,6 +55,14 @@ class RecreateStatusTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void nothingIsCutOff() {
+        Repopulation r({});
+        for (const auto* label : r.dialog.findChildren<QLabel*>())
+            QVERIFY2(label->sizeHint().width() <= label->width() &&
+                         label->sizeHint().height() <= label->height(),
+                     qPrintable(label->objectName() + QString::number(label->sizeHint().width())));
+    }
+
     void times() {
         const std::pair<int, const char*> expected[] = {{0, "00:00:00"},    {75, "00:01:15"},
                                                         {1320, "00:22:00"}, {3599, "00:59:59"},

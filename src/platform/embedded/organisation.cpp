@@ -1,10 +1,11 @@
 #include "platform/embedded/organisation.h"
 
 #include "platform/embedded/database.h"
-#include "platform/embedded/guid.h"
+#include "platform/embedded/guid_base.h"
 #include "platform/embedded/ldif_records.h"
 #include "platform/embedded/rehearsal_attributes.h"
 #include "platform/engine/escape.h"
+#include "platform/engine/guid.h"
 #include "platform/error.h"
 
 #include <QFile>
@@ -167,7 +168,7 @@ void Organisation::Content::loadObject(ldb_message& message, int line) {
         setValue(message, "name", engine::firstValue(name).toUtf8());
     QByteArray guid = entry.values(u"objectGUID"_s).value(0);
     if (guid.isEmpty()) {
-        guid = guidBytes(QUuid::createUuidV5(guidNamespace, key));
+        guid = engine::octetsFromGuid(QUuid::createUuidV5(guidNamespace, key));
         setValue(message, "objectGUID", guid);
     }
     if (guid.size() != 16)
