@@ -11,13 +11,10 @@ using namespace rehome;
 using main_window::FlexGrid;
 using main_window::ListCombo;
 using test::OrganisationText;
+using test::u;
 using test::Window;
 
 namespace {
-
-QString u(const char* text) {
-    return QString::fromUtf8(text);
-}
 
 OrganisationText manyUsers(int count) {
     OrganisationText text = test::smallOrganisation();
@@ -283,7 +280,5 @@ private:
 
 } // namespace
 
-int main(int argc, char** argv) {
-    return rehome::test::run<ControlsTest>(argc, argv);
-}
+QTEST_MAIN(ControlsTest)
 #include "controls_test.moc"

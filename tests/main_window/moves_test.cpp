@@ -3,13 +3,10 @@
 using namespace rehome;
 using platform::Answer;
 using test::OrganisationText;
+using test::u;
 using test::Window;
 
 namespace {
-
-QString u(const char* text) {
-    return QString::fromUtf8(text);
-}
 
 class MovesTest : public QObject {
     Q_OBJECT
@@ -72,7 +69,7 @@ private Q_SLOTS:
     void creationFails() {
         Window w;
         w.open();
-        w.rehearsal.calls.failing = u("CreateMailbox");
+        w.rehearsal.calls.failing = u("homeMDB=CN=");
         w.moveRow(2, u("EX1:SG\\B"));
         const QStringList texts = w.rehearsal.desktop.texts();
         QVERIFY(texts.value(1).startsWith(u("Failed to create mailbox on new location:refused")));
@@ -135,7 +132,7 @@ private Q_SLOTS:
         text.user(u("u5"), u("EX2/SG/C"));
         Window w(text);
         w.open();
-        w.rehearsal.calls.failing = u("CreateMailbox");
+        w.rehearsal.calls.failing = u("homeMDB=CN=");
         w.rehearsal.calls.which = {1, 3};
         Window::pick(w.combo("comboDestMBx"), u("EX1:SG\\B"));
         w.press("btnMove");
@@ -181,7 +178,5 @@ private Q_SLOTS:
 
 } // namespace
 
-int main(int argc, char** argv) {
-    return rehome::test::run<MovesTest>(argc, argv);
-}
+QTEST_MAIN(MovesTest)
 #include "moves_test.moc"

@@ -8,22 +8,15 @@ using namespace rehome;
 using repopulation::FormatTime;
 using repopulation::frmRecreateMailboxStatus;
 using test::OrganisationText;
+using test::u;
 
 namespace {
-
-QString u(const char* text) {
-    return QString::fromUtf8(text);
-}
 
 /// The dialog over users of which some never open.
 struct Repopulation {
     explicit Repopulation(const QStringList& users) : rehearsal(organisation(users)) {
-        const auto connection = rehearsal.plainDirectory.CreateConnection();
-        connection->setProvider(u("ADSDSOObject"));
-        connection->Open(u("ADs Provider"), {}, {}, -1);
-        auto rs = connection->Execute(
-            u("<LDAP://DC=t>;(mailNickname=*);objectGUID,mail,proxyAddresses;subtree"), -1);
-        for (; !rs->Eof(); rs->MoveNext()) {
+        main_window::applyLook(*qApp);
+        for (auto rs = rehearsal.users(); !rs->Eof(); rs->MoveNext()) {
             auto record = std::make_shared<mailbox::MailboxUser>(rehearsal.platform);
             record->initFromRS(*rs, {}, {});
             record->DropUserMailbox();
@@ -104,16 +97,18 @@ private Q_SLOTS:
         QCOMPARE(r.label("lblElapsedTime"), u("00:22:00"));
         QCOMPARE(r.label("lblRecreated"), u("2"));
         // Those that are done are not tried again, the other at each of the 1321 ticks.
-        QCOMPARE(r.rehearsal.calls.made.filter(u("Open mailto:never1@t")).size(), 1321);
-        QCOMPARE(r.rehearsal.calls.made.filter(u("Open mailto:a@t")).size(), 1);
+        QCOMPARE(r.rehearsal.calls.made.filter(u("(mail=never1@t)")).size(), 1321);
+        QCOMPARE(r.rehearsal.calls.made.filter(u("(mail=a@t)")).size(), 1);
     }
 
     void failuresAreTriedAgain_data() {
         QTest::addColumn<QString>("failing");
         QTest::addColumn<bool>("updates");
-        QTest::newRow("user not bound") << u("BindUser") << false;
-        QTest::newRow("update refused") << u("SetInfo") << true;
-        QTest::newRow("person not found") << u("Open mailto:") << true;
+        QTest::newRow("user not bound") << u("read <GUID=") << false;
+        QTest::newRow("update refused") << u("modify") << true;
+        QTest::newRow("person not found") << u("find DC=t") << true;
+        QTest::newRow("store not asked") << u("status") << true;
+        QTest::newRow("mailbox not opened") << u("open") << true;
     }
     void failuresAreTriedAgain() {
         QFETCH(QString, failing);
@@ -126,12 +121,14 @@ private Q_SLOTS:
         QTimer::singleShot(100, &r.dialog, [&] {
             QVERIFY(r.dialog.isVisible() && r.rehearsal.calls.failings > 1);
             QVERIFY(r.label("lblElapsedTime") != u("00:00:00"));
-            QCOMPARE(r.rehearsal.calls.made.contains(u("EmailAddress=a@t")), updates);
+            QCOMPARE(
+                !r.rehearsal.calls.made.filter(u("mail=a@t;ProxyAddresses=SMTP:a@t")).isEmpty(),
+                updates);
             r.rehearsal.calls.failing.clear();
         });
         r.dialog.exec();
         QVERIFY(r.dialog.IsSuccessful());
-        QCOMPARE(r.rehearsal.directory(dn, u("mail")), QStringList(u("a@t")));
+        QCOMPARE(r.rehearsal.values(dn, u("mail")), QStringList(u("a@t")));
         QVERIFY(r.rehearsal.desktop.shown.isEmpty());
     }
 
@@ -141,8 +138,8 @@ private Q_SLOTS:
         QTimer::singleShot(0, &r.dialog, [&] { r.timer().setInterval(0); });
         r.dialog.exec();
         QVERIFY(!r.dialog.IsSuccessful());
-        QVERIFY(r.rehearsal.calls.made.filter(u("Open")).isEmpty());
-        QVERIFY(!r.rehearsal.calls.made.contains(u("SetInfo")));
+        QVERIFY(r.rehearsal.calls.made.filter(u("read <GUID=")).size() ==
+                r.rehearsal.calls.made.size());
     }
 
     void titleBarEscapeAndFocus() {
@@ -169,7 +166,5 @@ private Q_SLOTS:
 
 } // namespace
 
-int main(int argc, char** argv) {
-    return rehome::test::run<RecreateStatusTest>(argc, argv);
-}
+QTEST_MAIN(RecreateStatusTest)
 #include "recreate_status_test.moc"

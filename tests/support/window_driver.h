@@ -16,7 +16,9 @@ namespace rehome::test {
 
 /// The main window over a rehearsal, loaded and shown, driven as a person would.
 struct Window {
-    explicit Window(const OrganisationText& text = smallOrganisation()) : rehearsal(text) {}
+    explicit Window(const OrganisationText& text = smallOrganisation()) : rehearsal(text) {
+        main_window::applyLook(*qApp);
+    }
 
     void open() {
         frame.Form_Load();
@@ -111,15 +113,6 @@ inline Ended inChild(const OrganisationText& text, const std::function<void(Wind
     int status = 0;
     ::waitpid(child, &status, 0);
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, QString::fromUtf8(told)};
-}
-
-/// A test program's main: the look of the real program, one application for all cases.
-template <class Test>
-int run(int argc, char** argv) {
-    QApplication application(argc, argv);
-    main_window::applyLook(application);
-    Test test;
-    return QTest::qExec(&test, argc, argv);
 }
 
 } // namespace rehome::test
