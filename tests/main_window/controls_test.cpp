@@ -35,43 +35,42 @@ class ControlsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void layout_data() {
-        QTest::addColumn<QRect>("place");
-        QTest::addColumn<QString>("caption");
-        const auto row = [](const char* name, QRect place, const char* caption = nullptr) {
-            QTest::newRow(name) << place << (caption ? u(caption) : QString());
-        };
-        row("msfgMain", {120, 120, 9735, 4215});
-        row("Frame1", {120, 4440, 9735, 3855}, "Migration Options");
-        row("Frame2", {240, 360, 9255, 1815}, "Source");
-        row("rdoALL", {120, 240, 8895, 255}, " All");
-        row("rdoCriteria", {120, 720, 2775, 255}, "Mailboxes having  store status ");
-        row("comboStatus", {2880, 720, 3375, 360});
-        row("rdoFromStore", {120, 1200, 1815, 255}, "Mailboxes from store");
-        row("comboSourceMBx", {1920, 1200, 7215, 360});
-        row("btnMove", {3900, 2300, 1815, 375}, "&Move");
-        row("Frame3", {240, 2760, 9255, 855}, "Destination");
-        row("Label4", {120, 360, 1695, 255}, "Destination mailstore");
-        row("comboDestMBx", {1800, 360, 7335, 360});
-        row("btnRefresh", {3480, 8520, 1455, 375}, "&Refresh");
-        row("btnExit", {5160, 8520, 1455, 375}, "E&xit");
-    }
     void layout() {
-        QFETCH(QRect, place);
-        QFETCH(QString, caption);
+        struct Row {
+            const char* name;
+            QRect twips;
+            const char* caption = nullptr;
+        };
+        const Row rows[] = {
+            {"msfgMain", {120, 120, 9735, 4215}},
+            {"Frame1", {120, 4440, 9735, 3855}, "Migration Options"},
+            {"Frame2", {240, 360, 9255, 1815}, "Source"},
+            {"rdoALL", {120, 240, 8895, 255}, " All"},
+            {"rdoCriteria", {120, 720, 2775, 255}, "Mailboxes having  store status "},
+            {"comboStatus", {2880, 720, 3375, 360}},
+            {"rdoFromStore", {120, 1200, 1815, 255}, "Mailboxes from store"},
+            {"comboSourceMBx", {1920, 1200, 7215, 360}},
+            {"btnMove", {3900, 2300, 1815, 375}, "&Move"},
+            {"Frame3", {240, 2760, 9255, 855}, "Destination"},
+            {"Label4", {120, 360, 1695, 255}, "Destination mailstore"},
+            {"comboDestMBx", {1800, 360, 7335, 360}},
+            {"btnRefresh", {3480, 8520, 1455, 375}, "&Refresh"},
+            {"btnExit", {5160, 8520, 1455, 375}, "E&xit"}};
         Window w;
-        auto& control = w.control<QWidget>(QTest::currentDataTag());
-        QCOMPARE(control.geometry(),
-                 platform::toPixels(place.x(), place.y(), place.width(), place.height()));
-        QVERIFY(!control.accessibleName().isEmpty());
-        const auto shown = control.property("text").isValid() ? control.property("text")
-                                                              : control.property("title");
-        QVERIFY(caption.isNull() || shown.toString() == caption);
-        // Everything fits: no caption is cut off.
-        if (!caption.isNull())
-            QVERIFY(control.fontMetrics().horizontalAdvance(caption.trimmed().remove(u'&')) +
-                        (qobject_cast<QAbstractButton*>(&control) ? 16 : 0) <=
-                    control.width());
+        for (const auto& [name, twips, caption] : rows) {
+            auto& control = w.control<QWidget>(name);
+            QCOMPARE(control.geometry(),
+                     platform::toPixels(twips.x(), twips.y(), twips.width(), twips.height()));
+            QVERIFY(!control.accessibleName().isEmpty());
+            if (!caption)
+                continue;
+            const auto text = control.property("text");
+            QCOMPARE((text.isValid() ? text : control.property("title")).toString(), u(caption));
+            const int indicator = qobject_cast<QAbstractButton*>(&control) ? 16 : 0;
+            const QString shown = u(caption).trimmed().remove(u'&');
+            QVERIFY2(control.fontMetrics().horizontalAdvance(shown) + indicator <= control.width(),
+                     name); // nothing is cut off
+        }
     }
 
     void tabOrder() {
@@ -223,41 +222,39 @@ private Q_SLOTS:
         QVERIFY(w.button("btnRefresh").hasFocus());
         w.button("btnMove").setFocus();
         QTest::keyClick(&w.button("btnMove"), Qt::Key_M, Qt::AltModifier);
-        QTRY_COMPARE(w.rehearsal.desktop.shown.size(), 1); // an access key presses with a delay
+        QTRY_COMPARE(w.desktop.shown.size(), 1); // an access key presses with a delay
         QTRY_VERIFY(w.button("btnMove").isEnabled());
         QCOMPARE(w.frame.focusWidget(), &w.button("btnMove"));
         w.frame.activateWindow(); // there is no window manager to do so
         w.chooser().setFocus();
-        w.rehearsal.desktop.answers = {platform::Answer::No};
+        w.desktop.answers = {platform::Answer::No};
         Window::pick(w.chooser(), u("EX1:SG\\B"));
         QCOMPARE(w.frame.focusWidget(), &w.grid());
     }
 
-    void messageBoxes_data() {
-        QTest::addColumn<int>("buttons");
-        QTest::addColumn<int>("dismissed");
-        QTest::newRow("Yes/No") << 2 << static_cast<int>(platform::Answer::No);
-        QTest::newRow("OK/Cancel") << 1 << static_cast<int>(platform::Answer::Cancel);
-        QTest::newRow("OK") << 0 << static_cast<int>(platform::Answer::Ok);
-    }
     void messageBoxes() {
-        QFETCH(int, buttons);
-        QFETCH(int, dismissed);
-        platform::MessageBox box{u("<b>A & B</b>\r\n\t\t&C"),
-                                 static_cast<platform::Buttons>(buttons)};
+        using platform::Answer;
+        using platform::Buttons;
+        const std::pair<Buttons, Answer> dismissed[] = {{Buttons::YesNo, Answer::No},
+                                                        {Buttons::OkCancel, Answer::Cancel},
+                                                        {Buttons::Ok, Answer::Ok}};
+        platform::MessageBox box{u("<b>A & B</b>\r\n\t\t&C")};
         for (const bool escape : {true, false}) {
-            main_window::MessageDialog dialog(box, u("Title"), nullptr);
-            QTimer::singleShot(0, &dialog, [&] {
-                const auto* label = dialog.findChild<QLabel*>(u("messageText"));
-                QCOMPARE(label->text(), u("<b>A & B</b>\n\t\t&C"));
-                QCOMPARE(label->textFormat(), Qt::PlainText);
-                QCOMPARE(dialog.windowTitle(), u("Title"));
-                if (escape)
-                    QTest::keyClick(&dialog, Qt::Key_Escape);
-                else
-                    dialog.close();
-            });
-            QCOMPARE(static_cast<int>(dialog.ask()), dismissed);
+            for (const auto& [buttons, answer] : dismissed) {
+                box.Buttons = buttons;
+                main_window::MessageDialog dialog(box, u("Title"), nullptr);
+                QTimer::singleShot(0, &dialog, [&] {
+                    const auto* label = dialog.findChild<QLabel*>(u("messageText"));
+                    QCOMPARE(label->text(), u("<b>A & B</b>\n\t\t&C"));
+                    QCOMPARE(label->textFormat(), Qt::PlainText);
+                    QCOMPARE(dialog.windowTitle(), u("Title"));
+                    if (escape)
+                        QTest::keyClick(&dialog, Qt::Key_Escape);
+                    else
+                        dialog.close();
+                });
+                QCOMPARE(dialog.ask(), answer);
+            }
         }
         box.Text = u("a line of the summary\r\n").repeated(1000);
         main_window::MessageDialog dialog(box, u("Title"), nullptr);

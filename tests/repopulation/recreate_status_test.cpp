@@ -64,23 +64,19 @@ private Q_SLOTS:
             QCOMPARE(FormatTime(seconds), u(text));
     }
 
-    void allAtOnce_data() {
-        QTest::addColumn<QStringList>("users");
-        QTest::newRow("nobody") << QStringList();
-        QTest::newRow("two") << QStringList({u("a"), u("b")});
-    }
     void allAtOnce() {
-        QFETCH(QStringList, users);
-        Repopulation r(users);
-        QTimer::singleShot(0, &r.dialog, [&] {
-            QCOMPARE(r.timer().interval(), 1000);
-            r.timer().setInterval(1);
-        });
-        r.dialog.exec();
-        QVERIFY(r.dialog.IsSuccessful() && !r.timer().isActive());
-        QCOMPARE(r.label("lblRecreated"), u("0")); // the last tick leaves the labels alone
-        QCOMPARE(r.label("lblTotal"), QString::number(users.size()));
-        QCOMPARE(r.label("lblElapsedTime"), u("00:00:00"));
+        for (const QStringList& users : {QStringList(), QStringList({u("a"), u("b")})}) {
+            Repopulation r(users);
+            QTimer::singleShot(0, &r.dialog, [&] {
+                QCOMPARE(r.timer().interval(), 1000);
+                r.timer().setInterval(1);
+            });
+            r.dialog.exec();
+            QVERIFY(r.dialog.IsSuccessful() && !r.timer().isActive());
+            QCOMPARE(r.label("lblRecreated"), u("0")); // the last tick leaves the labels alone
+            QCOMPARE(r.label("lblTotal"), QString::number(users.size()));
+            QCOMPARE(r.label("lblElapsedTime"), u("00:00:00"));
+        }
     }
 
     void givesUp() {
@@ -101,35 +97,22 @@ private Q_SLOTS:
         QCOMPARE(r.rehearsal.calls.made.filter(u("(mail=a@t)")).size(), 1);
     }
 
-    void failuresAreTriedAgain_data() {
-        QTest::addColumn<QString>("failing");
-        QTest::addColumn<bool>("updates");
-        QTest::newRow("user not bound") << u("read <GUID=") << false;
-        QTest::newRow("update refused") << u("modify") << true;
-        QTest::newRow("person not found") << u("find DC=t") << true;
-        QTest::newRow("store not asked") << u("status") << true;
-        QTest::newRow("mailbox not opened") << u("open") << true;
-    }
     void failuresAreTriedAgain() {
-        QFETCH(QString, failing);
-        QFETCH(bool, updates);
-        Repopulation r({u("a")});
-        const QString dn = OrganisationText::userDN(u("a"));
-        r.rehearsal.organisation.modify(dn, {{u("mail"), {"changed@t"}}});
-        r.rehearsal.calls.failing = failing;
-        QTimer::singleShot(0, &r.dialog, [&] { r.timer().setInterval(5); });
-        QTimer::singleShot(100, &r.dialog, [&] {
-            QVERIFY(r.dialog.isVisible() && r.rehearsal.calls.failings > 1);
-            QVERIFY(r.label("lblElapsedTime") != u("00:00:00"));
-            QCOMPARE(
-                !r.rehearsal.calls.made.filter(u("mail=a@t;ProxyAddresses=SMTP:a@t")).isEmpty(),
-                updates);
-            r.rehearsal.calls.failing.clear();
-        });
-        r.dialog.exec();
-        QVERIFY(r.dialog.IsSuccessful());
-        QCOMPARE(r.rehearsal.values(dn, u("mail")), QStringList(u("a@t")));
-        QVERIFY(r.rehearsal.desktop.shown.isEmpty());
+        for (const char* failing : {"read <GUID=", "modify", "find DC=t", "status", "open"}) {
+            Repopulation r({u("a")});
+            const QString dn = OrganisationText::userDN(u("a"));
+            r.rehearsal.organisation.modify(dn, {{u("mail"), {"changed@t"}}});
+            r.rehearsal.calls.failing = u(failing);
+            QTimer::singleShot(0, &r.dialog, [&] { r.timer().setInterval(5); });
+            QTimer::singleShot(100, &r.dialog, [&] {
+                QVERIFY(r.dialog.isVisible() && r.rehearsal.calls.failings > 1);
+                QVERIFY(r.label("lblElapsedTime") != u("00:00:00"));
+                r.rehearsal.calls.failing.clear();
+            });
+            r.dialog.exec();
+            QVERIFY(r.dialog.IsSuccessful() && r.rehearsal.desktop.shown.isEmpty());
+            QCOMPARE(r.rehearsal.values(dn, u("mail")), QStringList(u("a@t")));
+        }
     }
 
     void withoutAddress() {
@@ -138,8 +121,8 @@ private Q_SLOTS:
         QTimer::singleShot(0, &r.dialog, [&] { r.timer().setInterval(0); });
         r.dialog.exec();
         QVERIFY(!r.dialog.IsSuccessful());
-        QVERIFY(r.rehearsal.calls.made.filter(u("read <GUID=")).size() ==
-                r.rehearsal.calls.made.size());
+        const QStringList made = r.rehearsal.calls.made;
+        QCOMPARE(made.filter(u("read <GUID=")), made); // nothing else was done
     }
 
     void titleBarEscapeAndFocus() {

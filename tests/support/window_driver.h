@@ -16,15 +16,15 @@ namespace rehome::test {
 
 /// The main window over a rehearsal, loaded and shown, driven as a person would.
 struct Window {
-    explicit Window(const OrganisationText& text = smallOrganisation()) : rehearsal(text) {
-        main_window::applyLook(*qApp);
-    }
+    explicit Window(const OrganisationText& text = smallOrganisation()) : rehearsal(text) {}
 
-    void open() {
+    Window& open() {
         frame.Form_Load();
         frame.show();
         frame.activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(&frame));
+        if (!QTest::qWaitForWindowActive(&frame))
+            qFatal("the window does not become active");
+        return *this;
     }
 
     template <class Control>
@@ -44,6 +44,13 @@ struct Window {
         QTest::mouseClick(&control<QAbstractButton>(button), Qt::LeftButton);
     }
 
+    /// The rows as "name|store|state".
+    QStringList rows() {
+        QStringList all;
+        for (int row = 1; row < grid().Rows(); ++row)
+            all += text(row, 1) + u'|' + text(row, 2) + u'|' + text(row, 3);
+        return all;
+    }
     QPoint cell(int row, int column) {
         return grid().visualRect(grid().model()->index(row - 1, column)).center();
     }
@@ -75,7 +82,10 @@ struct Window {
         pick(chooser(), store);
     }
 
+    const bool look = (main_window::applyLook(*qApp), true);
     Rehearsal rehearsal;
+    TestDesktop& desktop = rehearsal.desktop;
+    RecordingEngine& calls = rehearsal.calls;
     main_window::frmMain frame{rehearsal.platform, QStringLiteral("Rehome test")};
 };
 
