@@ -22,9 +22,7 @@ class Desktop:
     """Stops its processes and removes its directories on leaving, whatever happened."""
 
     def __init__(self, pictures):
-        self.pictures = pictures
-        self.taken = 0
-        self.processes = []
+        self.pictures, self.taken, self.processes = pictures, 0, []
 
     def __enter__(self):
         self.directory = tempfile.mkdtemp(prefix="rehome-tour-")
@@ -66,7 +64,6 @@ class Desktop:
                 process.wait(5)
             except subprocess.TimeoutExpired:
                 process.kill()
-                process.wait()
         shutil.rmtree(self.directory, ignore_errors=True)
 
     def _start(self, *command, **options):
@@ -100,14 +97,9 @@ class Desktop:
 
     def picture(self, name):
         self.taken += 1
-        self._save(f"{self.taken:02}-{name}")
-
-    def failed(self):
-        self._save("failed")
-
-    def _save(self, name):
-        subprocess.run(["import", "-silent", "-window", "root",
-                        os.path.join(self.pictures, name + ".png")], check=True, timeout=20)
+        file = name if name == "failed" else f"{self.taken:02}-{name}"
+        subprocess.run(["import", "-silent", "-window", "root", f"{self.pictures}/{file}.png"],
+                       check=True, timeout=20)
 
     def keys(self, *names):
         subprocess.run(["xdotool", "key", "--delay", "30", *names], check=True)
@@ -128,15 +120,12 @@ class Program:
             if application and application.get_process_id() == self.process.pid:
                 # What it shows is read afresh each time.
                 application.set_cache_mask(Atspi.Cache.NONE)
-                children = [application.get_child_at_index(n)
-                            for n in range(application.get_child_count())]
-                return [Widget(self.desktop, child) for child in children if child]
+                return Widget(self.desktop, application).children()
         return []
 
     def window(self, title, seconds=15):
-        def find():
-            return next((w for w in self.windows() if w.name == title and w.showing), None)
-        return self.desktop.until(f'a window titled "{title}"', find, seconds)
+        return self.desktop.until(f'a window titled "{title}"', lambda: next(
+            (w for w in self.windows() if w.name == title and w.showing), None), seconds)
 
     def ended(self):
         """The exit status, once the process has ended."""
@@ -159,6 +148,9 @@ class Widget:
     role = property(lambda self: self.accessible.get_role_name())
     showing = property(lambda self: self.has("SHOWING"))
     sensitive = property(lambda self: self.has("SENSITIVE"))
+
+    def __repr__(self):
+        return f"{self.role} \"{self.name}\""
 
     def has(self, state):
         return self.accessible.get_state_set().contains(getattr(Atspi.StateType, state))
@@ -201,18 +193,14 @@ class Widget:
         x, y, width, height = self.area()
         self.desktop.mouse(x + width // 2, y + height // 2, *(buttons or (1,)))
 
-    def open(self):
-        """Opens a combo box's list by its arrow."""
-        x, y, width, height = self.area()
-        self.desktop.mouse(x + width - 10, y + height // 2, 1)
-        return self.opened()
-
     def opened(self):
+        """The items of a combo box whose list is being opened."""
         items = self.children()[0]
         self.desktop.until(f'the list of "{self.name}" is open', lambda: items.showing)
         return items.children()
 
     def pick(self, text):
-        found = [item for item in self.open() if item.name == text]
-        agree(f'items "{text}" in the list', len(found), 1)
-        found[0].click()
+        x, y, width, height = self.area()
+        self.desktop.mouse(x + width - 10, y + height // 2, 1)
+        item, = (item for item in self.opened() if item.name == text)
+        item.click()

@@ -76,7 +76,6 @@ class Organisation:
             Mailbox(r, self.states.get(r["homemdb"][0], "Unreachable")) for r in found
             if "mailnickname" in r and "mail" in r and "homemdb" in r
             and ",CN=Microsoft Exchange System Objects," not in r["dn"][0]]
-        self.left_out = sum("mailnickname" in r for r in found) - len(self.mailboxes)
         self.drops, self.moved = [], {}
 
     def rows(self):
