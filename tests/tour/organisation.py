@@ -32,14 +32,17 @@ def full_name(store):
     return f"{server}:{group}\\{name}"
 
 
+def guid_text(octets):
+    return "{" + str(uuid.UUID(bytes_le=octets)).upper() + "}"
+
+
 class Mailbox:
     def __init__(self, user, state):
         def first(name):
             return user.get(name, [None])[0]
         self.name, self.dn = first("displayname"), first("dn")
-        self.guid = "{" + str(uuid.UUID(bytes_le=first("objectguid"))).upper() + "}"
-        self.mail = self.listed_mail = first("mail")
-        self.proxies = user.get("proxyaddresses", [])
+        self.guid = guid_text(first("objectguid"))
+        self.mail, self.proxies = self.listed = first("mail"), user.get("proxyaddresses", [])
         self.policy, self.slow = first("rehomepolicyaddress"), "rehomeopensafter" in user
         self.home, self.state = first("homemdb"), state
         self.plain = not self.policy and not self.slow
@@ -91,5 +94,5 @@ class Organisation:
         for mailbox in moving:
             self.drops.append(mailbox.drop)
             mailbox.create(store, self.states[store])
-            self.moved.setdefault(mailbox.guid, mailbox.listed_mail)
+            self.moved.setdefault(mailbox.guid, mailbox.listed[0])
         return len(moving)

@@ -145,6 +145,13 @@ class MainWindow:
               + "".join(f"\n\t{mail}" for mail in self.expected.moved.values())])
         return box
 
+    def restored(self):
+        """The directory holds every address as it was before the first move."""
+        kept = self.program.directory()
+        for mailbox in self.expected.mailboxes:
+            agree(f"{mailbox.name} in the directory", kept[mailbox.guid],
+                  (mailbox.home, *mailbox.listed))
+
     def finished(self):
         agree("the exit status", self.program.ended(), 0)
         drops = [line for line in self.program.errors() if line.startswith("drop ")]
@@ -240,6 +247,7 @@ def exits(main):
                        lambda: main.progress()[:2] == (len(moved) - slow, len(moved)))
     main.desktop.picture("repopulation")
     box = main.summary()
+    main.restored()
     main.desktop.picture("summary")
     text, ok = next(box.all("label")), box.one("push button", "OK")
     text.desktop.mouse(text.area()[0] + 5, ok.area()[1] - 40, *[5] * 30)
