@@ -128,7 +128,7 @@ void Controls::hideChooser() {
 
 void Controls::disableInOrder(QPushButton& first, QPushButton& second) {
     for (QPushButton* button : {&first, &second}) {
-        if (button->hasFocus() || m_window.focusWidget() == button) {
+        if (m_window.focusWidget() == button) {
             m_focused = button;
             button->clearFocus();
         }
@@ -139,7 +139,8 @@ void Controls::disableInOrder(QPushButton& first, QPushButton& second) {
 void Controls::enableInOrder(QPushButton& first, QPushButton& second) {
     first.setEnabled(true);
     second.setEnabled(true);
-    if (m_focused && !m_window.focusWidget())
+    // A message box in between has let Qt choose another control.
+    if (m_focused)
         m_focused->setFocus();
     m_focused.clear();
 }

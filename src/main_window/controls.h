@@ -33,7 +33,7 @@ struct Controls {
 
     /// Disables two buttons in that order, remembering which of them had the focus.
     void disableInOrder(QPushButton& first, QPushButton& second);
-    /// Enables two buttons in that order and gives the focus back, unless it has gone elsewhere.
+    /// Enables two buttons in that order and gives the focus back to the one that had it.
     void enableInOrder(QPushButton& first, QPushButton& second);
 
     TitledFrame* Frame1;

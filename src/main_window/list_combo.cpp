@@ -91,12 +91,21 @@ void ListCombo::pick(const QModelIndex& item) {
 
 void ListCombo::keyPressEvent(QKeyEvent* event) {
     const bool alt = event->modifiers().testFlag(Qt::AltModifier);
-    const bool opens = event->key() == Qt::Key_F4 ||
-                       (alt && (event->key() == Qt::Key_Down || event->key() == Qt::Key_Up));
-    if (opens)
-        showPopup();
-    else
-        event->ignore();
+    const bool opens = alt && (event->key() == Qt::Key_Down || event->key() == Qt::Key_Up);
+    switch (opens ? Qt::Key_F4 : event->key()) {
+    case Qt::Key_F4:
+        return showPopup();
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        return event->ignore();
+    default:
+        // The text field gives its focus to the box, so its keys arrive here.
+        lineEdit()->event(event);
+    }
 }
 
 void ListCombo::wheelEvent(QWheelEvent* event) {

@@ -55,6 +55,8 @@ MessageDialog::MessageDialog(const platform::MessageBox& box, const QString& app
                              QWidget* parent)
     : QDialog(parent) {
     setObjectName(QStringLiteral("messageBox"));
+    setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                   Qt::WindowCloseButtonHint);
     setWindowTitle(box.Title.isNull() ? applicationTitle : box.Title);
 
     QString shown = box.Text;
@@ -63,13 +65,11 @@ MessageDialog::MessageDialog(const platform::MessageBox& box, const QString& app
     text->setTextFormat(Qt::PlainText);
     text->setTextInteractionFlags(Qt::TextSelectableByMouse);
     text->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-    text->setWordWrap(true);
 
     const QSize screen =
         (parent ? parent->screen() : QGuiApplication::primaryScreen())->availableSize();
     const int widest = screen.width() * 3 / 5;
     const int highest = screen.height() * 3 / 5;
-    text->setWordWrap(false);
     const int width = std::min(text->sizeHint().width(), widest);
     text->setWordWrap(true);
     const int height = text->heightForWidth(width);

@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 
 #include <chrono>
+#include <utility>
 
 namespace rehome::repopulation {
 
@@ -27,9 +28,15 @@ frmRecreateMailboxStatus::frmRecreateMailboxStatus(const platform::Platform& pla
                                                    QWidget* parent)
     : QDialog(parent), m_platform(platform) {
     setObjectName(QStringLiteral("frmRecreateMailboxStatus"));
+    setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                   Qt::WindowCloseButtonHint);
     setWindowTitle(QStringLiteral("Mailbox drop & recreation status"));
     setFixedSize(platform::toPixels(5865), platform::toPixels(1530));
 
+    // The labels are made for a face a trifle narrower than today's.
+    QFont narrow = font();
+    narrow.setLetterSpacing(QFont::PercentageSpacing, 97);
+    setFont(narrow);
     QLabel* heading =
         label("Label1", QStringLiteral("Please wait, repopulating mailboxes to Exchange store..."),
               120, 120, 5655);
@@ -76,15 +83,14 @@ void frmRecreateMailboxStatus::Form_Activate() {
 
 void frmRecreateMailboxStatus::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
-    // A spontaneous one comes from the window manager: the dialog had been shown before.
-    if (!event->spontaneous())
+    if (!event->spontaneous() || std::exchange(m_interrupted, false))
         Form_Activate();
 }
 
 void frmRecreateMailboxStatus::hideEvent(QHideEvent* event) {
-    // An iconified dialog must go on counting: nobody would start it again.
-    if (!event->spontaneous())
-        m_tmrElapsed.stop();
+    // Iconified by the window manager, the dialog is to begin again when it comes back.
+    m_interrupted = event->spontaneous() && m_tmrElapsed.isActive();
+    m_tmrElapsed.stop();
     QDialog::hideEvent(event);
 }
 

@@ -41,9 +41,9 @@ private:
     void check(int result) const;
     static void keepMessage(void* self, ldb_debug_level level, const char* format, va_list values);
 
-    Comparison m_comparison;
-    Talloc<ldb_context> m_context;
     mutable QString m_lastMessage;
+    Comparison m_comparison;
+    Talloc<ldb_context> m_context; ///< last: it uses the other two until it is gone
 };
 
 /// All attributes of a record, under the names that it gives them. `name` becomes the entry's.

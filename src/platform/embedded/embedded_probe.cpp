@@ -40,10 +40,10 @@ void EmbeddedProbe::openMailbox(const QString& userName) {
     const int creation = m_organisation.mailboxCreations(userName);
     const auto now = m_clock();
 
-    auto& attempt = m_attempts[user.distinguishedName];
-    if (attempt.creation != creation || attempt.first.time_since_epoch().count() == 0)
-        attempt = {creation, now};
-    if (!after || now - attempt.first < *after)
+    auto attempt = m_attempts.find(user.distinguishedName);
+    if (attempt == m_attempts.end() || attempt->creation != creation)
+        attempt = m_attempts.insert(user.distinguishedName, {creation, now});
+    if (!after || now - attempt->first < *after)
         throw Error(u"The mailbox of %1 does not open yet."_s.arg(user.distinguishedName));
 }
 

@@ -133,7 +133,7 @@ QList<LdifRecord> splitLdif(const QByteArray& content, const QString& source) {
 }
 
 QString ldifPlace(const QString& source, int line) {
-    return u"%1, line %2"_s.arg(source).arg(line);
+    return u"%1, line %2"_s.arg(source, QString::number(line));
 }
 
 } // namespace rehome::embedded

@@ -1,10 +1,11 @@
 #include "platform/embedded/organisation.h"
 
 #include "platform/embedded/database.h"
-#include "platform/embedded/guid.h"
+#include "platform/embedded/guid_base.h"
 #include "platform/embedded/ldif_records.h"
 #include "platform/embedded/rehearsal_attributes.h"
 #include "platform/engine/escape.h"
+#include "platform/engine/guid.h"
 #include "platform/error.h"
 
 #include <QFile>
@@ -105,6 +106,8 @@ struct Organisation::Content {
     QByteArray keyOf(const QString& name, const QString& attempt) const;
     /// An empty key where there is no such object.
     QByteArray findKey(const QString& name) const;
+    /// What an attribute that names objects is given: the object's name as the file writes it.
+    QByteArray linkTo(const QString& name, const QString& attempt) const;
     void resolveCategories(LdbFilter& tree) const;
     bool isElsewhere(ldb_dn& base, ldb_dn& name) const;
 
@@ -155,7 +158,8 @@ void Organisation::Content::loadObject(ldb_message& message, int line) {
     const QString name = QString::fromUtf8(ldb_dn_get_linearized(message.dn));
     const QByteArray key = Database::key(*message.dn);
     if (const auto known = places.constFind(key); known != places.constEnd())
-        throw Error(u"a second record of %1; the first is on line %2"_s.arg(name).arg(known->line));
+        throw Error(u"a second record of %1; the first is on line %2"_s.arg(
+            name, QString::number(known->line)));
 
     // Kept with the name, where it cannot disagree.
     ldb_msg_remove_attr(&message, "distinguishedName");
@@ -164,15 +168,15 @@ void Organisation::Content::loadObject(ldb_message& message, int line) {
         setValue(message, "name", engine::firstValue(name).toUtf8());
     QByteArray guid = entry.values(u"objectGUID"_s).value(0);
     if (guid.isEmpty()) {
-        guid = guidBytes(QUuid::createUuidV5(guidNamespace, key));
+        guid = engine::octetsFromGuid(QUuid::createUuidV5(guidNamespace, key));
         setValue(message, "objectGUID", guid);
     }
     if (guid.size() != 16)
-        throw Error(
-            u"the objectGUID of %1 is %2 bytes long instead of 16"_s.arg(name).arg(guid.size()));
+        throw Error(u"the objectGUID of %1 is %2 bytes long instead of 16"_s.arg(
+            name, QString::number(guid.size())));
     if (const auto other = keysByGuid.constFind(guid); other != keysByGuid.constEnd())
-        throw Error(u"%1 has the same objectGUID as the object on line %2"_s.arg(name).arg(
-            places.value(*other).line));
+        throw Error(u"%1 has the same objectGUID as the object on line %2"_s.arg(
+            name, QString::number(places.value(*other).line)));
     checkRehearsalAttributes(entry);
     database.add(message);
 
@@ -227,6 +231,11 @@ QByteArray Organisation::Content::keyOf(const QString& name, const QString& atte
     if (key.isEmpty())
         throw Error(u"%1: there is no such object in %2."_s.arg(attempt, source));
     return key;
+}
+
+QByteArray Organisation::Content::linkTo(const QString& name, const QString& attempt) const {
+    const QByteArray key = keyOf(name, u"%1 to \"%2\""_s.arg(attempt, name));
+    return names.at(places.value(key).order).toUtf8();
 }
 
 /// A directory takes `objectCategory=person` for the category whose class has that name.
@@ -353,35 +362,35 @@ std::unique_ptr<engine::Entries> Organisation::search(const engine::SearchReques
 void Organisation::modify(const QString& name, const QList<engine::Replacement>& replacements) {
     Content& content = *m_content;
     const QByteArray key = content.keyOf(name, u"Changing \"%1\""_s.arg(name));
-    const QString written = content.names.at(content.places.value(key).order);
+    const QString user = content.names.at(content.places.value(key).order);
 
     Changes changes;
     for (const auto& [attribute, values] : replacements) {
-        const QString attempt = u"Setting %1 of %2"_s.arg(attribute, written);
+        const QString attempt = u"Setting %1 of %2"_s.arg(attribute, user);
         if (!ldb_valid_attr_name(attribute.toUtf8().constData()))
             throw Error(u"%1: that is not an attribute's name."_s.arg(attempt));
         if (isOneOf(readOnly, attribute) || isRehearsalAttribute(attribute))
             throw Error(
                 u"%1: the directory does not let this attribute be written."_s.arg(attempt));
+        QList<QByteArray> written;
         for (const QByteArray& value : values) {
             if (value.isEmpty())
                 throw Error(u"%1: an attribute has no empty values."_s.arg(attempt));
-            if (isOneOf(namesOfObjects, attribute) &&
-                content.findKey(QString::fromUtf8(value)).isEmpty())
-                throw Error(u"%1 to \"%2\": there is no such object in %3."_s.arg(
-                    attempt, QString::fromUtf8(value), content.source));
+            written.append(isOneOf(namesOfObjects, attribute)
+                               ? content.linkTo(QString::fromUtf8(value), attempt)
+                               : value);
         }
         const auto spelling = content.spellings.insert(attribute).first;
-        changes.insert_or_assign(*spelling, values);
+        changes.insert_or_assign(*spelling, written);
     }
     if (changes.empty())
         return;
-    applyRecipientPolicy(*object(written), changes);
+    applyRecipientPolicy(*object(user), changes);
 
     try {
-        content.database.modify(written, changes);
+        content.database.modify(user, changes);
     } catch (const Error& error) {
-        throw Error(u"Changing \"%1\": %2."_s.arg(written, error.description()));
+        throw Error(u"Changing \"%1\": %2."_s.arg(user, error.description()));
     }
     const auto home = changes.find(u"homeMDB"_s);
     if (home != changes.end() && !home->second.isEmpty())

@@ -54,7 +54,7 @@ OwningServer owningServer(engine::Session& session, const QString& store) {
     engine::SearchRequest request;
     request.base = engine::parentName(store, 3);
     request.scope = engine::Scope::Subtree;
-    request.filter = QStringLiteral("(|(objectClass=msExchExchangeServer)(cn=Microsoft MTA))");
+    request.filter = QStringLiteral("(|(objectClass=msExchExchangeServer)(name=Microsoft MTA))");
     request.attributes =
         QStringList{QStringLiteral("objectClass"), QStringLiteral("legacyExchangeDN")};
     OwningServer server;

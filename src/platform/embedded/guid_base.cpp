@@ -1,23 +1,14 @@
-#include "platform/embedded/guid.h"
+#include "platform/embedded/guid_base.h"
 
+#include "platform/engine/guid.h"
 #include "platform/error.h"
 
 #include <QRegularExpression>
 #include <QUuid>
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 
 namespace rehome::embedded {
-
-QByteArray guidBytes(const QUuid& guid) {
-    QByteArray bytes = guid.toRfc4122();
-    std::reverse(bytes.begin(), bytes.begin() + 4);
-    std::reverse(bytes.begin() + 4, bytes.begin() + 6);
-    std::reverse(bytes.begin() + 6, bytes.begin() + 8);
-    return bytes;
-}
 
 QByteArray guidOfBase(const QString& base) {
     static const QRegularExpression form(
@@ -27,7 +18,7 @@ QByteArray guidOfBase(const QString& base) {
     if (!match.hasMatch())
         throw Error(u"\"%1\" is not a GUID. It is written <GUID= and 36 hexadecimal digits and "
                     "hyphens >."_s.arg(base));
-    return guidBytes(QUuid(match.captured(1)));
+    return engine::octetsFromGuid(QUuid(match.captured(1)));
 }
 
 } // namespace rehome::embedded

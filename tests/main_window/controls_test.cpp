@@ -1,0 +1,284 @@
+#include "platform/twips.h"
+#include "support/window_driver.h"
+
+#include <QHeaderView>
+#include <QLabel>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QWheelEvent>
+
+using namespace rehome;
+using main_window::FlexGrid;
+using main_window::ListCombo;
+using test::OrganisationText;
+using test::u;
+using test::Window;
+
+namespace {
+
+OrganisationText manyUsers(int count) {
+    OrganisationText text = test::smallOrganisation();
+    for (int i = 5; i <= count; ++i)
+        text.user(u("u%1").arg(i), u("EX2/SG/C"));
+    return text;
+}
+
+void turnWheel(QWidget& widget, int steps) {
+    const QPoint at = widget.rect().center();
+    QWheelEvent event(at, widget.mapToGlobal(at), {}, {0, -120 * steps}, Qt::NoButton, {},
+                      Qt::NoScrollPhase, false);
+    QCoreApplication::sendEvent(&widget, &event);
+    QCoreApplication::processEvents();
+}
+
+class ControlsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void layout_data() {
+        QTest::addColumn<QRect>("place");
+        QTest::addColumn<QString>("caption");
+        const auto row = [](const char* name, QRect place, const char* caption = nullptr) {
+            QTest::newRow(name) << place << (caption ? u(caption) : QString());
+        };
+        row("msfgMain", {120, 120, 9735, 4215});
+        row("Frame1", {120, 4440, 9735, 3855}, "Migration Options");
+        row("Frame2", {240, 360, 9255, 1815}, "Source");
+        row("rdoALL", {120, 240, 8895, 255}, " All");
+        row("rdoCriteria", {120, 720, 2775, 255}, "Mailboxes having  store status ");
+        row("comboStatus", {2880, 720, 3375, 360});
+        row("rdoFromStore", {120, 1200, 1815, 255}, "Mailboxes from store");
+        row("comboSourceMBx", {1920, 1200, 7215, 360});
+        row("btnMove", {3900, 2300, 1815, 375}, "&Move");
+        row("Frame3", {240, 2760, 9255, 855}, "Destination");
+        row("Label4", {120, 360, 1695, 255}, "Destination mailstore");
+        row("comboDestMBx", {1800, 360, 7335, 360});
+        row("btnRefresh", {3480, 8520, 1455, 375}, "&Refresh");
+        row("btnExit", {5160, 8520, 1455, 375}, "E&xit");
+    }
+    void layout() {
+        QFETCH(QRect, place);
+        QFETCH(QString, caption);
+        Window w;
+        auto& control = w.control<QWidget>(QTest::currentDataTag());
+        QCOMPARE(control.geometry(),
+                 platform::toPixels(place.x(), place.y(), place.width(), place.height()));
+        QVERIFY(!control.accessibleName().isEmpty());
+        const auto shown = control.property("text").isValid() ? control.property("text")
+                                                              : control.property("title");
+        QVERIFY(caption.isNull() || shown.toString() == caption);
+        // Everything fits: no caption is cut off.
+        if (!caption.isNull())
+            QVERIFY(control.fontMetrics().horizontalAdvance(caption.trimmed().remove(u'&')) +
+                        (qobject_cast<QAbstractButton*>(&control) ? 16 : 0) <=
+                    control.width());
+    }
+
+    void tabOrder() {
+        Window w;
+        w.open();
+        w.press("rdoFromStore");
+        w.button("btnMove").setFocus();
+        QStringList order;
+        for (int i = 0; i < 8; ++i) {
+            QTest::keyClick(w.frame.focusWidget(), Qt::Key_Tab);
+            QWidget* focused = w.frame.focusWidget();
+            order += focused->objectName();
+        }
+        QCOMPARE(order.join(u' '), u("rdoFromStore msfgMain comboStoreName comboSourceMBx "
+                                     "comboDestMBx btnExit btnRefresh btnMove"));
+        // The arrow keys on the option buttons are clicks.
+        w.control<QRadioButton>("rdoFromStore").setFocus();
+        QTest::keyClick(w.frame.focusWidget(), Qt::Key_Up);
+        QCOMPARE(w.frame.state().SourceMode, main_window::Source::Criteria);
+        QVERIFY(w.combo("comboStatus").isEnabled() && !w.combo("comboSourceMBx").isEnabled());
+    }
+
+    void comboRaisesClickOnPicksAlone() {
+        QWidget window;
+        ListCombo combo(&window);
+        combo.setText(u("shown"));
+        for (const char* item : {"one", "shown", "three"})
+            combo.AddItem(u(item));
+        QCOMPARE(combo.Text(), u("shown"));
+        window.show();
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        combo.setFocus();
+        QSignalSpy clicks(&combo, &ListCombo::Click);
+
+        for (const auto key : {Qt::Key_Down, Qt::Key_Up, Qt::Key_PageDown, Qt::Key_End})
+            QTest::keyClick(&combo, key);
+        turnWheel(combo, 1);
+        QCOMPARE(combo.Text(), u("shown"));
+        combo.lineEdit()->selectAll();
+        QTest::keyClicks(&combo, u("ONE")); // an item but for its case
+        QTest::keyClick(&combo, Qt::Key_Return);
+        combo.clearFocus();
+        QCOMPARE(combo.Text(), u("ONE"));
+        QCOMPARE(combo.count(), 3);
+        QCOMPARE(clicks.count(), 0);
+
+        Window::pick(combo, u("three"));
+        Window::pick(combo, u("three")); // again the one shown
+        QCOMPARE(clicks.count(), 2);
+        combo.setFocus();
+        QTest::keyClick(&combo, Qt::Key_Down, Qt::AltModifier);
+        QTest::keyClick(combo.view(), Qt::Key_Up);
+        QTest::keyClick(combo.view(), Qt::Key_Return);
+        QCOMPARE(combo.Text(), u("shown"));
+        QCOMPARE(clicks.count(), 3);
+        QTest::keyClick(&combo, Qt::Key_F4);
+        QTest::keyClick(combo.view(), Qt::Key_Escape);
+        QVERIFY(!combo.view()->isVisible());
+        combo.Clear();
+        QCOMPARE(combo.Text(), u("shown"));
+        QCOMPARE(clicks.count(), 3);
+    }
+
+    void gridMouse() {
+        Window w(manyUsers(40));
+        w.frame.Form_Load();
+        FlexGrid& grid = w.grid();
+        const QRect beforeShown = w.chooser().geometry();
+        w.frame.show();
+        w.frame.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&w.frame));
+        QCoreApplication::processEvents();
+        QCOMPARE(w.chooser().geometry(), beforeShown);
+        stands(w);
+        QStringList events;
+        connect(&grid, &FlexGrid::MouseDown, this, [&] {
+            events +=
+                u("down %1,%2 %3").arg(grid.Row()).arg(grid.Col()).arg(w.chooser().isVisible());
+        });
+        connect(&grid, &FlexGrid::MouseUp, this, [&] { events += u("up"); });
+        connect(&grid, &FlexGrid::Click, this,
+                [&] { events += u("click %1").arg(w.chooser().isVisible()); });
+        connect(&grid, &FlexGrid::Scroll, this, [&] { events += u("scroll"); });
+        QCOMPARE(grid.Row(), 40); // in view at the end of the refresh
+        const int top = grid.TopRow();
+        QCOMPARE(top, 31);
+        w.clickCell(35, 3);
+        QCOMPARE(events, QStringList({u("down 35,3 0"), u("up"), u("click 1")}));
+        QCOMPARE(w.chooser().Text(), w.text(35, 2));
+        QCOMPARE(grid.TopRow(), top);
+        QCOMPARE(w.frame.state().LastCellWidth, 1300.0F); // of column 3; the click follows
+        events.clear();
+        QTest::mouseClick(grid.horizontalHeader()->viewport(), Qt::LeftButton, {}, {50, 10});
+        QCOMPARE(events.mid(1), QStringList({u("up"), u("click 1")}));
+        QCOMPARE(grid.Row(), 35);
+        QCOMPARE(grid.Col(), 2);
+        events.clear();
+
+        turnWheel(*grid.viewport(), -2);
+        QCOMPARE(events, QStringList(u("scroll")));
+        QCOMPARE(grid.Row(), grid.TopRow());
+        QVERIFY(grid.Row() < top && w.chooser().isVisible());
+        QCOMPARE(w.chooser().Text(), w.text(grid.Row(), 2));
+        stands(w);
+        const int row = grid.Row();
+        turnWheel(w.chooser(), 1); // the wheel over the chooser scrolls the grid
+        QVERIFY(grid.Row() > row);
+        stands(w);
+        events.clear();
+        grid.verticalScrollBar()->setValue(0); // not the user's doing
+        QVERIFY(events.isEmpty());
+        grid.verticalScrollBar()->setValue(99);
+        turnWheel(*grid.viewport(), 1); // nothing left to scroll
+        QVERIFY(events.isEmpty());
+    }
+
+    void gridKeyboard() {
+        Window w(manyUsers(40));
+        w.open();
+        FlexGrid& grid = w.grid();
+        grid.setFocus();
+        QSignalSpy scrolls(&grid, &FlexGrid::Scroll);
+        QSignalSpy downs(&grid, &FlexGrid::MouseDown);
+        const auto press = [&](Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+            QTest::keyClick(&grid, key, modifiers);
+            QCoreApplication::processEvents();
+            stands(w);
+            return grid.Row();
+        };
+        QCOMPARE(press(Qt::Key_Up), 39);
+        QCOMPARE(press(Qt::Key_PageUp), 29);
+        QCOMPARE(press(Qt::Key_Home, Qt::ControlModifier), 1);
+        QCOMPARE(grid.TopRow(), 1);
+        QCOMPARE(press(Qt::Key_Down), 2);
+        QCOMPARE(press(Qt::Key_End, Qt::ControlModifier), 40);
+        QCOMPARE(press(Qt::Key_Left), 40);
+        QCOMPARE(grid.Col(), 2);
+        QCOMPARE(scrolls.count() + downs.count(), 0);
+        QTest::keyClick(&grid, Qt::Key_Tab);
+        QVERIFY(!grid.hasFocus());
+    }
+
+    void focus() {
+        Window w;
+        w.open();
+        w.button("btnRefresh").setFocus();
+        QTest::keyClick(&w.button("btnRefresh"), Qt::Key_Space);
+        QVERIFY(w.button("btnRefresh").hasFocus());
+        w.button("btnMove").setFocus();
+        QTest::keyClick(&w.button("btnMove"), Qt::Key_M, Qt::AltModifier);
+        QTRY_COMPARE(w.rehearsal.desktop.shown.size(), 1); // an access key presses with a delay
+        QTRY_VERIFY(w.button("btnMove").isEnabled());
+        QCOMPARE(w.frame.focusWidget(), &w.button("btnMove"));
+        w.frame.activateWindow(); // there is no window manager to do so
+        w.chooser().setFocus();
+        w.rehearsal.desktop.answers = {platform::Answer::No};
+        Window::pick(w.chooser(), u("EX1:SG\\B"));
+        QCOMPARE(w.frame.focusWidget(), &w.grid());
+    }
+
+    void messageBoxes_data() {
+        QTest::addColumn<int>("buttons");
+        QTest::addColumn<int>("dismissed");
+        QTest::newRow("Yes/No") << 2 << static_cast<int>(platform::Answer::No);
+        QTest::newRow("OK/Cancel") << 1 << static_cast<int>(platform::Answer::Cancel);
+        QTest::newRow("OK") << 0 << static_cast<int>(platform::Answer::Ok);
+    }
+    void messageBoxes() {
+        QFETCH(int, buttons);
+        QFETCH(int, dismissed);
+        platform::MessageBox box{u("<b>A & B</b>\r\n\t\t&C"),
+                                 static_cast<platform::Buttons>(buttons)};
+        for (const bool escape : {true, false}) {
+            main_window::MessageDialog dialog(box, u("Title"), nullptr);
+            QTimer::singleShot(0, &dialog, [&] {
+                const auto* label = dialog.findChild<QLabel*>(u("messageText"));
+                QCOMPARE(label->text(), u("<b>A & B</b>\n\t\t&C"));
+                QCOMPARE(label->textFormat(), Qt::PlainText);
+                QCOMPARE(dialog.windowTitle(), u("Title"));
+                if (escape)
+                    QTest::keyClick(&dialog, Qt::Key_Escape);
+                else
+                    dialog.close();
+            });
+            QCOMPARE(static_cast<int>(dialog.ask()), dismissed);
+        }
+        box.Text = u("a line of the summary\r\n").repeated(1000);
+        main_window::MessageDialog dialog(box, u("Title"), nullptr);
+        dialog.show();
+        QVERIFY(dialog.height() < dialog.screen()->availableSize().height());
+        const auto* last = dialog.findChildren<QPushButton*>().constLast();
+        QVERIFY(dialog.rect().contains(last->mapTo(&dialog, last->rect().center())));
+    }
+
+private:
+    static void stands(Window& w) {
+        const FlexGrid& grid = w.grid();
+        const QRect cell = grid.visualRect(grid.model()->index(grid.Row() - 1, 2));
+        const QPoint corner = grid.viewport()->mapTo(&w.frame, cell.topLeft());
+        QVERIFY((corner - w.chooser().pos()).manhattanLength() <= 1);
+        QVERIFY(grid.geometry().contains(w.chooser().geometry()));
+        QCOMPARE(w.chooser().Text(), w.text(grid.Row(), 2));
+    }
+};
+
+} // namespace
+
+QTEST_MAIN(ControlsTest)
+#include "controls_test.moc"

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "platform/adsi/directory.h"
+#include "platform/embedded/embedded_engine.h"
+#include "platform/embedded/embedded_network.h"
+#include "platform/embedded/embedded_probe.h"
+#include "platform/exchange/exchange_objects.h"
+#include "platform/platform.h"
+#include "support/organisation_text.h"
+#include "support/recording_engine.h"
+#include "support/test_desktop.h"
+
+namespace rehome::test {
+
+/// A whole platform over an organisation in process, all that reaches the engine recorded.
+struct Rehearsal {
+    explicit Rehearsal(const OrganisationText& text = smallOrganisation())
+        : organisation(text.ldif(), QStringLiteral("test")) {}
+
+    /// An attribute's values as the directory holds them now.
+    QStringList values(const QString& dn, const QString& attribute) const {
+        QStringList texts;
+        if (const auto object = organisation.object(dn)) {
+            for (const QByteArray& value : object->values(attribute))
+                texts += QString::fromUtf8(value);
+        }
+        return texts;
+    }
+    /// Every user with an alias, with its GUID and addresses.
+    std::unique_ptr<platform::RecordSet> users() {
+        auto connection = directory.CreateConnection();
+        connection->setProvider(QStringLiteral("ADSDSOObject"));
+        connection->Open(QStringLiteral("ADs Provider"), {}, {}, -1);
+        return connection->Execute(
+            QStringLiteral("<LDAP://DC=t>;(mailNickname=*);objectGUID,mail,proxyAddresses;subtree"),
+            -1);
+    }
+    QString homeOf(const QString& user) const {
+        return values(OrganisationText::userDN(user), QStringLiteral("homeMDB")).value(0);
+    }
+
+    embedded::Organisation organisation;
+    embedded::EmbeddedEngine engine{organisation};
+    embedded::EmbeddedProbe probe{organisation};
+    embedded::EmbeddedNetwork network{organisation};
+    RecordingEngine calls{engine, probe};
+    TestJournal journal;
+    TestDesktop desktop;
+    adsi::Directory directory{calls};
+    exchange::ExchangeObjects exchange{directory, calls, journal};
+    platform::Platform platform{directory, exchange, network, desktop, journal};
+};
+
+} // namespace rehome::test
