@@ -26,19 +26,13 @@ Control* make(QWidget* container, const char* name, const QString& accessibleNam
     return control;
 }
 
-/// The window is light whatever the desktop's theme is, so its texts are dark.
-QPalette lightPalette() {
-    const QColor grey(224, 224, 224);
-    QPalette palette(grey, grey);
-    palette.setColor(QPalette::Base, Qt::white);
-    palette.setColor(QPalette::AlternateBase, QColor(245, 245, 245));
-    palette.setColor(QPalette::Highlight, QColor(205, 222, 245));
-    palette.setColor(QPalette::HighlightedText, Qt::black);
-    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
-        palette.setColor(role, Qt::black);
-        palette.setColor(QPalette::Disabled, role, QColor(120, 120, 120));
-    }
-    return palette;
+ListCombo* makeList(QWidget* container, const char* name, const QString& accessibleName,
+                    Place place) {
+    auto* list = make<ListCombo>(container, name, accessibleName, place);
+    // On Linux the name that a screen reader gets of a combo box is its text.
+    list->setAccessibleDescription(accessibleName);
+    list->lineEdit()->setAccessibleName(accessibleName);
+    return list;
 }
 
 } // namespace
@@ -48,14 +42,13 @@ QString clickToSelect() {
 }
 
 Controls::Controls(QWidget& window) : m_window(window) {
-    window.setPalette(lightPalette());
     window.setFixedSize(platform::toPixels(ClientWidth), platform::toPixels(ClientHeight));
 
     msfgMain =
         make<FlexGrid>(&window, "msfgMain", QStringLiteral("Mailboxes"), {120, 120, 9735, 4215});
-    comboStoreName = make<ListCombo>(&window, "comboStoreName",
-                                     QStringLiteral("Target mail store of the current mailbox"),
-                                     {120, 120, 5000, ChooserHeight});
+    comboStoreName = makeList(&window, "comboStoreName",
+                              QStringLiteral("Target mail store of the current mailbox"),
+                              {120, 120, 5000, ChooserHeight});
     Frame1 = make<TitledFrame>(&window, "Frame1", QStringLiteral("Migration Options"),
                                {120, 4440, 9735, 3855}, QStringLiteral("Migration Options"));
     Frame2 = make<TitledFrame>(Frame1, "Frame2", QStringLiteral("Source of the migration"),
@@ -65,21 +58,21 @@ Controls::Controls(QWidget& window) : m_window(window) {
     rdoCriteria = make<QRadioButton>(
         Frame2, "rdoCriteria", QStringLiteral("Mailboxes having store status"),
         {120, 720, 2775, 255}, QStringLiteral("Mailboxes having  store status "));
-    comboStatus = make<ListCombo>(Frame2, "comboStatus", QStringLiteral("Store status"),
-                                  {2880, 720, 3375, 360});
+    comboStatus =
+        makeList(Frame2, "comboStatus", QStringLiteral("Store status"), {2880, 720, 3375, 360});
     rdoFromStore =
         make<QRadioButton>(Frame2, "rdoFromStore", QStringLiteral("Mailboxes from store"),
                            {120, 1200, 1815, 255}, QStringLiteral("Mailboxes from store"));
-    comboSourceMBx = make<ListCombo>(Frame2, "comboSourceMBx", QStringLiteral("Source mailstore"),
-                                     {1920, 1200, 7215, 360});
+    comboSourceMBx = makeList(Frame2, "comboSourceMBx", QStringLiteral("Source mailstore"),
+                              {1920, 1200, 7215, 360});
     btnMove = make<QPushButton>(Frame1, "btnMove", QStringLiteral("Move the selected mailboxes"),
                                 {3900, 2300, 1815, 375}, QStringLiteral("&Move"));
     Frame3 = make<TitledFrame>(Frame1, "Frame3", QStringLiteral("Destination of the migration"),
                                {240, 2760, 9255, 855}, QStringLiteral("Destination"));
     Label4 = make<QLabel>(Frame3, "Label4", QStringLiteral("Destination mailstore"),
                           {120, 360, 1695, 255}, QStringLiteral("Destination mailstore"));
-    comboDestMBx = make<ListCombo>(Frame3, "comboDestMBx", QStringLiteral("Destination mailstore"),
-                                   {1800, 360, 7335, 360});
+    comboDestMBx = makeList(Frame3, "comboDestMBx", QStringLiteral("Destination mailstore"),
+                            {1800, 360, 7335, 360});
     btnRefresh = make<QPushButton>(&window, "btnRefresh", QStringLiteral("Refresh the list"),
                                    {3480, 8520, 1455, 375}, QStringLiteral("&Refresh"));
     btnExit = make<QPushButton>(&window, "btnExit", QStringLiteral("Exit"), {5160, 8520, 1455, 375},

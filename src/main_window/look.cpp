@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QFont>
+#include <QPalette>
 #include <QProxyStyle>
 
 namespace rehome::main_window {
@@ -27,10 +28,26 @@ public:
     }
 };
 
+/// The windows are light whatever the desktop's theme is, so their texts are dark.
+QPalette lightPalette() {
+    const QColor grey(224, 224, 224);
+    QPalette palette(grey, grey);
+    palette.setColor(QPalette::Base, Qt::white);
+    palette.setColor(QPalette::AlternateBase, QColor(245, 245, 245));
+    palette.setColor(QPalette::Highlight, QColor(205, 222, 245));
+    palette.setColor(QPalette::HighlightedText, Qt::black);
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+        palette.setColor(role, Qt::black);
+        palette.setColor(QPalette::Disabled, role, QColor(120, 120, 120));
+    }
+    return palette;
+}
+
 } // namespace
 
 void applyLook(QApplication& application) {
     application.setStyle(new LayoutStyle); // the application takes ownership
+    application.setPalette(lightPalette());
     QFont font;
     font.setFamilies({QStringLiteral("Arial"), QStringLiteral("Liberation Sans")});
     font.setPixelSize(11); // eight and a quarter points at 96 dots per inch

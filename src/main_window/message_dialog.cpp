@@ -70,7 +70,9 @@ MessageDialog::MessageDialog(const platform::MessageBox& box, const QString& app
         (parent ? parent->screen() : QGuiApplication::primaryScreen())->availableSize();
     const int widest = screen.width() * 3 / 5;
     const int highest = screen.height() * 3 / 5;
-    const int width = std::min(text->sizeHint().width(), widest);
+    // Wide enough for the title between the buttons of its bar.
+    const int titled = fontMetrics().horizontalAdvance(windowTitle()) + 150;
+    const int width = std::min(std::max(text->sizeHint().width(), titled), widest);
     text->setWordWrap(true);
     const int height = text->heightForWidth(width);
 
