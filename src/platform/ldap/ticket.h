@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QString>
+
+namespace rehome::ldap {
+
+/// The Kerberos ticket that the user holds.
+struct Ticket {
+    enum class State { None, Expired, Valid };
+    State state = State::None;
+    QString realm; ///< empty where there is no ticket
+};
+
+Ticket currentTicket();
+
+} // namespace rehome::ldap
