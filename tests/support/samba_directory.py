@@ -234,6 +234,7 @@ def start(place):
     tls certfile = {place}/cert.pem
     tls keyfile = {place}/key.pem
     tls cafile =
+    ldap server require strong auth = allow_sasl_over_tls
 """)
     write(place + "/krb5.conf", f"""[libdefaults]
     default_realm = {REALM}

@@ -1,7 +1,5 @@
 #include "platform/ldap/connection.h"
 
-#include "platform/ldap/broken_pipe_guard.h"
-
 #include <ldap.h>
 #include <poll.h>
 #include <sasl/sasl.h>
@@ -46,6 +44,29 @@ void setOption(LDAP* handle, int option, int value) {
     ldap_set_option(handle, option, &value);
 }
 
+/// StartTLS is asked for by an extension of the URI.
+bool wantsTls(const QString& server) {
+    return server.startsWith(u"ldaps:"_s, Qt::CaseInsensitive) ||
+           server.contains(u"StartTLS"_s, Qt::CaseInsensitive) ||
+           server.contains(QLatin1String(LDAP_EXOP_START_TLS));
+}
+
+/// Has certificates verified whatever TLS_REQCERT says: a TLS context of the handle's own, with the
+/// other TLS settings of the client library, which such a context does not inherit.
+bool demandCertificate(LDAP* handle) {
+    setOption(handle, LDAP_OPT_X_TLS_REQUIRE_CERT, LDAP_OPT_X_TLS_DEMAND);
+    for (const int option :
+         {LDAP_OPT_X_TLS_CACERTFILE, LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE,
+          LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CRLFILE, LDAP_OPT_X_TLS_CIPHER_SUITE})
+        if (const QByteArray text = textOption(nullptr, option); !text.isEmpty())
+            ldap_set_option(handle, option, text.constData());
+    int protocol = 0;
+    ldap_get_option(nullptr, LDAP_OPT_X_TLS_PROTOCOL_MIN, &protocol);
+    setOption(handle, LDAP_OPT_X_TLS_PROTOCOL_MIN, protocol);
+    const int client = 0;
+    return ldap_set_option(handle, LDAP_OPT_X_TLS_NEWCTX, &client) == LDAP_SUCCESS;
+}
+
 /// What the client library is set to say of the user; everything else is answered with what the
 /// mechanism proposes.
 struct SignOnAnswers {
@@ -74,7 +95,6 @@ int answer(LDAP*, unsigned, void* context, void* questions) {
 } // namespace
 
 void HandleDeleter::operator()(LDAP* handle) const {
-    const BrokenPipeGuard guard;
     ldap_unbind_ext(handle, nullptr, nullptr);
 }
 
@@ -91,13 +111,13 @@ QByteArray libraryText(const QString& text) {
 
 Connection::Connection(const QString& server, const LdapSettings& settings)
     : m_server(server), m_settings(settings) {
-    const BrokenPipeGuard guard;
     LDAP* handle = nullptr;
     const int made = ldap_initialize(&handle, libraryText(server).constData());
     m_handle.reset(handle);
     if (made != LDAP_SUCCESS)
         fail({Stage::Connect}, {made});
 
+    m_socketLayer = std::make_unique<SocketLayer>(handle, settings.connectLimit);
     setOption(handle, LDAP_OPT_PROTOCOL_VERSION, LDAP_VERSION3);
     ldap_set_option(handle, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
     ldap_set_option(handle, LDAP_OPT_RESTART, LDAP_OPT_ON);
@@ -110,19 +130,22 @@ Connection::Connection(const QString& server, const LdapSettings& settings)
     const timeval limit = toTimeval(settings.connectLimit);
     ldap_set_option(handle, LDAP_OPT_NETWORK_TIMEOUT, &limit);
     ldap_set_option(handle, LDAP_OPT_TIMEOUT, &limit);
-    // StartTLS is asked for by an extension of the URI.
-    if (server.startsWith(u"ldaps:"_s, Qt::CaseInsensitive) || server.contains(u'?')) {
-        setOption(handle, LDAP_OPT_X_TLS_REQUIRE_CERT, LDAP_OPT_X_TLS_DEMAND);
-        const int client = 0;
-        const int ready = ldap_set_option(handle, LDAP_OPT_X_TLS_NEWCTX, &client);
-        if (ready != LDAP_SUCCESS)
-            fail({Stage::Connect},
-                 {LDAP_CONNECT_ERROR, u"the certificate settings of ldap.conf cannot be used"_s});
-    }
+    const bool tls = wantsTls(server);
+    if (tls && !demandCertificate(handle))
+        fail({Stage::Connect},
+             {LDAP_CONNECT_ERROR, u"the TLS settings of ldap.conf cannot be used"_s});
     const int connected = ldap_connect(handle);
+    // The client library tells a refused certificate from an unreachable server only by the
+    // handshake's empty remark, and goes on in clear where the URI leaves StartTLS optional.
+    const QString remark = diagnostic();
+    if (m_socketLayer->timedOut())
+        fail({Stage::Connect, {}, {}, settings.connectLimit}, {LDAP_TIMEOUT});
+    if (tls && (connected == LDAP_SUCCESS ? ldap_tls_inplace(handle) == 0 : !remark.isEmpty()))
+        fail({Stage::Connect}, {LDAP_CONNECT_ERROR});
     if (connected != LDAP_SUCCESS)
-        fail({Stage::Connect}, {connected, diagnostic()});
+        fail({Stage::Connect}, {connected, remark});
     signOn();
+    m_socketLayer->setLimit(settings.answerLimit);
 }
 
 void Connection::signOn() {
@@ -185,7 +208,6 @@ bool Connection::usable() const {
 
 int Connection::sendSearch(const engine::SearchRequest& request, int pageSize,
                            const QByteArray& cookie) {
-    const BrokenPipeGuard guard;
     const Attempt attempt{Stage::Search, request.base};
     std::vector<QByteArray> names;
     for (const QString& name : request.attributes)
@@ -217,7 +239,6 @@ int Connection::sendSearch(const engine::SearchRequest& request, int pageSize,
 }
 
 int Connection::sendModify(const QString& name, const QList<engine::Replacement>& replacements) {
-    const BrokenPipeGuard guard;
     struct Change {
         QByteArray type;
         std::vector<berval> values;
@@ -258,7 +279,6 @@ int Connection::sent(int code, int request, const Attempt& attempt) {
 }
 
 Message Connection::receive(int request, const Attempt& attempt) {
-    const BrokenPipeGuard guard;
     return await(request, m_settings.answerLimit, attempt);
 }
 
@@ -311,7 +331,6 @@ void Connection::finish(int request, const Attempt& attempt) {
 }
 
 void Connection::abandon(int request) noexcept {
-    const BrokenPipeGuard guard;
     if (!m_lost)
         ldap_abandon_ext(m_handle.get(), request, nullptr, nullptr);
 }

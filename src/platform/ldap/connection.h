@@ -3,6 +3,7 @@
 #include "platform/engine/engine.h"
 #include "platform/ldap/failure.h"
 #include "platform/ldap/ldap_settings.h"
+#include "platform/ldap/socket_layer.h"
 
 #include <QByteArray>
 #include <QString>
@@ -61,6 +62,7 @@ private:
 
     QString m_server;
     LdapSettings m_settings;
+    std::unique_ptr<SocketLayer> m_socketLayer;
     Handle m_handle;
     bool m_lost = false;
 };

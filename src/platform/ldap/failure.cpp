@@ -32,6 +32,8 @@ QString meaning(const Attempt& attempt, const Result& result) {
                                                : u"the connection to the server was lost"_s;
     case LDAP_TIMEOUT:
         return u"no answer within %1 seconds"_s.arg(double(attempt.limit.count()) / 1000);
+    case LDAP_CONNECT_ERROR:
+        return u"no secure connection (TLS) could be made"_s;
     case LDAP_LOCAL_ERROR:
         return u"this computer could not do its part"_s;
     default:
@@ -57,8 +59,7 @@ QString remedy(const Attempt& attempt, const Result& result) {
     const bool lost = result.code == LDAP_SERVER_DOWN || result.code == LDAP_TIMEOUT;
     if (attempt.stage == Stage::Modify && lost)
         return u"It is not known whether the change was made: look before trying again."_s;
-    if (attempt.stage == Stage::Connect &&
-        result.diagnostic.contains(u"certificate"_s, Qt::CaseInsensitive))
+    if (attempt.stage == Stage::Connect && result.code == LDAP_CONNECT_ERROR)
         return u"The certificate of %1 is not trusted: put the authority that issued it into the "
                "file that TLS_CACERT names in ldap.conf, and name the server as its certificate "
                "does."_s.arg(attempt.server);

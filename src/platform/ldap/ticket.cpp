@@ -41,21 +41,20 @@ Ticket currentTicket() {
     gss_OID_set_desc kerberos{1, const_cast<gss_OID>(gss_mech_krb5)};
     const OM_uint32 major = gss_acquire_cred(&minor, GSS_C_NO_NAME, GSS_C_INDEFINITE, &kerberos,
                                              GSS_C_INITIATE, &credential.value, nullptr, nullptr);
-    if (GSS_ROUTINE_ERROR(major) == GSS_S_CREDENTIALS_EXPIRED)
-        return {Ticket::State::Expired, {}};
     if (GSS_ERROR(major))
         return {};
     Name name;
-    OM_uint32 seconds = 0;
+    const OM_uint32 inquired =
+        gss_inquire_cred(&minor, credential.value, &name.value, nullptr, nullptr, nullptr);
+    if (GSS_ROUTINE_ERROR(inquired) == GSS_S_CREDENTIALS_EXPIRED)
+        return {Ticket::State::Expired, {}};
     Buffer text;
-    if (GSS_ERROR(
-            gss_inquire_cred(&minor, credential.value, &name.value, &seconds, nullptr, nullptr)) ||
+    if (GSS_ERROR(inquired) ||
         GSS_ERROR(gss_display_name(&minor, name.value, &text.value, nullptr)))
         return {};
     const QString principal =
         QString::fromUtf8(static_cast<const char*>(text.value.value), qsizetype(text.value.length));
-    return {seconds > 0 ? Ticket::State::Valid : Ticket::State::Expired,
-            principal.mid(principal.lastIndexOf(u'@') + 1)};
+    return {Ticket::State::Valid, principal.mid(principal.lastIndexOf(u'@') + 1)};
 }
 
 } // namespace rehome::ldap

@@ -8,7 +8,7 @@ namespace rehome::ldap {
 struct Ticket {
     enum class State { None, Expired, Valid };
     State state = State::None;
-    QString realm; ///< empty where there is no ticket
+    QString realm; ///< known of a valid ticket only
 };
 
 Ticket currentTicket();
