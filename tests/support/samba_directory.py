@@ -81,7 +81,7 @@ def extend_schema(db):
         kind, om = syntax.split()
         db.add_ldif(f"dn: CN={name},{SCHEMA}\nobjectClass: attributeSchema\nlDAPDisplayName: {name}\n"
                     f"attributeID: 1.2.840.113556.1.4.7000.102.{9000 + number}\n"
-                    f"attributeSyntax: {kind}\noMSyntax: {om}\nsearchFlags: {0 if link else 1}\n"
+                    f"attributeSyntax: {kind}\noMSyntax: {om}\nsearchFlags: {int(name == 'mailNickname')}\n"
                     f"isSingleValued: {str(single).upper()}\n" +
                     (f"linkID: {link}\n" if link else "") +
                     ("oMObjectClass:: KwwCh3McAIVK\n" if syntax == NAME else "") +
@@ -254,7 +254,8 @@ def start(place):
     add_users(db, "OU=Staff," + BASE, "user", USERS)
     db.newuser("clerk", PASSWORD)
     db.modify_ldif(f"dn: CN=DC1,OU=Domain Controllers,{BASE}\nchangetype: modify\n"
-                   f"add: servicePrincipalName\nservicePrincipalName: ldap/{address}\n")
+                   f"add: servicePrincipalName\nservicePrincipalName: ldap/{address}\n"
+                   f"servicePrincipalName: ldap/dc1.{DOMAIN}\n")
     serve(place, address)
     kinit(place, "Administrator", "expired.cc", "-l", "1s")
     kinit(place, "Administrator", "admin.cc")

@@ -9,12 +9,8 @@
 namespace rehome::ldap {
 
 std::shared_ptr<Connection> Directory::connect() {
-    if (m_servers.isEmpty()) {
-        const Location found =
-            m_settings.servers.isEmpty() ? locateServers() : Location{m_settings.servers, {}};
-        m_servers = found.servers;
-        m_shortcoming = found.shortcoming;
-    }
+    if (m_servers.isEmpty())
+        m_servers = m_settings.servers.isEmpty() ? locateServers() : m_settings.servers;
     QStringList failures;
     for (qsizetype i = 0; i < m_servers.size(); ++i) {
         try {
@@ -26,8 +22,6 @@ std::shared_ptr<Connection> Directory::connect() {
         }
     }
     m_servers.clear(); // look again the next time: servers may have moved
-    if (!m_shortcoming.isEmpty())
-        failures += m_shortcoming;
     throw Error(failures.join(u'\n'));
 }
 

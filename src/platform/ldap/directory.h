@@ -26,7 +26,6 @@ public:
 private:
     LdapSettings m_settings;
     QStringList m_servers;
-    QString m_shortcoming;
     std::map<QString, bool> m_pages;
 };
 

@@ -1,5 +1,6 @@
 #include "platform/ldap/server_location.h"
 
+#include "platform/error.h"
 #include "platform/ldap/ticket.h"
 
 #include <QSysInfo>
@@ -31,18 +32,15 @@ struct Resolver {
     Resolver& operator=(const Resolver&) = delete;
 };
 
-/// The URIs that the client library is set to, none where it only has its default. LDAPURI counts
-/// even where it names the default.
+/// The URIs that the client library is set to, none where it has only its default. It writes that
+/// one with a scope, which tells it from the same server named by the user.
 QStringList configuredServers() {
     char* text = nullptr;
     ldap_get_option(nullptr, LDAP_OPT_URI, &text);
     const QString uris = QString::fromUtf8(text);
     ldap_memfree(text);
-    const QStringList list = uris.split(u' ', Qt::SkipEmptyParts);
-    const bool isDefault = list.size() == 1 && (list.constFirst() == u"ldap://localhost:389"_s ||
-                                                list.constFirst() == u"ldap://localhost"_s ||
-                                                list.constFirst() == u"ldap://localhost/"_s);
-    return isDefault && qEnvironmentVariableIsEmpty("LDAPURI") ? QStringList() : list;
+    return uris == u"ldap://localhost:389/??base"_s ? QStringList()
+                                                    : uris.split(u' ', Qt::SkipEmptyParts);
 }
 
 QString hostDomain() {
@@ -113,22 +111,23 @@ QStringList inOrder(std::vector<ServiceRecord> records, std::mt19937& chance) {
     return servers;
 }
 
-Location locateServers() {
+QStringList locateServers() {
     if (const QStringList configured = configuredServers(); !configured.isEmpty())
-        return {configured, {}};
+        return configured;
     Resolver resolver;
     const QStringList domains = resolver.ready ? candidateDomains(resolver) : QStringList();
     for (const QString& domain : domains) {
         std::mt19937 chance{std::random_device{}()};
         const QStringList servers = inOrder(lookUp(resolver, domain), chance);
         if (!servers.isEmpty())
-            return {servers, {}};
+            return servers;
     }
-    return {
-        {u"ldap://localhost"_s},
-        u"No directory server was found for the domain %1. Name one with URI in ldap.conf, or "
-        "have the domain's name servers asked (resolv.conf)."_s.arg(
-            domains.isEmpty() ? u"of this computer, which has none"_s : domains.join(u" or "_s))};
+    throw Error(
+        (domains.isEmpty()
+             ? u"No directory server was found: this computer has no domain."_s
+             : u"No directory server was found for the domain %1."_s.arg(domains.join(u" or "_s))) +
+        u" Name one with URI in ldap.conf, have the domain's name servers asked (resolv.conf), or "
+        "sign on to the domain first (kinit)."_s);
 }
 
 } // namespace rehome::ldap

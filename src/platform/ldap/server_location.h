@@ -8,16 +8,11 @@
 
 namespace rehome::ldap {
 
-/// Where to look for the directory.
-struct Location {
-    QStringList servers; ///< LDAP URIs in the order to try them; never empty
-    QString shortcoming; ///< what to say besides where none of them answers; may be empty
-};
-
-/// As the client library is set (ldap.conf, ldaprc, LDAPURI); else by the SRV records
-/// "_ldap._tcp.dc._msdcs." and the domain, which is that of the user's Kerberos ticket, else this
-/// computer's; else this computer itself, which is the client library's default.
-Location locateServers();
+/// The LDAP URIs of the directory's servers in the order to try them. As the client library is set
+/// (ldap.conf, ldaprc, LDAPURI); else by the SRV records "_ldap._tcp.dc._msdcs." and the domain,
+/// which is that of the user's Kerberos ticket, else this computer's. Throws Error where neither
+/// names a server.
+QStringList locateServers();
 
 /// A service record (RFC 2782).
 struct ServiceRecord {
