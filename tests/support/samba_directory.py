@@ -3,7 +3,7 @@
 
   samba_directory.py start DIR     starts it; DIR/env tells the tests where it is
   samba_directory.py restart DIR   kills the server, starts it again and waits for it
-  samba_directory.py crowd DIR N   makes OU=Crowd hold N mailbox users (0 removes it)
+  samba_directory.py crowd DIR N   makes OU=Crowd hold N mailbox users; 0 undoes everything since
   samba_directory.py stop DIR      ends it and removes DIR
 
 It ends by itself when the process that ran "start" does. Needs root: the ports are fixed.
@@ -260,14 +260,20 @@ def start(place):
     kinit(place, "Administrator", "expired.cc", "-l", "1s")
     kinit(place, "Administrator", "admin.cc")
     kinit(place, "clerk", "user.cc")
+    time.sleep(2)  # until the first ticket has expired
 
 
 def crowd(place, count):
-    db, container = database(place), "OU=Crowd," + BASE
+    """Takes the users away by going back to the database as it was: deleting takes a minute."""
+    kill(place)
+    before, now = place + "/private.before", place + "/private"
+    if os.path.exists(before):
+        shutil.rmtree(now)
+        os.rename(before, now)
     if count:
-        add_users(db, container, "crowd", count)
-    else:
-        db.delete(container, ["tree_delete:1"])
+        run("cp", "-a", now, before)
+        add_users(database(place), "OU=Crowd," + BASE, "crowd", count)
+    serve(place, settings(place)["ADDRESS"])
 
 
 if __name__ == "__main__":

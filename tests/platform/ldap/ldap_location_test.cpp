@@ -48,10 +48,11 @@ int main(int argc, char** argv) {
         // The wrappers have to be there before the process begins.
         const QString place = qEnvironmentVariable("REHOME_TEST_DIRECTORY");
         const QString address = directory.value("ADDRESS");
-        write(place + u"/resolv.conf"_s, u"nameserver %1\nsearch elsewhere.test\n"_s.arg(address));
+        write(place + u"/resolv.conf"_s, u"nameserver %1\n"_s.arg(address));
         write(place + u"/hosts"_s, u"%1 dc1.rehome.test dc1\n"_s.arg(address));
         qputenv("RESOLV_WRAPPER_CONF", (place + u"/resolv.conf"_s).toUtf8());
         qputenv("NSS_WRAPPER_HOSTS", (place + u"/hosts"_s).toUtf8());
+        qputenv("LOCALDOMAIN", "elsewhere.test");
         qputenv("LD_PRELOAD", "libresolv_wrapper.so:libnss_wrapper.so");
         qputenv("ASAN_OPTIONS", "verify_asan_link_order=0");
         return execv(argv[0], argv);
