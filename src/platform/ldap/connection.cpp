@@ -1,0 +1,347 @@
+#include "platform/ldap/connection.h"
+
+#include <ldap.h>
+#include <poll.h>
+#include <sasl/sasl.h>
+#include <sys/time.h>
+
+#include <array>
+#include <vector>
+
+namespace rehome::ldap {
+
+using namespace Qt::Literals::StringLiterals;
+using std::chrono::milliseconds;
+
+namespace {
+
+/// What the SASL layer must at least seal with where TLS does not: above 1, which only signs, and
+/// no more than the weakest cipher that Kerberos still has.
+constexpr ber_len_t LeastStrength = 56;
+
+struct LibraryFree {
+    void operator()(char* text) const { ldap_memfree(text); }
+    void operator()(char** texts) const { ldap_memvfree(reinterpret_cast<void**>(texts)); }
+    void operator()(LDAPControl* control) const { ldap_control_free(control); }
+    void operator()(LDAPControl** controls) const { ldap_controls_free(controls); }
+};
+using Text = std::unique_ptr<char, LibraryFree>;
+using Texts = std::unique_ptr<char*, LibraryFree>;
+using Control = std::unique_ptr<LDAPControl, LibraryFree>;
+using Controls = std::unique_ptr<LDAPControl*, LibraryFree>;
+
+timeval toTimeval(milliseconds limit) {
+    return {limit.count() / 1000, limit.count() % 1000 * 1000};
+}
+
+QByteArray textOption(LDAP* handle, int option) {
+    char* value = nullptr;
+    ldap_get_option(handle, option, &value);
+    return QByteArray(Text(value).get());
+}
+
+void setOption(LDAP* handle, int option, int value) {
+    ldap_set_option(handle, option, &value);
+}
+
+/// StartTLS is asked for by an extension of the URI.
+bool wantsTls(const QString& server) {
+    return server.startsWith(u"ldaps:"_s, Qt::CaseInsensitive) ||
+           server.contains(u"StartTLS"_s, Qt::CaseInsensitive) ||
+           server.contains(QLatin1String(LDAP_EXOP_START_TLS));
+}
+
+/// Has certificates verified whatever TLS_REQCERT says: a TLS context of the handle's own, with the
+/// other TLS settings of the client library, which such a context does not inherit.
+bool demandCertificate(LDAP* handle) {
+    setOption(handle, LDAP_OPT_X_TLS_REQUIRE_CERT, LDAP_OPT_X_TLS_DEMAND);
+    for (const int option :
+         {LDAP_OPT_X_TLS_CACERTFILE, LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE,
+          LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CRLFILE, LDAP_OPT_X_TLS_CIPHER_SUITE})
+        if (const QByteArray text = textOption(nullptr, option); !text.isEmpty())
+            ldap_set_option(handle, option, text.constData());
+    int protocol = 0;
+    ldap_get_option(nullptr, LDAP_OPT_X_TLS_PROTOCOL_MIN, &protocol);
+    setOption(handle, LDAP_OPT_X_TLS_PROTOCOL_MIN, protocol);
+    const int client = 0;
+    return ldap_set_option(handle, LDAP_OPT_X_TLS_NEWCTX, &client) == LDAP_SUCCESS;
+}
+
+/// What the client library is set to say of the user; everything else is answered with what the
+/// mechanism proposes.
+struct SignOnAnswers {
+    QByteArray name, authorization, realm;
+};
+
+int answer(LDAP*, unsigned, void* context, void* questions) {
+    const auto& answers = *static_cast<const SignOnAnswers*>(context);
+    for (auto* question = static_cast<sasl_interact_t*>(questions);
+         question->id != SASL_CB_LIST_END; ++question) {
+        const char* chosen = question->defresult ? question->defresult : "";
+        if (question->id == SASL_CB_USER)
+            chosen = answers.authorization.isEmpty() ? chosen : answers.authorization.constData();
+        else if (question->id == SASL_CB_AUTHNAME)
+            chosen = answers.name.isEmpty() ? chosen : answers.name.constData();
+        else if (question->id == SASL_CB_GETREALM)
+            chosen = answers.realm.isEmpty() ? chosen : answers.realm.constData();
+        else
+            return LDAP_PARAM_ERROR; // a password: never asked for
+        question->result = chosen;
+        question->len = unsigned(qstrlen(chosen));
+    }
+    return LDAP_SUCCESS;
+}
+
+} // namespace
+
+void HandleDeleter::operator()(LDAP* handle) const {
+    ldap_unbind_ext(handle, nullptr, nullptr);
+}
+
+void MessageDeleter::operator()(LDAPMessage* message) const {
+    ldap_msgfree(message);
+}
+
+QByteArray libraryText(const QString& text) {
+    if (text.contains(QChar(0)))
+        throw Error(u"The directory cannot be asked about “%1”: it holds a NUL character."_s.arg(
+            QString(text).replace(QChar(0), u"\\00"_s)));
+    return text.toUtf8();
+}
+
+Connection::Connection(const QString& server, const LdapSettings& settings)
+    : m_server(server), m_settings(settings) {
+    LDAP* handle = nullptr;
+    const int made = ldap_initialize(&handle, libraryText(server).constData());
+    m_handle.reset(handle);
+    if (made != LDAP_SUCCESS)
+        fail({Stage::Connect}, {made});
+
+    m_socketLayer = std::make_unique<SocketLayer>(handle, settings.connectLimit);
+    setOption(handle, LDAP_OPT_PROTOCOL_VERSION, LDAP_VERSION3);
+    ldap_set_option(handle, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
+    ldap_set_option(handle, LDAP_OPT_RESTART, LDAP_OPT_ON);
+    // The reverse name look-up would let whoever answers it choose the server to trust.
+    ldap_set_option(handle, LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON);
+    // Limits set for other programs in ldap.conf would cut lists short.
+    setOption(handle, LDAP_OPT_SIZELIMIT, LDAP_NO_LIMIT);
+    setOption(handle, LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT);
+    setOption(handle, LDAP_OPT_DEREF, LDAP_DEREF_NEVER);
+    const timeval limit = toTimeval(settings.connectLimit);
+    ldap_set_option(handle, LDAP_OPT_NETWORK_TIMEOUT, &limit);
+    ldap_set_option(handle, LDAP_OPT_TIMEOUT, &limit);
+    const bool tls = wantsTls(server);
+    if (tls && !demandCertificate(handle))
+        fail({Stage::Connect},
+             {LDAP_CONNECT_ERROR, u"the TLS settings of ldap.conf cannot be used"_s});
+    const int connected = ldap_connect(handle);
+    // The client library tells a refused certificate from an unreachable server only by the
+    // handshake's empty remark, and goes on in clear where the URI leaves StartTLS optional.
+    const QString remark = diagnostic();
+    if (m_socketLayer->timedOut())
+        fail({Stage::Connect, {}, {}, settings.connectLimit}, {LDAP_TIMEOUT});
+    if (tls && (connected == LDAP_SUCCESS ? ldap_tls_inplace(handle) == 0 : !remark.isEmpty()))
+        fail({Stage::Connect}, {LDAP_CONNECT_ERROR});
+    if (connected != LDAP_SUCCESS)
+        fail({Stage::Connect}, {connected, remark});
+    signOn();
+    m_socketLayer->setLimit(settings.answerLimit);
+}
+
+void Connection::signOn() {
+    LDAP* handle = m_handle.get();
+    const bool local = m_server.startsWith(u"ldapi:"_s, Qt::CaseInsensitive);
+    const bool tls = ldap_tls_inplace(handle) != 0;
+    ldap_set_option(handle, LDAP_OPT_X_SASL_SECPROPS, "noanonymous,noplain");
+    // A domain controller refuses to seal twice.
+    ber_len_t least = tls ? 0 : LeastStrength;
+    ldap_set_option(handle, LDAP_OPT_X_SASL_SSF_MIN, &least);
+    if (tls)
+        ldap_set_option(handle, LDAP_OPT_X_SASL_SSF_MAX, &least);
+
+    const QByteArray chosen = textOption(handle, LDAP_OPT_X_SASL_MECH);
+    QByteArrayList mechanisms{"GSS-SPNEGO", "GSSAPI"};
+    if (!chosen.isEmpty())
+        mechanisms = {chosen};
+    else if (local)
+        mechanisms = {"EXTERNAL"};
+    Result result;
+    for (const QByteArray& mechanism : mechanisms) {
+        result = bind(mechanism.constData());
+        if (result.code != LDAP_AUTH_METHOD_NOT_SUPPORTED && result.code != LDAP_AUTH_UNKNOWN)
+            break;
+    }
+    if (result.code != LDAP_SUCCESS)
+        fail({Stage::SignOn}, result);
+    ber_len_t strength = 0;
+    ldap_get_option(handle, LDAP_OPT_X_SASL_SSF, &strength);
+    if (!tls && !local && strength < LeastStrength)
+        fail({Stage::SignOn}, {LDAP_CONFIDENTIALITY_REQUIRED, u"the connection is not sealed"_s});
+}
+
+Result Connection::bind(const char* mechanism) {
+    LDAP* handle = m_handle.get();
+    SignOnAnswers answers{textOption(handle, LDAP_OPT_X_SASL_AUTHCID),
+                          textOption(handle, LDAP_OPT_X_SASL_AUTHZID),
+                          textOption(handle, LDAP_OPT_X_SASL_REALM)};
+    const char* used = nullptr;
+    int request = 0;
+    Message reply;
+    for (;;) {
+        const int code = ldap_sasl_interactive_bind(handle, nullptr, mechanism, nullptr, nullptr,
+                                                    LDAP_SASL_QUIET, answer, &answers, reply.get(),
+                                                    &used, &request);
+        if (code != LDAP_SASL_BIND_IN_PROGRESS)
+            return {code, code == LDAP_SUCCESS ? QString() : diagnostic()};
+        reply = await(request, m_settings.connectLimit, {Stage::SignOn});
+    }
+}
+
+bool Connection::usable() const {
+    int descriptor = -1;
+    if (m_lost || ldap_get_option(m_handle.get(), LDAP_OPT_DESC, &descriptor) != LDAP_OPT_SUCCESS ||
+        descriptor < 0)
+        return false;
+    pollfd state{descriptor, POLLRDHUP, 0};
+    return poll(&state, 1, 0) == 0;
+}
+
+int Connection::sendSearch(const engine::SearchRequest& request, int pageSize,
+                           const QByteArray& cookie) {
+    const Attempt attempt{Stage::Search, request.base};
+    std::vector<QByteArray> names;
+    for (const QString& name : request.attributes)
+        names.push_back(libraryText(name));
+    std::vector<char*> attributes;
+    for (QByteArray& name : names)
+        attributes.push_back(name.data());
+    attributes.push_back(nullptr);
+
+    Control page;
+    if (pageSize > 0) {
+        berval from{ber_len_t(cookie.size()), const_cast<char*>(cookie.constData())};
+        LDAPControl* control = nullptr;
+        const int made = ldap_create_page_control(m_handle.get(), pageSize, &from, 1, &control);
+        page.reset(control);
+        if (made != LDAP_SUCCESS)
+            fail(attempt, {made});
+    }
+    std::array<LDAPControl*, 2> controls{page.get(), nullptr};
+    const int scope = request.scope == engine::Scope::Base       ? LDAP_SCOPE_BASE
+                      : request.scope == engine::Scope::OneLevel ? LDAP_SCOPE_ONELEVEL
+                                                                 : LDAP_SCOPE_SUBTREE;
+    int number = 0;
+    const int code = ldap_search_ext(m_handle.get(), libraryText(request.base).constData(), scope,
+                                     libraryText(request.filter).constData(),
+                                     names.empty() ? nullptr : attributes.data(), 0,
+                                     controls.data(), nullptr, nullptr, LDAP_NO_LIMIT, &number);
+    return sent(code, number, attempt);
+}
+
+int Connection::sendModify(const QString& name, const QList<engine::Replacement>& replacements) {
+    struct Change {
+        QByteArray type;
+        std::vector<berval> values;
+        std::vector<berval*> list;
+        LDAPMod modification{};
+    };
+    std::vector<Change> changes(size_t(replacements.size()));
+    std::vector<LDAPMod*> modifications;
+    for (size_t i = 0; i < changes.size(); ++i) {
+        const engine::Replacement& replacement = replacements.at(qsizetype(i));
+        Change& change = changes[i];
+        change.type = libraryText(replacement.attribute);
+        for (const QByteArray& value : replacement.values)
+            change.values.push_back(
+                {ber_len_t(value.size()), const_cast<char*>(value.constData())});
+        for (berval& value : change.values)
+            change.list.push_back(&value);
+        change.list.push_back(nullptr);
+        change.modification.mod_op = LDAP_MOD_REPLACE | LDAP_MOD_BVALUES;
+        change.modification.mod_type = change.type.data();
+        change.modification.mod_bvalues = change.list.data();
+        modifications.push_back(&change.modification);
+    }
+    modifications.push_back(nullptr);
+    int number = 0;
+    const int code = ldap_modify_ext(m_handle.get(), libraryText(name).constData(),
+                                     modifications.data(), nullptr, nullptr, &number);
+    return sent(code, number, {Stage::Modify, name});
+}
+
+int Connection::sent(int code, int request, const Attempt& attempt) {
+    if (code == LDAP_SUCCESS)
+        return request;
+    m_lost = m_lost || code == LDAP_SERVER_DOWN;
+    Result result{code, code == LDAP_SERVER_DOWN ? QString() : diagnostic()};
+    result.sent = false; // the library reports success once the last byte is written
+    fail(attempt, result);
+}
+
+Message Connection::receive(int request, const Attempt& attempt) {
+    return await(request, m_settings.answerLimit, attempt);
+}
+
+Message Connection::await(int request, milliseconds limit, const Attempt& attempt) {
+    timeval patience = toTimeval(limit);
+    LDAPMessage* message = nullptr;
+    const int type = ldap_result(m_handle.get(), request, LDAP_MSG_ONE, &patience, &message);
+    Message owned(message);
+    if (type > 0)
+        return owned;
+    m_lost = true;
+    Attempt failed = attempt;
+    failed.limit = limit;
+    if (type == 0)
+        fail(failed, {LDAP_TIMEOUT});
+    int code = LDAP_SERVER_DOWN;
+    ldap_get_option(m_handle.get(), LDAP_OPT_RESULT_CODE, &code);
+    fail(failed, {code == LDAP_SUCCESS ? LDAP_SERVER_DOWN : code, diagnostic()});
+}
+
+QByteArray Connection::checkResult(const Message& message, const Attempt& attempt) const {
+    int code = LDAP_SUCCESS;
+    char* text = nullptr;
+    char** addresses = nullptr;
+    LDAPControl** list = nullptr;
+    const int parsed = ldap_parse_result(m_handle.get(), message.get(), &code, nullptr, &text,
+                                         &addresses, &list, 0);
+    const Text said(text);
+    const Texts referrals(addresses);
+    const Controls controls(list);
+    if (parsed != LDAP_SUCCESS)
+        fail(attempt, {parsed});
+    Result result{code, QString::fromUtf8(text).trimmed()};
+    for (char** address = addresses; address && *address; ++address)
+        result.referrals += QString::fromUtf8(*address);
+    if (code != LDAP_SUCCESS)
+        fail(attempt, result);
+    LDAPControl* page = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, list, nullptr);
+    berval next{};
+    ber_int_t estimate = 0;
+    if (!page ||
+        ldap_parse_pageresponse_control(m_handle.get(), page, &estimate, &next) != LDAP_SUCCESS)
+        return {};
+    const Text cookie(next.bv_val);
+    return QByteArray(next.bv_val, qsizetype(next.bv_len));
+}
+
+void Connection::finish(int request, const Attempt& attempt) {
+    checkResult(receive(request, attempt), attempt);
+}
+
+void Connection::abandon(int request) noexcept {
+    if (!m_lost)
+        ldap_abandon_ext(m_handle.get(), request, nullptr, nullptr);
+}
+
+void Connection::fail(Attempt attempt, const Result& result) const {
+    attempt.server = m_server;
+    throw describeResult(attempt, result);
+}
+
+QString Connection::diagnostic() const {
+    return QString::fromUtf8(textOption(m_handle.get(), LDAP_OPT_DIAGNOSTIC_MESSAGE)).trimmed();
+}
+
+} // namespace rehome::ldap

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "platform/engine/engine.h"
+#include "platform/ldap/failure.h"
+#include "platform/ldap/ldap_settings.h"
+#include "platform/ldap/socket_layer.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <memory>
+
+struct ldap;
+struct ldapmsg;
+
+namespace rehome::ldap {
+
+struct HandleDeleter {
+    void operator()(::ldap* handle) const;
+};
+struct MessageDeleter {
+    void operator()(::ldapmsg* message) const;
+};
+using Handle = std::unique_ptr<::ldap, HandleDeleter>;
+using Message = std::unique_ptr<::ldapmsg, MessageDeleter>;
+
+/// One signed-on connection to one server. Once lost it is never opened again: the client library
+/// would do so without signing on.
+class Connection {
+public:
+    /// Connects and signs on: with the mechanism that the client library is set to, else EXTERNAL
+    /// on ldapi, else GSS-SPNEGO or GSSAPI with the user's Kerberos ticket. Never in clear and
+    /// never with a prompt: what TLS does not seal, SASL does. Throws Failure.
+    Connection(const QString& server, const LdapSettings& settings);
+
+    const QString& server() const { return m_server; }
+    ::ldap* handle() const { return m_handle.get(); }
+    /// False once a request has failed on it, or the server has hung up.
+    bool usable() const;
+
+    /// Sends a request and returns its number. `pageSize` 0: not in pages. Throws Failure, with
+    /// notSent() where the server has hung up.
+    int sendSearch(const engine::SearchRequest& request, int pageSize, const QByteArray& cookie);
+    int sendModify(const QString& name, const QList<engine::Replacement>& replacements);
+    /// The request's next message. Throws Failure where none comes in time or the connection is
+    /// lost.
+    Message receive(int request, const Attempt& attempt);
+    /// Takes a final message apart and returns the cookie of the next page (RFC 2696), if any.
+    /// Throws Failure on any result but success.
+    QByteArray checkResult(const Message& message, const Attempt& attempt) const;
+    /// Waits for the final message of a request that has no other.
+    void finish(int request, const Attempt& attempt);
+    void abandon(int request) noexcept;
+
+private:
+    void signOn();
+    Result bind(const char* mechanism);
+    int sent(int code, int request, const Attempt& attempt);
+    Message await(int request, std::chrono::milliseconds limit, const Attempt& attempt);
+    [[noreturn]] void fail(Attempt attempt, const Result& result) const;
+    QString diagnostic() const;
+
+    QString m_server;
+    LdapSettings m_settings;
+    std::unique_ptr<SocketLayer> m_socketLayer;
+    Handle m_handle;
+    bool m_lost = false;
+};
+
+/// A text as the client library takes it. Throws Error where it holds a NUL, which would end it
+/// early.
+QByteArray libraryText(const QString& text);
+
+} // namespace rehome::ldap

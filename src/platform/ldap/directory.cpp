@@ -1,0 +1,40 @@
+#include "platform/ldap/directory.h"
+
+#include "platform/ldap/failure.h"
+#include "platform/ldap/search_stream.h"
+#include "platform/ldap/server_location.h"
+
+#include <ldap.h>
+
+namespace rehome::ldap {
+
+std::shared_ptr<Connection> Directory::connect() {
+    if (m_servers.isEmpty())
+        m_servers = m_settings.servers.isEmpty() ? locateServers() : m_settings.servers;
+    QStringList failures;
+    for (qsizetype i = 0; i < m_servers.size(); ++i) {
+        try {
+            auto connection = std::make_shared<Connection>(m_servers.at(i), m_settings);
+            m_servers.move(i, 0);
+            return connection;
+        } catch (const Failure& failure) {
+            failures += failure.description();
+        }
+    }
+    m_servers.clear(); // look again the next time: servers may have moved
+    throw Error(failures.join(u'\n'));
+}
+
+bool Directory::pages(const std::shared_ptr<Connection>& connection) {
+    if (const auto known = m_pages.find(connection->server()); known != m_pages.end())
+        return known->second;
+    engine::SearchRequest request;
+    request.attributes = QStringList{QStringLiteral("supportedControl")};
+    const auto root = SearchStream(connection, request, 0).next();
+    const bool offered = root && root->values(request.attributes.constFirst())
+                                     .contains(QByteArray(LDAP_CONTROL_PAGEDRESULTS));
+    m_pages[connection->server()] = offered;
+    return offered;
+}
+
+} // namespace rehome::ldap

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/ldap/connection.h"
+#include "platform/ldap/ldap_settings.h"
+
+#include <QStringList>
+
+#include <map>
+#include <memory>
+
+namespace rehome::ldap {
+
+/// The servers that hold the directory.
+class Directory {
+public:
+    explicit Directory(LdapSettings settings) : m_settings(std::move(settings)) {}
+
+    const LdapSettings& settings() const { return m_settings; }
+    /// Signs on at the first server that lets us. Later calls begin with the one that did: a change
+    /// takes a while to reach the others. Throws Error naming what each server said.
+    std::shared_ptr<Connection> connect();
+    /// Whether the server's root object offers the paged-results control (RFC 2696). Asked once for
+    /// each server. Throws Failure where the connection is lost.
+    bool pages(const std::shared_ptr<Connection>& connection);
+
+private:
+    LdapSettings m_settings;
+    QStringList m_servers;
+    std::map<QString, bool> m_pages;
+};
+
+} // namespace rehome::ldap

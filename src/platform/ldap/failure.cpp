@@ -1,0 +1,116 @@
+#include "platform/ldap/failure.h"
+
+#include "platform/ldap/ticket.h"
+
+#include <ldap.h>
+
+namespace rehome::ldap {
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+QString tried(const Attempt& attempt) {
+    const QString object = attempt.object.isEmpty() ? u"the root object"_s : attempt.object;
+    switch (attempt.stage) {
+    case Stage::Connect:
+        return u"Connecting to %1"_s.arg(attempt.server);
+    case Stage::SignOn:
+        return u"Signing on at %1"_s.arg(attempt.server);
+    case Stage::Search:
+        return u"Searching "_s + object + u" at "_s + attempt.server;
+    case Stage::Modify:
+        return u"Changing "_s + object + u" at "_s + attempt.server;
+    }
+    return {};
+}
+
+QString meaning(const Attempt& attempt, const Result& result) {
+    switch (result.code) {
+    case LDAP_SERVER_DOWN:
+        return attempt.stage == Stage::Connect ? u"the server cannot be reached"_s
+                                               : u"the connection to the server was lost"_s;
+    case LDAP_TIMEOUT:
+        return u"no answer within %1 seconds"_s.arg(double(attempt.limit.count()) / 1000);
+    case LDAP_CONNECT_ERROR:
+        return u"no secure connection (TLS) could be made"_s;
+    case LDAP_LOCAL_ERROR:
+        return u"this computer could not do its part"_s;
+    default:
+        return QString::fromUtf8(ldap_err2string(result.code)) +
+               (result.code > 0 ? u" (result %1)"_s.arg(result.code) : QString());
+    }
+}
+
+QString ticketRemedy() {
+    switch (currentTicket().state) {
+    case Ticket::State::None:
+        return u"You hold no Kerberos ticket: run kinit."_s;
+    case Ticket::State::Expired:
+        return u"Your Kerberos ticket has expired: run kinit."_s;
+    case Ticket::State::Valid:
+        break;
+    }
+    return u"Your Kerberos ticket was not accepted for this server: compare the clocks, check that "
+           "the server is named as its domain names it, and run kinit again."_s;
+}
+
+QString remedy(const Attempt& attempt, const Result& result) {
+    const bool lost = result.code == LDAP_SERVER_DOWN || result.code == LDAP_TIMEOUT;
+    if (attempt.stage == Stage::Modify && lost && result.sent)
+        return u"It is not known whether the change was made: look before trying again."_s;
+    if (attempt.stage == Stage::Connect && result.code == LDAP_CONNECT_ERROR)
+        return u"The certificate of %1 is not trusted: put the authority that issued it into the "
+               "file that TLS_CACERT names in ldap.conf, and name the server as its certificate "
+               "does."_s.arg(attempt.server);
+    if (attempt.stage == Stage::SignOn &&
+        (result.code == LDAP_LOCAL_ERROR || result.code == LDAP_INVALID_CREDENTIALS))
+        return ticketRemedy();
+    switch (result.code) {
+    case LDAP_SERVER_DOWN:
+    case LDAP_TIMEOUT:
+    case LDAP_UNAVAILABLE:
+    case LDAP_BUSY:
+        return u"Check that the server is running and that no firewall is in between."_s;
+    case LDAP_AUTH_UNKNOWN:
+    case LDAP_AUTH_METHOD_NOT_SUPPORTED:
+        return u"Install the Kerberos module of SASL (libsasl2-modules-gssapi-mit), or check "
+               "SASL_MECH in ldap.conf."_s;
+    case LDAP_INSUFFICIENT_ACCESS:
+        return u"Run the tool with the ticket of somebody who may do this (kinit), or have the "
+               "right delegated to you."_s;
+    case LDAP_NO_SUCH_OBJECT:
+        return u"The object may have been deleted or moved, or you may not see it: refresh."_s;
+    case LDAP_SIZELIMIT_EXCEEDED:
+    case LDAP_ADMINLIMIT_EXCEEDED:
+    case LDAP_TIMELIMIT_EXCEEDED:
+        return u"The server limits its answers: have the limit raised."_s;
+    case LDAP_NO_SUCH_ATTRIBUTE:
+    case LDAP_UNDEFINED_TYPE:
+    case LDAP_OBJECT_CLASS_VIOLATION:
+        return u"The directory's schema may lack the Exchange attributes."_s;
+    case LDAP_REFERRAL:
+        return u"Another server holds the object: name that one in ldap.conf."_s;
+    default:
+        return {};
+    }
+}
+
+} // namespace
+
+bool Failure::connectionLost() const {
+    return m_result.code == LDAP_SERVER_DOWN;
+}
+
+Failure describeResult(const Attempt& attempt, const Result& result) {
+    QString text = tried(attempt) + u" failed: "_s + meaning(attempt, result) + u'.';
+    if (!result.diagnostic.isEmpty())
+        text += u" Reported: "_s + result.diagnostic + u'.';
+    if (!result.referrals.isEmpty())
+        text += u" Referred to: "_s + result.referrals.join(u' ') + u'.';
+    if (const QString mend = remedy(attempt, result); !mend.isEmpty())
+        text += u' ' + mend;
+    return Failure(text, result);
+}
+
+} // namespace rehome::ldap

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "platform/error.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+
+namespace rehome::ldap {
+
+enum class Stage { Connect, SignOn, Search, Modify };
+
+/// What was tried, on what object, where.
+struct Attempt {
+    Stage stage = Stage::Connect;
+    QString object{}; ///< as the request named it; empty for the root object
+    QString server{}; ///< its URI
+    std::chrono::milliseconds limit{};
+};
+
+/// What came of it.
+struct Result {
+    int code =
+        0; ///< an LDAP result code (RFC 4511 appendix A), or libldap's own, which are negative
+    QString diagnostic{};
+    QStringList referrals{};
+    bool sent = true; ///< whether the request can have reached the server
+};
+
+/// An Error that still knows its result, for those who may try again.
+class Failure : public Error {
+public:
+    Failure(const QString& description, const Result& result)
+        : Error(description), m_result(result) {}
+
+    int code() const { return m_result.code; }
+    /// True where the server has dropped the connection; false where it is only silent.
+    bool connectionLost() const;
+    /// True where it is certain that the request did not reach the server whole.
+    bool notSent() const { return connectionLost() && !m_result.sent; }
+
+private:
+    Result m_result;
+};
+
+/// The one place where results become descriptions: what was tried, on what, what the server said,
+/// and the remedy where there is one.
+Failure describeResult(const Attempt& attempt, const Result& result);
+
+} // namespace rehome::ldap

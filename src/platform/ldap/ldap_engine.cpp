@@ -1,0 +1,69 @@
+#include "platform/ldap/ldap_engine.h"
+
+#include "platform/ldap/connection.h"
+#include "platform/ldap/directory.h"
+#include "platform/ldap/failure.h"
+#include "platform/ldap/search_stream.h"
+
+namespace rehome::ldap {
+
+namespace {
+
+class LdapSession : public engine::Session {
+    template <class Operation, class MayRepeat>
+    auto retryOnce(const Operation& operation, const MayRepeat& mayRepeat) {
+        bool fresh = false;
+        if (!m_connection->usable()) {
+            m_connection = m_directory.connect();
+            fresh = true;
+        }
+        try {
+            return operation();
+        } catch (const Failure& failure) {
+            if (fresh || !mayRepeat(failure))
+                throw;
+        }
+        m_connection = m_directory.connect();
+        return operation();
+    }
+
+public:
+    explicit LdapSession(Directory& directory)
+        : m_directory(directory), m_connection(directory.connect()) {}
+
+    std::unique_ptr<engine::Entries> search(const engine::SearchRequest& request) override {
+        // Until its first message has come, a search can be sent again without anybody noticing.
+        return retryOnce(
+            [&] {
+                const bool paged =
+                    request.scope != engine::Scope::Base && m_directory.pages(m_connection);
+                return std::make_unique<SearchStream>(m_connection, request,
+                                                      paged ? m_directory.settings().pageSize : 0);
+            },
+            [](const Failure& failure) { return failure.connectionLost(); });
+    }
+
+    void modify(const QString& name, const QList<engine::Replacement>& replacements) override {
+        const int request = retryOnce([&] { return m_connection->sendModify(name, replacements); },
+                                      [](const Failure& failure) { return failure.notSent(); });
+        m_connection->finish(request, {Stage::Modify, name});
+    }
+
+private:
+    Directory& m_directory;
+    std::shared_ptr<Connection> m_connection;
+};
+
+} // namespace
+
+LdapEngine::LdapEngine(LdapSettings settings)
+    : m_directory(std::make_unique<Directory>(std::move(settings))) {
+}
+
+LdapEngine::~LdapEngine() = default;
+
+std::unique_ptr<engine::Session> LdapEngine::openSession() {
+    return std::make_unique<LdapSession>(*m_directory);
+}
+
+} // namespace rehome::ldap

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/engine/engine.h"
+#include "platform/ldap/ldap_settings.h"
+
+#include <memory>
+
+namespace rehome::ldap {
+
+class Directory;
+
+/// A live Active Directory. Signs on as the user, without a prompt; each session has one connection
+/// of its own, opened again unseen where the server dropped it between two operations. A
+/// modification whose answer is lost is never sent again.
+class LdapEngine : public engine::Engine {
+public:
+    explicit LdapEngine(LdapSettings settings = {});
+    ~LdapEngine() override;
+    LdapEngine(const LdapEngine&) = delete;
+    LdapEngine& operator=(const LdapEngine&) = delete;
+
+    [[nodiscard]] std::unique_ptr<engine::Session> openSession() override;
+
+private:
+    std::unique_ptr<Directory> m_directory;
+};
+
+} // namespace rehome::ldap

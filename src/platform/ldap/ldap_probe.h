@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/desktop.h"
+#include "platform/engine/engine.h"
+#include "platform/engine/exchange_probe.h"
+
+#include <chrono>
+#include <memory>
+
+namespace rehome::ldap {
+
+/// What the directory and the network tell of Exchange.
+class LdapProbe : public engine::ExchangeProbe {
+public:
+    /// The port of the RPC endpoint mapper, which every Exchange server runs.
+    static constexpr quint16 EndpointMapper = 135;
+
+    /// Both must outlive it. `limit` is for one server's answer, name look-up included.
+    LdapProbe(engine::Engine& engine, platform::Network& network,
+              std::chrono::milliseconds limit = std::chrono::seconds(3),
+              quint16 port = EndpointMapper);
+    ~LdapProbe() override;
+
+    /// Connects to the endpoint mapper at the server's address (attribute `networkAddress`, the
+    /// value that begins with "ncacn_ip_tcp:"). The local server is not checked: the tool's own
+    /// computer is up.
+    void checkServer(const QString& serverName) override;
+    /// 1 where `msExchEDBOffline` is TRUE, else 0: a directory does not tell more.
+    qint16 storeStatus(const QString& storeName) override;
+    /// Does nothing: that the user's store is online is all that is known without opening the
+    /// mailbox on its server, and the caller has checked it.
+    void openMailbox(const QString& userName) override;
+
+private:
+    engine::Entry read(const QString& name, const QString& attribute);
+
+    engine::Engine& m_engine;
+    platform::Network& m_network;
+    std::chrono::milliseconds m_limit;
+    quint16 m_port;
+    std::unique_ptr<engine::Session> m_session;
+};
+
+} // namespace rehome::ldap

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QStringList>
+
+#include <chrono>
+
+namespace rehome::ldap {
+
+struct LdapSettings {
+    /// For making a connection, and for each answer while signing on.
+    std::chrono::milliseconds connectLimit{10'000};
+    /// For each answer afterwards; a search has one limit per entry, not one in all.
+    std::chrono::milliseconds answerLimit{60'000};
+    /// Entries asked for at a time, 1 to 1000: domain controllers send no more by default.
+    int pageSize = 1000;
+    /// LDAP URIs tried in this order; empty: found as locateServers says.
+    QStringList servers;
+};
+
+} // namespace rehome::ldap

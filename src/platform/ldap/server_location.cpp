@@ -1,0 +1,133 @@
+#include "platform/ldap/server_location.h"
+
+#include "platform/error.h"
+#include "platform/ldap/ticket.h"
+
+#include <QSysInfo>
+
+#include <arpa/nameser.h>
+#include <ldap.h>
+#include <netdb.h>
+#include <resolv.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+
+namespace rehome::ldap {
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+struct Resolver {
+    struct __res_state state {};
+    const bool ready;
+    Resolver() : ready(res_ninit(&state) == 0) {
+        state.retrans = 2; // seconds, doubled with each of the
+        state.retry = 2;   // tries: somebody is waiting in front of a window
+    }
+    ~Resolver() { res_nclose(&state); }
+    Resolver(const Resolver&) = delete;
+    Resolver& operator=(const Resolver&) = delete;
+};
+
+/// The URIs that the client library is set to, none where it has only its default. It writes that
+/// one with a scope, which tells it from the same server named by the user.
+QStringList configuredServers() {
+    char* text = nullptr;
+    ldap_get_option(nullptr, LDAP_OPT_URI, &text);
+    const QString uris = QString::fromUtf8(text);
+    ldap_memfree(text);
+    return uris == u"ldap://localhost:389/??base"_s ? QStringList()
+                                                    : uris.split(u' ', Qt::SkipEmptyParts);
+}
+
+QString hostDomain() {
+    addrinfo hints{};
+    hints.ai_flags = AI_CANONNAME;
+    addrinfo* found = nullptr;
+    const QString host = QSysInfo::machineHostName();
+    getaddrinfo(host.toUtf8().constData(), nullptr, &hints, &found);
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owned(found, freeaddrinfo);
+    const QString full =
+        found && found->ai_canonname ? QString::fromUtf8(found->ai_canonname) : host;
+    return full.section(u'.', 1);
+}
+
+QStringList candidateDomains(const Resolver& resolver) {
+    QStringList domains{currentTicket().realm.toLower(), hostDomain().toLower()};
+    for (size_t i = 0; i < MAXDNSRCH && resolver.state.dnsrch[i]; ++i)
+        domains += QString::fromUtf8(resolver.state.dnsrch[i]).toLower();
+    domains.removeAll(QString());
+    domains.removeDuplicates();
+    return domains;
+}
+
+std::vector<ServiceRecord> lookUp(Resolver& resolver, const QString& domain) {
+    const QByteArray name = u"_ldap._tcp.dc._msdcs.%1"_s.arg(domain).toUtf8();
+    std::vector<unsigned char> message(NS_MAXMSG);
+    const int length = res_nquery(&resolver.state, name.constData(), ns_c_in, ns_t_srv,
+                                  message.data(), int(message.size()));
+    std::vector<ServiceRecord> records;
+    ns_msg parsed;
+    if (length < 0 || ns_initparse(message.data(), length, &parsed) != 0)
+        return records;
+    for (int i = 0; i < ns_msg_count(parsed, ns_s_an); ++i) {
+        ns_rr record;
+        if (ns_parserr(&parsed, ns_s_an, i, &record) != 0 || ns_rr_type(record) != ns_t_srv ||
+            ns_rr_rdlen(record) < 7)
+            continue;
+        const unsigned char* data = ns_rr_rdata(record);
+        std::array<char, NS_MAXDNAME> target{};
+        if (ns_name_uncompress(ns_msg_base(parsed), ns_msg_end(parsed), data + 6, target.data(),
+                               target.size()) < 0 ||
+            target.at(0) == '\0' || qstrcmp(target.data(), ".") == 0)
+            continue;
+        records.push_back({QString::fromUtf8(target.data()), int(ns_get16(data + 4)),
+                           int(ns_get16(data)), int(ns_get16(data + 2))});
+    }
+    return records;
+}
+
+} // namespace
+
+QStringList inOrder(std::vector<ServiceRecord> records, std::mt19937& chance) {
+    QStringList servers;
+    while (!records.empty()) {
+        const int first =
+            std::min_element(records.begin(), records.end(), [](const auto& a, const auto& b) {
+                return a.priority < b.priority;
+            })->priority;
+        std::vector<double> weights; // a weight of 0 is a very small chance
+        for (const auto& record : records)
+            weights.push_back(record.priority != first ? 0 : std::max(double(record.weight), 0.01));
+        std::discrete_distribution<std::ptrdiff_t> draw(weights.begin(), weights.end());
+        const auto drawn = records.begin() + draw(chance);
+        servers += drawn->port == LDAP_PORT ? u"ldap://"_s + drawn->target
+                                            : u"ldap://%1:%2"_s.arg(drawn->target).arg(drawn->port);
+        records.erase(drawn);
+    }
+    return servers;
+}
+
+QStringList locateServers() {
+    if (const QStringList configured = configuredServers(); !configured.isEmpty())
+        return configured;
+    Resolver resolver;
+    const QStringList domains = resolver.ready ? candidateDomains(resolver) : QStringList();
+    for (const QString& domain : domains) {
+        std::mt19937 chance{std::random_device{}()};
+        const QStringList servers = inOrder(lookUp(resolver, domain), chance);
+        if (!servers.isEmpty())
+            return servers;
+    }
+    throw Error(
+        (domains.isEmpty()
+             ? u"No directory server was found: this computer has no domain."_s
+             : u"No directory server was found for the domain %1."_s.arg(domains.join(u" or "_s))) +
+        u" Name one with URI in ldap.conf, have the domain's name servers asked (resolv.conf), or "
+        "sign on to the domain first (kinit)."_s);
+}
+
+} // namespace rehome::ldap

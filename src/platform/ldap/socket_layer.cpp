@@ -1,0 +1,74 @@
+#include "platform/ldap/socket_layer.h"
+
+#include <lber.h>
+#include <ldap.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+
+namespace rehome::ldap {
+
+struct SocketLayer::Hooks {
+    std::chrono::milliseconds limit;
+    bool timedOut = false;
+    int descriptor = -1;
+    ldap_conncb callbacks{connected, closed, this};
+
+    static Hooks& of(Sockbuf_IO_Desc* layer) { return *static_cast<Hooks*>(layer->sbiod_pvt); }
+
+    bool await(short event) {
+        pollfd state{descriptor, event, 0};
+        int ready = 0;
+        do
+            ready = poll(&state, 1, int(limit.count()));
+        while (ready < 0 && errno == EINTR);
+        if (ready == 0) {
+            timedOut = true;
+            errno = ETIMEDOUT;
+        }
+        return ready > 0;
+    }
+
+    static int attach(Sockbuf_IO_Desc* layer, void* hooks) {
+        layer->sbiod_pvt = hooks;
+        return 0;
+    }
+    static int detach(Sockbuf_IO_Desc*) { return 0; }
+    static int control(Sockbuf_IO_Desc* layer, int option, void* argument) {
+        return LBER_SBIOD_CTRL_NEXT(layer, option, argument);
+    }
+    static ber_slen_t read(Sockbuf_IO_Desc* layer, void* data, ber_len_t length) {
+        Hooks& hooks = of(layer);
+        return hooks.await(POLLIN) ? recv(hooks.descriptor, data, length, 0) : -1;
+    }
+    static ber_slen_t write(Sockbuf_IO_Desc* layer, void* data, ber_len_t length) {
+        Hooks& hooks = of(layer);
+        return hooks.await(POLLOUT) ? send(hooks.descriptor, data, length, MSG_NOSIGNAL) : -1;
+    }
+
+    static int connected(LDAP*, Sockbuf* buffer, LDAPURLDesc*, sockaddr*, ldap_conncb* callbacks) {
+        static Sockbuf_IO layer{attach, detach, control, read, write, detach};
+        auto* hooks = static_cast<Hooks*>(callbacks->lc_arg);
+        ber_sockbuf_ctrl(buffer, LBER_SB_OPT_GET_FD, &hooks->descriptor);
+        return ber_sockbuf_add_io(buffer, &layer, LBER_SBIOD_LEVEL_PROVIDER + 5, hooks);
+    }
+    static void closed(LDAP*, Sockbuf*, ldap_conncb*) {}
+};
+
+SocketLayer::SocketLayer(LDAP* handle, std::chrono::milliseconds limit)
+    : m_hooks(std::make_unique<Hooks>(limit)) {
+    ldap_set_option(handle, LDAP_OPT_CONNECT_CB, &m_hooks->callbacks);
+}
+
+SocketLayer::~SocketLayer() = default;
+
+void SocketLayer::setLimit(std::chrono::milliseconds limit) {
+    m_hooks->limit = limit;
+}
+
+bool SocketLayer::timedOut() const {
+    return m_hooks->timedOut;
+}
+
+} // namespace rehome::ldap

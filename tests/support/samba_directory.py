@@ -1,0 +1,293 @@
+#!/usr/bin/python3
+"""A throwaway Active Directory with an Exchange organisation, for the tests.
+
+  samba_directory.py start DIR     starts it; DIR/env tells the tests where it is
+  samba_directory.py restart DIR   kills the server, starts it again and waits for it
+  samba_directory.py crowd DIR N   makes OU=Crowd hold N mailbox users; 0 undoes everything since
+  samba_directory.py stop DIR      ends it and removes DIR
+
+It ends by itself when the process that ran "start" does. Needs root: the ports are fixed.
+"""
+import os, random, shutil, signal, socket, subprocess, sys, time
+
+REALM, DOMAIN, BASE = "REHOME.TEST", "rehome.test", "DC=rehome,DC=test"
+CONFIG = "CN=Configuration," + BASE
+SCHEMA = "CN=Schema," + CONFIG
+SERVERS = ("CN=Servers,CN=First Administrative Group,CN=Administrative Groups,CN=Test Organisation,"
+           "CN=Microsoft Exchange,CN=Services," + CONFIG)
+LEGACY = "/o=Test Organisation/ou=First Administrative Group/cn=Configuration/cn=Servers/cn="
+PASSWORD = "Throw-away1"
+LOCAL = socket.gethostname().split(".")[0].upper()
+USERS = 40
+
+TEXT, INTEGER, BOOLEAN, OCTETS, NAME, DESCRIPTOR = (
+    "2.5.5.12 64", "2.5.5.9 2", "2.5.5.8 1", "2.5.5.10 4", "2.5.5.1 127", "2.5.5.15 66")
+ATTRIBUTES = [  # name, syntax, single-valued, link
+    ("mailNickname", TEXT, True, 0), ("homeMDB", NAME, True, 7000), ("homeMDBBL", NAME, False, 7001),
+    ("homeMTA", NAME, True, 0), ("mDBUseDefaults", BOOLEAN, True, 0),
+    ("msExchHomeServerName", TEXT, True, 0), ("msExchMailboxGuid", OCTETS, True, 0),
+    ("msExchMailboxSecurityDescriptor", DESCRIPTOR, True, 0),
+    ("msExchHideFromAddressLists", BOOLEAN, True, 0), ("msExchESEParamBaseName", TEXT, True, 0),
+    ("msExchEDBOffline", BOOLEAN, True, 0)]
+CLASSES = {
+    "msExchExchangeServer": "networkAddress legacyExchangeDN", "msExchInformationStore": "",
+    "msExchStorageGroup": "msExchESEParamBaseName", "msExchPrivateMDB": "msExchEDBOffline homeMDBBL",
+    "msExchPublicMDB": "msExchEDBOffline homeMDBBL", "mTA": ""}
+USER_ATTRIBUTES = [name for name, *_ in ATTRIBUTES if name not in
+                   ("homeMDBBL", "msExchESEParamBaseName", "msExchEDBOffline")]
+
+
+def run(*command, **more):
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **more)
+    if done.returncode:
+        sys.exit("%s failed:\n%s" % (" ".join(command), done.stdout))
+
+
+def free_address():
+    while True:
+        address = "127.77.%d.%d" % (random.randint(0, 255), random.randint(1, 254))
+        try:
+            for port in (88, 389):
+                with socket.socket() as probe:
+                    probe.bind((address, port))
+            return address
+        except PermissionError:
+            sys.exit("The test directory needs the ports 88 and 389: run the tests as root.")
+        except OSError:
+            pass
+
+
+def write(path, text):
+    with open(path, "w", encoding="utf-8") as file:
+        file.write(text)
+
+
+def settings(place):
+    with open(place + "/env", encoding="utf-8") as file:
+        return dict(line.rstrip("\n").split("=", 1) for line in file)
+
+
+def database(place):
+    from samba.auth import system_session
+    from samba.param import LoadParm
+    from samba.samdb import SamDB
+    parameters = LoadParm(place + "/etc/smb.conf")
+    parameters.set("dsdb:schema update allowed", "true")
+    return SamDB(url=place + "/private/sam.ldb", session_info=system_session(), lp=parameters)
+
+
+def extend_schema(db):
+    for number, (name, syntax, single, link) in enumerate(ATTRIBUTES):
+        kind, om = syntax.split()
+        db.add_ldif(f"dn: CN={name},{SCHEMA}\nobjectClass: attributeSchema\nlDAPDisplayName: {name}\n"
+                    f"attributeID: 1.2.840.113556.1.4.7000.102.{9000 + number}\n"
+                    f"attributeSyntax: {kind}\noMSyntax: {om}\nsearchFlags: {int(name == 'mailNickname')}\n"
+                    f"isSingleValued: {str(single).upper()}\n" +
+                    (f"linkID: {link}\n" if link else "") +
+                    ("oMObjectClass:: KwwCh3McAIVK\n" if syntax == NAME else "") +
+                    ("systemFlags: 17\n" if link % 2 else ""))
+    db.set_schema_update_now()
+    for number, (name, may) in enumerate(CLASSES.items()):
+        db.add_ldif(f"dn: CN={name},{SCHEMA}\nobjectClass: classSchema\nlDAPDisplayName: {name}\n"
+                    f"governsID: 1.2.840.113556.1.5.7000.62.{9000 + number}\nsubClassOf: top\n"
+                    "objectClassCategory: 1\nrDNAttID: cn\npossSuperiors: container\n" +
+                    "".join(f"possSuperiors: {earlier}\n" for earlier in list(CLASSES)[:number]) +
+                    "defaultSecurityDescriptor: D:(A;;RPWPCRCCDCLCLORCWOWDSDDTSW;;;DA)"
+                    "(A;;RPWPCRCCDCLCLORCWOWDSDDTSW;;;SY)(A;;RPLCLORC;;;AU)\n" +
+                    "".join(f"mayContain: {attribute}\n" for attribute in may.split()))
+        db.set_schema_update_now()
+    db.modify_ldif(f"dn: CN=User,{SCHEMA}\nchangetype: modify\nadd: mayContain\n" +
+                   "".join(f"mayContain: {name}\n" for name in USER_ATTRIBUTES))
+    db.set_schema_update_now()
+
+
+def add_organisation(db, address):
+    """Three servers: this host, one that is up, one that does not answer."""
+    def add(name, kind, *lines):
+        db.add_ldif("\n".join([f"dn: {name}", f"objectClass: {kind}", *lines]) + "\n")
+    for levels in range(4, -1, -1):
+        add(SERVERS.split(",", levels)[-1], "container")
+    for server, where in ((LOCAL, address), ("EXUP", address), ("EXDOWN", "127.77.255.255")):
+        name = f"CN={server},{SERVERS}"
+        add(name, "msExchExchangeServer", f"legacyExchangeDN: {LEGACY}{server}",
+            "networkAddress: ncacn_vns_spp:" + server, "networkAddress: ncacn_ip_tcp:" + where)
+        add("CN=Microsoft MTA," + name, "mTA")
+        add("CN=InformationStore," + name, "msExchInformationStore")
+        for group, prefix in (("First Storage Group", "E00"), ("Second Storage Group", None),
+                              ("Recovery Storage Group", "R00")):
+            within = f"CN={group},CN=InformationStore,{name}"
+            add(within, "msExchStorageGroup",
+                *(["msExchESEParamBaseName: " + prefix] if prefix else []))
+            add("CN=Mailbox Store," + within, "msExchPrivateMDB", "msExchEDBOffline: FALSE")
+            add("CN=Accounts\\, Sales," + within, "msExchPrivateMDB", "msExchEDBOffline: TRUE")
+            add("CN=Public Folder Store," + within, "msExchPublicMDB")
+
+
+def add_users(db, container, prefix, count):
+    db.transaction_start()
+    db.add_ldif(f"dn: {container}\nobjectClass: organizationalUnit\n")
+    for number in range(count):
+        login, server = f"{prefix}{number:04}", (LOCAL, "EXUP", "EXDOWN")[number % 3]
+        store = ("Mailbox Store", "Accounts\\, Sales")[number // 3 % 2]
+        home = f"CN={store},CN=First Storage Group,CN=InformationStore,CN={server},{SERVERS}"
+        db.add_ldif(f"dn: CN={login},{container}\nobjectClass: user\nsAMAccountName: {login}\n"
+                    f"displayName: Mailbox {login}\nmailNickname: {login}\nhomeMDB: {home}\n"
+                    f"homeMTA: CN=Microsoft MTA,CN={server},{SERVERS}\nmDBUseDefaults: TRUE\n"
+                    f"msExchHomeServerName: {LEGACY}{server}\nlegacyExchangeDN: /o=Test/cn={login}\n"
+                    f"mail: {login}@{DOMAIN}\nproxyAddresses: SMTP:{login}@{DOMAIN}\n"
+                    f"proxyAddresses: smtp:{login}.old@{DOMAIN}\n")
+    db.transaction_commit()
+
+
+def wait_for(what, ready, process=None):
+    until = time.monotonic() + 60
+    while not ready():
+        if time.monotonic() > until or (process and process.poll() is not None):
+            sys.exit(what + " did not come about; see log.samba")
+        time.sleep(0.1)
+
+
+def answers(address, port):
+    try:
+        with socket.create_connection((address, port), 1):
+            return True
+    except OSError:
+        return False
+
+
+def serve(place, address):
+    server = subprocess.Popen(["/usr/sbin/samba", "--foreground", "--no-process-group",
+                               "--model=single", "--configfile=" + place + "/etc/smb.conf"],
+                              stdin=subprocess.DEVNULL, stdout=open(place + "/log.samba", "a"),
+                              stderr=subprocess.STDOUT, start_new_session=True)
+    write(place + "/samba.pid", str(server.pid))
+    wait_for("A listening server", lambda: all(answers(address, port) for port in (88, 135, 389)),
+             server)
+
+
+def kill(place):
+    try:
+        with open(place + "/samba.pid", encoding="ascii") as file:
+            os.killpg(int(file.read()), signal.SIGKILL)
+        wait_for("The server's end", lambda: not answers(settings(place)["ADDRESS"], 389))
+    except OSError:
+        pass
+
+
+def stop(place):
+    kill(place)
+    shutil.rmtree(place, ignore_errors=True)
+
+
+def watch(place, owner):
+    """Stays behind and cleans up when the test run ends without doing so."""
+    if os.fork():
+        return
+    os.setsid()
+    null = os.open(os.devnull, os.O_RDWR)
+    for stream in (0, 1, 2):
+        os.dup2(null, stream)
+    while os.path.exists(place):
+        time.sleep(1)
+        if not os.path.exists("/proc/%d" % owner):
+            stop(place)
+    os._exit(0)
+
+
+def kinit(place, user, cache, *options):
+    run("kinit", *options, "-c", place + "/" + cache, user + "@" + REALM, input=PASSWORD + "\n",
+        env={**os.environ, "KRB5_CONFIG": place + "/krb5.conf"})
+
+
+def start(place):
+    stop(place)
+    os.makedirs(place)
+    address = free_address()
+    write(place + "/env",
+          f"ADDRESS={address}\nLDAPURI=ldap://{address}\nKRB5_CONFIG={place}/krb5.conf\n"
+          f"ADMIN_CACHE={place}/admin.cc\nUSER_CACHE={place}/user.cc\n"
+          f"EXPIRED_CACHE={place}/expired.cc\nCA={place}/cert.pem\nPID_FILE={place}/samba.pid\n"
+          f"DOMAIN={DOMAIN}\nBASE={BASE}\nCONFIGURATION={CONFIG}\nUSERS=OU=Staff,{BASE}\n"
+          f"SERVERS={SERVERS}\nLOCAL={LOCAL}\nPASSWORD={PASSWORD}\n")
+    watch(place, os.getppid())
+    run("samba-tool", "domain", "provision", "--targetdir=" + place, "--realm=" + REALM,
+        "--domain=REHOME", "--server-role=dc", "--dns-backend=SAMBA_INTERNAL", "--host-name=dc1",
+        "--host-ip=" + address, "--adminpass=" + PASSWORD)
+    run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=dc1",
+        "-addext", "subjectAltName=IP:" + address, "-keyout", place + "/key.pem",
+        "-out", place + "/cert.pem")
+    os.chmod(place + "/key.pem", 0o600)
+    write(place + "/etc/smb.conf", f"""[global]
+    netbios name = DC1
+    realm = {REALM}
+    workgroup = REHOME
+    server role = active directory domain controller
+    server services = rpc, ldap, kdc, cldap, dns
+    interfaces = {address}/8
+    bind interfaces only = yes
+    lock directory = {place}
+    state directory = {place}/state
+    cache directory = {place}/cache
+    private dir = {place}/private
+    pid directory = {place}
+    log file = {place}/log.%m
+    tls certfile = {place}/cert.pem
+    tls keyfile = {place}/key.pem
+    tls cafile =
+    ldap server require strong auth = allow_sasl_over_tls
+""")
+    write(place + "/krb5.conf", f"""[libdefaults]
+    default_realm = {REALM}
+    dns_lookup_kdc = false
+    dns_lookup_realm = false
+    dns_canonicalize_hostname = false
+    rdns = false
+[realms]
+    {REALM} = {{
+        kdc = {address}
+    }}
+""")
+    db = database(place)
+    extend_schema(db)
+    db = database(place)
+    add_organisation(db, address)
+    add_users(db, "OU=Staff," + BASE, "user", USERS)
+    db.newuser("clerk", PASSWORD)
+    db.modify_ldif(f"dn: CN=DC1,OU=Domain Controllers,{BASE}\nchangetype: modify\n"
+                   f"add: servicePrincipalName\nservicePrincipalName: ldap/{address}\n"
+                   f"servicePrincipalName: ldap/dc1.{DOMAIN}\n")
+    serve(place, address)
+    kinit(place, "Administrator", "expired.cc", "-l", "1s")
+    kinit(place, "Administrator", "admin.cc")
+    kinit(place, "clerk", "user.cc")
+    time.sleep(2)  # until the first ticket has expired
+
+
+def crowd(place, count):
+    """Takes the users away by going back to the database as it was: deleting takes a minute."""
+    kill(place)
+    before, now = place + "/private.before", place + "/private"
+    if os.path.exists(before):
+        shutil.rmtree(now)
+        os.rename(before, now)
+    if count:
+        run("cp", "-a", now, before)
+        add_users(database(place), "OU=Crowd," + BASE, "crowd", count)
+    serve(place, settings(place)["ADDRESS"])
+
+
+if __name__ == "__main__":
+    verb, folder = sys.argv[1], os.path.abspath(sys.argv[2])
+    if verb == "start":
+        try:
+            start(folder)
+        except BaseException:
+            kill(folder)
+            raise
+    elif verb == "restart":
+        kill(folder)
+        serve(folder, settings(folder)["ADDRESS"])
+    elif verb == "crowd":
+        crowd(folder, int(sys.argv[3]))
+    elif verb == "stop":
+        stop(folder)
