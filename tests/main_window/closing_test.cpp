@@ -1,125 +1,99 @@
 #include "support/window_driver.h"
 
 using namespace rehome;
-using test::inChild;
 using test::OrganisationText;
 using test::u;
 using test::Window;
 
 namespace {
 
-/// Keeps the repopulation dialog's timer quick, whenever there is one.
-void hurry() {
-    auto* every = new QTimer(qApp);
-    QObject::connect(every, &QTimer::timeout, [] {
-        for (QWidget* window : QApplication::topLevelWidgets()) {
-            if (auto* timer = window->findChild<QTimer*>(u("tmrElapsed"));
-                timer && timer->interval() == 1000)
-                timer->setInterval(1);
-        }
-    });
-    every->start(1);
-}
-
 class ClosingTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void closing_data() {
-        QTest::addColumn<QStringList>("move");
-        QTest::addColumn<QString>("boxes");
-        QTest::newRow("btnExit") << QStringList() << QString();
-        QTest::newRow("close box")
-            << QStringList({u("3 A"), u("1 B"), u("3 B")})
-            << u("The following mailboxes were moved :\t\r\n\r\n\tu3@t\r\n\tu1@t");
+    void initTestCase() {
+        // Keeps the repopulation dialog's timer quick, whenever there is one.
+        auto* every = new QTimer(this);
+        connect(every, &QTimer::timeout, [] {
+            for (QWidget* window : QApplication::topLevelWidgets()) {
+                auto* timer = window->findChild<QTimer*>(u("tmrElapsed"));
+                if (timer && timer->interval() == 1000)
+                    timer->setInterval(1);
+            }
+        });
+        every->start(1);
     }
-    void closing() {
-        QFETCH(QStringList, move);
-        QFETCH(QString, boxes);
-        const auto ended = inChild(
-            test::smallOrganisation(),
-            [&](Window& w) {
-                for (const QString& step : move)
-                    w.moveRow(step.left(1).toInt(), u("EX1:SG\\") + step.right(1));
-                w.desktop.shown.clear();
-                hurry();
-                if (move.isEmpty())
-                    w.press("btnExit");
-                else
-                    w.frame.close();
-            },
-            [](Window& w) {
-                return u("%1|%2").arg(w.calls.sessions).arg(w.desktop.texts().join(u'|'));
-            });
-        QCOMPARE(ended.status, 0);
-        QCOMPARE(ended.report, u("1|") + boxes); // of the sessions, that of the bindings is left
+
+    void summary() {
+        Window w;
+        w.open();
+        for (const QString& step : {u("3 A"), u("1 B"), u("3 B")})
+            w.moveRow(step.left(1).toInt(), u("EX1:SG\\") + step.right(1));
+        w.desktop.shown.clear();
+        close(w);
+        QCOMPARE(w.desktop.texts(), QStringList(u("The following mailboxes were moved :\t\r\n"
+                                                  "\r\n\tu3@t\r\n\tu1@t")));
+        QCOMPARE(w.desktop.shown.at(0).Title, u("Moved Mailboxes"));
+        QCOMPARE(w.calls.sessions, 1); // that of the bindings; the connection is closed
+
+        Window nothingMoved;
+        nothingMoved.open();
+        close(nothingMoved);
+        QVERIFY(nothingMoved.desktop.shown.isEmpty());
+        QCOMPARE(nothingMoved.calls.sessions, 1);
+        // No handler runs any more.
+        nothingMoved.calls.made.clear();
+        nothingMoved.press("btnRefresh");
+        nothingMoved.press("btnExit");
+        QVERIFY(nothingMoved.calls.made.isEmpty());
     }
 
     void addressRestored() {
-        OrganisationText text = test::smallOrganisation();
-        text.user(u("p"), u("EX2/SG/C"), u("rehomePolicyAddress: new@t\n"));
+        Window w(test::smallOrganisation().user(u("p"), u("EX2/SG/C"),
+                                                u("rehomePolicyAddress: new@t\n")));
+        w.open();
+        w.moveRow(5, u("EX1:SG\\B"));
         const QString dn = OrganisationText::userDN(u("p"));
-        const auto ended = inChild(
-            text,
-            [&](Window& w) {
-                w.moveRow(5, u("EX1:SG\\B"));
-                if (w.rehearsal.values(dn, u("mail")) != QStringList(u("new@t")))
-                    return;
-                w.calls.made.clear();
-                hurry();
-                w.press("btnExit");
-            },
-            [&](Window& w) {
-                const QString id = (*w.frame.state().MovedMailboxes.begin())->GetID();
-                return w.calls.made.join(u'|').replace(id.mid(1, 36), u("ID")) + u'#' +
-                       w.rehearsal.values(dn, u("mail")).join(u',') + u'#' +
-                       w.rehearsal.values(dn, u("proxyAddresses")).join(u',');
-            });
-        const QString bind = u("read <GUID=ID>");
-        QCOMPARE(
-            ended.report,
-            QStringList({bind, bind, u("modify <GUID=ID> mail=p@t;ProxyAddresses=SMTP:p@t"), bind,
-                         u("read "),
-                         u("find DC=t (&(objectCategory=person)(objectClass=user)"
-                           "(|(proxyAddresses=smtp:p@t)(mail=p@t))) homeMDB,mailNickname"),
-                         u("status ") + OrganisationText::storeDN(u("EX1/SG/B")), u("open ") + dn})
-                    .join(u'|') +
-                u("#p@t#SMTP:p@t"));
+        QCOMPARE(w.rehearsal.values(dn, u("mail")), QStringList(u("new@t")));
+        w.calls.made.clear();
+        close(w);
+        const QString id = (*w.frame.state().MovedMailboxes.begin())->GetID().mid(1, 36);
+        const QString bind = u("read <GUID=%1>").arg(id);
+        QCOMPARE(w.calls.made,
+                 QStringList(
+                     {bind, bind, u("modify <GUID=%1> mail=p@t;ProxyAddresses=SMTP:p@t").arg(id),
+                      bind, u("read "),
+                      u("find DC=t (&(objectCategory=person)(objectClass=user)"
+                        "(|(proxyAddresses=smtp:p@t)(mail=p@t))) homeMDB,mailNickname"),
+                      u("status ") + OrganisationText::storeDN(u("EX1/SG/B")), u("open ") + dn}));
+        QCOMPARE(w.rehearsal.values(dn, u("mail")), QStringList(u("p@t")));
     }
 
-    void uncaughtFailureEndsOnce() {
-        const auto ended = inChild(
-            test::smallOrganisation(),
-            [](Window& w) {
-                w.calls.failing = u("read ");
-                // While the failure is shown, nothing of the window runs.
-                w.desktop.whileShown = [&w](QDialog&) {
-                    w.button("btnExit").click();
-                    w.button("btnRefresh").click();
-                };
-                w.press("btnRefresh");
-            },
-            [](Window& w) { return w.desktop.texts().join(u'|'); });
-        QCOMPARE(ended.status, EXIT_FAILURE);
-        QCOMPARE(ended.report, u("refused: read "));
+    void uncaughtFailureEnds() {
+        Window w;
+        w.open();
+        // While the failure is shown, nothing of the window runs.
+        w.desktop.whileShown = [&](QDialog&) { w.button("btnRefresh").click(); };
+        w.calls.made.clear();
+        try {
+            platform::runHandler(w.desktop, [] { throw Error(u("broken")); });
+            QFAIL("it went on");
+        } catch (const test::TestDesktop::Ended& ended) {
+            QCOMPARE(ended.status, EXIT_FAILURE);
+        }
+        QCOMPARE(w.desktop.texts(), QStringList(u("broken")));
+        QVERIFY(w.calls.made.isEmpty());
     }
 
-    void failureInsideATick() {
-        OrganisationText text = test::smallOrganisation();
-        text.user(u("n"), u("EX2/SG/C"), u("rehomeOpensAfter: never\n"));
-        const QString fatal = u("Fatal:Failed to recreate mailbox in specified timeframe");
-        const auto ended = inChild(
-            text,
-            [&](Window& w) {
-                w.moveRow(5, u("EX1:SG\\B"));
-                w.desktop.failing = fatal;
-                w.desktop.shown.clear();
-                hurry();
-                w.frame.close();
-            },
-            [](Window& w) { return w.desktop.texts().join(u'|'); });
-        QCOMPARE(ended.status, EXIT_FAILURE);
-        QCOMPARE(ended.report, fatal + u("|no box")); // and no summary behind it
+private:
+    static void close(Window& w) {
+        try {
+            qint16 cancel = 1;
+            w.frame.Form_Unload(cancel);
+            QFAIL("the process was not ended");
+        } catch (const test::TestDesktop::Ended& ended) {
+            QCOMPARE(ended.status, 0);
+        }
     }
 };
 

@@ -22,8 +22,12 @@ public:
     std::function<void(QDialog&)> whileShown;
     /// The box of that text cannot be shown.
     QString failing;
-    /// Takes the end of the process; only a child may end.
-    std::function<void(int)> onEnd;
+
+    /// What End throws instead of ending the process. No Qt code may stand in its way, so what ends
+    /// is called directly.
+    struct Ended {
+        int status;
+    };
 
     platform::Answer Show(const platform::MessageBox& box) override {
         shown.append(box);
@@ -38,12 +42,7 @@ public:
         });
         return dialog.ask();
     }
-    [[noreturn]] void End(int status) override {
-        if (!onEnd)
-            qFatal("the process would have ended with status %d", status);
-        onEnd(status);
-        std::_Exit(status);
-    }
+    [[noreturn]] void End(int status) override { throw Ended{status}; }
     [[noreturn]] void Fail(const QString& description) override {
         ending = true;
         Show({description, platform::Buttons::Ok, platform::Icon::Critical});

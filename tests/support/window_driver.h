@@ -8,10 +8,6 @@
 #include <QLineEdit>
 #include <QTest>
 
-#include <functional>
-#include <sys/wait.h>
-#include <unistd.h>
-
 namespace rehome::test {
 
 /// The main window over a rehearsal, loaded and shown, driven as a person would.
@@ -88,41 +84,5 @@ struct Window {
     RecordingEngine& calls = rehearsal.calls;
     main_window::frmMain frame{rehearsal.platform, QStringLiteral("Rehome test")};
 };
-
-struct Ended {
-    int status;     ///< of the process
-    QString report; ///< what `end` returned
-};
-
-/// Runs `action`, which is to end the process, on a window of its own in a child of its own, and
-/// `report` there at the end. The test itself must not show a window: Qt's painting threads would
-/// be missing in the child.
-inline Ended inChild(const OrganisationText& text, const std::function<void(Window&)>& action,
-                     const std::function<QString(Window&)>& report) {
-    int ends[2];
-    if (::pipe(ends) != 0)
-        qFatal("no pipe");
-    const pid_t child = ::fork();
-    if (child == 0) {
-        Window w(text);
-        w.rehearsal.desktop.onEnd = [&](int status) {
-            const QByteArray told = report(w).toUtf8();
-            const auto written = ::write(ends[1], told.constData(), told.size());
-            ::_exit(written == told.size() ? status : 99);
-        };
-        w.open();
-        action(w);
-        ::_exit(98); // the process was not ended
-    }
-    ::close(ends[1]);
-    QByteArray told;
-    char part[4096];
-    for (ssize_t got = 0; (got = ::read(ends[0], part, sizeof part)) > 0;)
-        told.append(part, got);
-    ::close(ends[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, QString::fromUtf8(told)};
-}
 
 } // namespace rehome::test
