@@ -21,7 +21,7 @@ QString clickToSelect();
 /// The main window's controls under the names that are also their object names. The window owns
 /// them.
 struct Controls {
-    /// Makes, places and names them all; `window` gets its size and colours.
+    /// Makes, places and names them all; `window` gets its size.
     explicit Controls(QWidget& window);
 
     /// Puts the chooser over the grid's current cell; neither its height, its text nor whether it

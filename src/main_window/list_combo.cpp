@@ -51,7 +51,9 @@ void ListCombo::showPopup() {
     m_sinceOpened.start();
     QComboBox::showPopup();
     const int shown = findText(Text(), Qt::MatchExactly | Qt::MatchCaseSensitive);
-    view()->setCurrentIndex(model()->index(std::max(0, shown), modelColumn(), rootModelIndex()));
+    // Where the text is no item, nothing is chosen yet, and Return alone picks nothing.
+    view()->setCurrentIndex(shown < 0 ? QModelIndex()
+                                      : model()->index(shown, modelColumn(), rootModelIndex()));
 }
 
 bool ListCombo::eventFilter(QObject* watched, QEvent* event) {

@@ -2,14 +2,17 @@
 
 #include <QApplication>
 #include <QFont>
+#include <QPainter>
 #include <QPalette>
 #include <QProxyStyle>
+#include <QStyleOption>
 
 namespace rehome::main_window {
 
 namespace {
 
-/// Fusion, with option buttons no wider than the layout leaves room for.
+/// Fusion, with option buttons no wider than the layout leaves room for and command buttons that
+/// have the colour of the window.
 class LayoutStyle final : public QProxyStyle {
 public:
     LayoutStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
@@ -25,6 +28,21 @@ public:
         default:
             return QProxyStyle::pixelMetric(metric, option, widget);
         }
+    }
+
+    void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                       const QWidget* widget) const override {
+        if (element != PE_PanelButtonCommand)
+            return QProxyStyle::drawPrimitive(element, option, painter, widget);
+        const QColor colour = option->palette.color(QPalette::Button);
+        const bool pressed = option->state & (State_Sunken | State_On);
+        const bool focused = option->state & State_HasFocus;
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setPen(focused ? QColor(60, 110, 180) : colour.darker(150));
+        painter->setBrush(pressed ? colour.darker(115) : colour);
+        painter->drawRoundedRect(QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5), 2, 2);
+        painter->restore();
     }
 };
 

@@ -5,7 +5,6 @@
 #include "topology/servers.h"
 
 #include <QScopeGuard>
-#include <QSignalBlocker>
 
 #include <limits>
 
@@ -76,6 +75,7 @@ void MailboxList::RefreshIt() {
         listMailboxes();
     } catch (const std::exception& error) {
         grid.publish();
+        grid.bringCurrentCellIntoView();
         m_platform.Desktop.Show(
             {QStringLiteral("Failed to refresh list of mailboxes. Error=") + describe(error)});
     }

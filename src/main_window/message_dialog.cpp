@@ -80,9 +80,11 @@ MessageDialog::MessageDialog(const platform::MessageBox& box, const QString& app
     area->setFrameShape(QFrame::NoFrame);
     area->setWidgetResizable(true);
     area->setWidget(text);
-    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    const int bar = height > highest ? area->verticalScrollBar()->sizeHint().width() : 0;
-    area->setFixedSize(width + bar, std::min(height, highest));
+    area->setFocusPolicy(Qt::ClickFocus);
+    const int bar = area->verticalScrollBar()->sizeHint().width();
+    const bool wide = text->minimumSizeHint().width() > width; // a text without blanks
+    area->setFixedSize(width + (height > highest ? bar : 0),
+                       std::min(height + (wide ? bar : 0), highest));
 
     auto* message = new QHBoxLayout;
     message->setSpacing(12);
@@ -101,13 +103,13 @@ MessageDialog::MessageDialog(const platform::MessageBox& box, const QString& app
         });
     }
     buttons->button(offered.constFirst().button)->setDefault(true);
-    buttons->button(offered.constFirst().button)->setFocus();
 
     auto* layout = new QVBoxLayout(this);
     layout->setSpacing(14);
     layout->setSizeConstraint(QLayout::SetFixedSize);
     layout->addLayout(message);
     layout->addWidget(buttons);
+    buttons->button(offered.constFirst().button)->setFocus();
 }
 
 Answer MessageDialog::ask() {

@@ -51,6 +51,10 @@ frmRecreateMailboxStatus::frmRecreateMailboxStatus(const platform::Platform& pla
     label("Label4", QStringLiteral("Elapsed time:"), 2145, 1200, 975);
     m_lblElapsedTime = label("lblElapsedTime", FormatTime(0), 3225, 1200, 720);
 
+    m_lblRecreated->setAccessibleDescription(QStringLiteral("Mailboxes repopulated"));
+    m_lblTotal->setAccessibleDescription(QStringLiteral("Mailboxes to repopulate"));
+    m_lblElapsedTime->setAccessibleDescription(QStringLiteral("Elapsed time"));
+
     m_tmrElapsed.setObjectName(QStringLiteral("tmrElapsed"));
     m_tmrElapsed.setParent(this);
     connect(&m_tmrElapsed, &QTimer::timeout, this,

@@ -141,6 +141,11 @@ private Q_SLOTS:
         QTest::keyClick(&combo, Qt::Key_F4);
         QTest::keyClick(combo.view(), Qt::Key_Escape);
         QVERIFY(!combo.view()->isVisible());
+        combo.setText(u("no item"));
+        QTest::keyClick(&combo, Qt::Key_F4);
+        QTest::keyClick(combo.view(), Qt::Key_Return);
+        QCOMPARE(combo.Text(), u("no item"));
+        combo.setText(u("shown"));
         combo.Clear();
         QCOMPARE(combo.Text(), u("shown"));
         QCOMPARE(clicks.count(), 3);
@@ -237,6 +242,7 @@ private Q_SLOTS:
                 QCOMPARE(label->text(), u("<b>A & B</b>\n\t\t&C"));
                 QCOMPARE(label->textFormat(), Qt::PlainText);
                 QCOMPARE(dialog.windowTitle(), u("Title"));
+                QVERIFY(qobject_cast<QPushButton*>(dialog.focusWidget()));
                 dialog.close(); // as Escape does
             });
             QCOMPARE(dialog.ask(), answer);

@@ -1,5 +1,7 @@
 #include "support/window_driver.h"
 
+#include <QHeaderView>
+
 using namespace rehome;
 using test::OrganisationText;
 using test::u;
@@ -82,22 +84,34 @@ private Q_SLOTS:
                               u("Display nowhere|EX9:Gone\\Store|Unreachable")}));
     }
 
+    void storeListCutShort() {
+        OrganisationText text = test::smallOrganisation();
+        text.group(u("EX1/SG2")).store(u("EX1/SG2/E")).user(u("u5"), u("EX1/SG2/E"));
+        Window w(text);
+        w.calls.failing = u("read CN=SG2,");
+        w.open();
+        QCOMPARE(w.rows().constFirst(), u("Display u1|EX2:SG\\C|Online"));
+        QCOMPARE(w.rows().constLast(), u("Display u5|EX1:SG2\\E|Unreachable"));
+        QCOMPARE(Window::items(w.chooser()).join(u' '), u("EX1:SG\\A EX1:SG\\B"));
+        QVERIFY(w.desktop.shown.isEmpty());
+    }
+
     void failingRow_data() {
-        QTest::addColumn<QString>("tenth");
+        QTest::addColumn<QString>("failing");
         QTest::addColumn<QString>("told");
         const QString mail = u("mail: t@t\n"), name = u("displayName: T\n");
-        QTest::newRow("no name") << mail + u("homeMDB: CN=S\n") << u("\"displayName\" of CN=u10,");
+        QTest::newRow("no name") << mail + u("homeMDB: CN=S\n") << u("\"displayName\" of CN=u30,");
         QTest::newRow("no store") << mail + name + u("msExchHomeServerName: x\n")
-                                  << u("\"homeMDB\" of CN=u10,");
+                                  << u("\"homeMDB\" of CN=u30,");
         QTest::newRow("not a store") << mail + name + u("homeMDB: CN=S,DC=t\n") << u("CN=S,DC=t");
     }
     void failingRow() {
-        QFETCH(QString, tenth);
+        QFETCH(QString, failing);
         QFETCH(QString, told);
         OrganisationText text = test::smallOrganisation();
-        for (int i = 5; i < 10; ++i)
+        for (int i = 5; i < 30; ++i)
             text.user(u("u%1").arg(i), u("EX2/SG/C"));
-        text.bareUser(u("u10"), tenth).user(u("u11"), u("EX2/SG/C"));
+        text.bareUser(u("u30"), failing).user(u("u31"), u("EX2/SG/C"));
         Window w(text);
         int modelRows = 0;
         w.desktop.whileShown = [&](QDialog&) { modelRows = w.grid().model()->rowCount(); };
@@ -106,12 +120,14 @@ private Q_SLOTS:
         QVERIFY(box.Text.startsWith(u("Failed to refresh list of mailboxes. Error=")));
         QVERIFY2(box.Text.contains(told), qPrintable(box.Text));
         QVERIFY(box.Icon == platform::Icon::None && box.Title.isNull());
-        QCOMPARE(modelRows, 10); // visible behind the message already
-        QCOMPARE(w.frame.state().GridMailboxes.Count(), 9);
+        QCOMPARE(modelRows, 30); // visible behind the message already
+        QCOMPARE(w.frame.state().GridMailboxes.Count(), 29);
         QVERIFY(!w.button("btnMove").isEnabled() && !w.button("btnRefresh").isEnabled());
         QVERIFY(!w.grid().Redraw() && w.grid().ScrollBars() == main_window::FlexGrid::Bars::None);
         QVERIFY(!w.chooser().isVisible());
-        w.moveRow(10, u("EX1:SG\\B")); // the row without a record
+        QTest::mouseClick(w.grid().horizontalHeader()->viewport(), Qt::LeftButton, {}, {50, 10});
+        QVERIFY(w.grid().geometry().contains(w.chooser().geometry())); // its row is in view
+        Window::pick(w.chooser(), u("EX1:SG\\B"));                     // but has no record
         QVERIFY(!w.chooser().isVisible());
         QCOMPARE(w.desktop.shown.size(), 1);
     }

@@ -66,6 +66,13 @@ private Q_SLOTS:
         QCOMPARE(texts.value(2), u("Failed to move mailbox"));
         QCOMPARE(w.frame.state().MovedMailboxes.Count(), 1);
         QCOMPARE(w.grid().Rows(), 4); // without a home the user is no longer found
+
+        w.calls.failing = u("homeMDB="); // a refused drop is silent, and the mailbox stays
+        w.desktop.shown.clear();
+        w.moveRow(1, u("EX1:SG\\B"));
+        QVERIFY(w.desktop.texts().value(1).contains(u("still has a mailbox on CN=C,")));
+        QCOMPARE(w.desktop.texts().value(2), u("Failed to move mailbox"));
+        QCOMPARE(w.text(1, 2), u("EX2:SG\\C"));
     }
 
     void batchTakesWhatQualifies() {

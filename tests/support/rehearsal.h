@@ -28,7 +28,7 @@ struct Rehearsal {
     }
     /// Every user with an alias, with its GUID and addresses.
     std::unique_ptr<platform::RecordSet> users() {
-        auto connection = directory.CreateConnection();
+        const auto connection = directory.CreateConnection();
         connection->setProvider(QStringLiteral("ADSDSOObject"));
         connection->Open(QStringLiteral("ADs Provider"), {}, {}, -1);
         return connection->Execute(

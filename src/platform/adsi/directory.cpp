@@ -17,7 +17,7 @@ public:
 
     void Open(const QString& connectionText, const QString& userName, const QString& password,
               int options) override {
-        if (m_session)
+        if (m_connection->session)
             throw Error(QStringLiteral("The directory connection is open already."));
         if (m_provider != QLatin1String("ADSDSOObject"))
             throw Error(QStringLiteral("There is no directory provider \"%1\".").arg(m_provider));
@@ -29,20 +29,20 @@ public:
             throw Error(QStringLiteral("The directory is opened as the user who runs the tool; a "
                                        "user name and a password cannot be given."));
         requireUnspecified(options);
-        m_session = m_engine.openSession();
+        m_connection->session = m_engine.openSession();
     }
 
     std::unique_ptr<platform::RecordSet> Execute(const QString& commandText, int options) override {
-        if (!m_session)
+        if (!m_connection->session)
             throw Error(QStringLiteral("The directory connection is not open."));
         requireUnspecified(options);
-        return std::make_unique<EntryRecordSet>(m_session, parseCommandText(commandText));
+        return std::make_unique<EntryRecordSet>(m_connection, parseCommandText(commandText));
     }
 
     void Close() override {
-        if (!m_session)
+        if (!m_connection->session)
             throw Error(QStringLiteral("The directory connection is not open."));
-        m_session.reset();
+        m_connection->session.reset();
     }
 
 private:
@@ -54,7 +54,7 @@ private:
 
     engine::Engine& m_engine;
     QString m_provider;
-    std::shared_ptr<engine::Session> m_session;
+    std::shared_ptr<ConnectionSession> m_connection = std::make_shared<ConnectionSession>();
 };
 
 } // namespace

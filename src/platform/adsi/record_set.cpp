@@ -5,15 +5,16 @@
 
 namespace rehome::adsi {
 
-EntryRecordSet::EntryRecordSet(std::shared_ptr<engine::Session> session,
+EntryRecordSet::EntryRecordSet(std::shared_ptr<ConnectionSession> connection,
                                const engine::SearchRequest& request)
-    : m_session(std::move(session)), m_entries(m_session->search(request)),
+    : m_connection(std::move(connection)), m_entries(m_connection->session->search(request)),
       m_columns(request.attributes), m_current(m_entries->next()), m_empty(!m_current) {
 }
 
 void EntryRecordSet::requireRecord(const char* operation) const {
-    if (!m_entries)
-        throw Error(QStringLiteral("%1: the record set is closed.").arg(QLatin1String(operation)));
+    if (!m_entries || !m_connection->session)
+        throw Error(QStringLiteral("%1: the record set or its connection is closed.")
+                        .arg(QLatin1String(operation)));
     if (!m_current)
         throw Error(QStringLiteral("%1: the record set is not positioned on a record.")
                         .arg(QLatin1String(operation)));
@@ -36,7 +37,7 @@ void EntryRecordSet::MoveNext() {
 void EntryRecordSet::Close() {
     m_current.reset();
     m_entries.reset();
-    m_session.reset();
+    m_connection.reset();
 }
 
 platform::Field EntryRecordSet::Fields(const QString& name) const {

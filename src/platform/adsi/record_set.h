@@ -8,11 +8,17 @@
 
 namespace rehome::adsi {
 
-/// A record set over a search's entries, read as they arrive.
+/// The session of a connection, shared with its record sets; empty once the connection is closed.
+struct ConnectionSession {
+    std::unique_ptr<engine::Session> session;
+};
+
+/// A record set over a search's entries, read as they arrive while its connection is open.
 class EntryRecordSet final : public platform::RecordSet {
 public:
     /// Waits for the first entry. Throws Error where the search fails before it.
-    EntryRecordSet(std::shared_ptr<engine::Session> session, const engine::SearchRequest& request);
+    EntryRecordSet(std::shared_ptr<ConnectionSession> connection,
+                   const engine::SearchRequest& request);
 
     bool Bof() const override { return m_empty; }
     bool Eof() const override { return !m_current; }
@@ -24,8 +30,8 @@ public:
 private:
     void requireRecord(const char* operation) const;
 
-    // The entries need their session, so it is declared, and therefore destroyed, around them.
-    std::shared_ptr<engine::Session> m_session;
+    // The entries need the session, so it is declared, and therefore destroyed, around them.
+    std::shared_ptr<ConnectionSession> m_connection;
     std::unique_ptr<engine::Entries> m_entries;
     QStringList m_columns;
     std::optional<engine::Entry> m_current;

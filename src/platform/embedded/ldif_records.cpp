@@ -64,8 +64,8 @@ private:
     void endBlock() {
         for (const Line& line : m_block)
             checkLine(line);
-        if (m_records.isEmpty() && !m_block.isEmpty() &&
-            m_block.constFirst().attribute() == "version")
+        // Also further on: a snapshot may be several searches, one after the other.
+        if (!m_block.isEmpty() && m_block.constFirst().attribute() == "version")
             m_block.removeFirst();
         if (!m_block.isEmpty()) {
             const QByteArray first = m_block.constFirst().attribute();

@@ -9,7 +9,6 @@
 #include "platform/error.h"
 
 #include <QFile>
-#include <QFileInfo>
 #include <QHash>
 #include <QUuid>
 
