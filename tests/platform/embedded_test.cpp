@@ -110,10 +110,11 @@ private Q_SLOTS:
         const QTemporaryDir directory;
         qputenv("TMPDIR", directory.path().toLocal8Bit());
         const Organisation organisation(shippedOrganisation(), u"organisation.ldif"_s);
-        QVERIFY(QDir(directory.path()).isEmpty());
         qputenv("TMPDIR", "/proc");
-        QVERIFY(errorOf([] { of(smallOrganisation()); }).contains(u"could be made in /proc"_s));
+        const QString refused = errorOf([] { of(smallOrganisation()); });
         qunsetenv("TMPDIR");
+        QVERIFY(QDir(directory.path()).isEmpty());
+        QVERIFY(refused.contains(u"could be made in /proc"_s));
     }
 
     void givesAddressesByPolicy() {
@@ -139,17 +140,12 @@ private Q_SLOTS:
         OrganisationText text = smallOrganisation();
         text.server(u("EX3"), u("rehomeServerDown: TRUE\n")).store(u("EX3/SG/E"));
         text.user(u("slow"), u("EX2/SG/C"), u("rehomeOpensAfter: 3\n"));
-        text.user(u("never"), u("EX2/SG/C"), u("rehomeOpensAfter: never\n"));
         auto organisation = of(text);
         std::chrono::steady_clock::time_point now{};
         EmbeddedProbe probe(organisation, [&] { return now; });
-        const auto status = [&](const char* store) {
-            return probe.storeStatus(OrganisationText::storeDN(u(store)));
-        };
-        QCOMPARE(status("EX2/SG/C"), qint16(0));
-        QCOMPARE(status("EX2/SG/D"), qint16(1));
-        QCOMPARE(errorOf([&] { status("EX3/SG/E"); }), u"The server EX3 does not answer."_s);
-        QVERIFY(errorOf([&] { probe.checkServer(u"CN=No,DC=t"_s); }).contains(u"CN=No,DC=t"_s));
+        const QString lost = OrganisationText::storeDN(u("EX3/SG/E"));
+        QCOMPARE(errorOf([&] { probe.storeStatus(lost); }), u"The server EX3 does not answer."_s);
+        QCOMPARE(probe.storeStatus(OrganisationText::storeDN(u("EX2/SG/D"))), qint16(1));
 
         const auto opens = [&](const char* user, int seconds) {
             now += std::chrono::seconds(seconds);
@@ -159,7 +155,6 @@ private Q_SLOTS:
         const auto store = OrganisationText::storeDN(u"EX1/SG/A"_s).toUtf8();
         organisation.modify(OrganisationText::userDN(u"slow"_s), {{u"homeMDB"_s, {store}}});
         QVERIFY(!opens("slow", 100) && opens("slow", 3) && opens("u1", 0));
-        QVERIFY(!opens("never", 0) && !opens("never", 100'000));
     }
 
     void namesTheComputer() {

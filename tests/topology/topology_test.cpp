@@ -28,10 +28,6 @@ private Q_SLOTS:
         QCOMPARE(MakeStoreFullName(GetServerFromDN(dn), GetGroupFromDN(dn), GetStoreFromDN(dn)),
                  u("E+X1:SG1\\St,ore"));
         QVERIFY_THROWS_EXCEPTION(Error, GetServerFromDN(u("CN=a,CN=b,CN=c,CN=d")));
-
-        const QByteArray octets = QByteArray::fromHex("00112233445566778899aabbccddeeff");
-        QCOMPARE(OctetGuidToString(octets), u("{33221100-5544-7766-8899-AABBCCDDEEFF}"));
-        QVERIFY_THROWS_EXCEPTION(Error, OctetGuidToString(octets.left(15)));
     }
 
     /// A second server of a name stops it: the first stays, and both names. Upper case is made unit
