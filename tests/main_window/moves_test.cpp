@@ -67,7 +67,7 @@ private Q_SLOTS:
         QCOMPARE(w.frame.state().MovedMailboxes.Count(), 1);
         QCOMPARE(w.grid().Rows(), 4); // without a home the user is no longer found
 
-        w.calls.failing = u("homeMDB="); // a refused drop is silent, and the mailbox stays
+        w.calls.failing = u("modify"); // a refused drop is silent, and the mailbox stays
         w.desktop.shown.clear();
         w.moveRow(1, u("EX1:SG\\B"));
         QVERIFY(w.desktop.texts().value(1).contains(u("still has a mailbox on CN=C,")));

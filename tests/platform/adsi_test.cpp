@@ -29,6 +29,25 @@ private Q_SLOTS:
         QCOMPARE(engine::firstValue(u("CN=a\\,\\C3\\BC\\\\,DC=t")), u("a,ü\\"));
     }
 
+    void connections() {
+        test::Rehearsal r;
+        const auto connection = r.directory.CreateConnection();
+        const auto open = [&] { connection->Open(u("ADs Provider"), {}, {}, -1); };
+        const QString everybody = u("<LDAP://DC=t>;(mail=*);mail;subtree");
+        QVERIFY_THROWS_EXCEPTION(Error, open()); // no provider yet
+        connection->setProvider(u("ADSDSOObject"));
+        r.calls.failing = u("session");
+        QVERIFY_THROWS_EXCEPTION(Error, open());
+        QVERIFY_THROWS_EXCEPTION(Error, connection->Execute(everybody, -1));
+        r.calls.failing.clear();
+        open();
+        const auto rs = connection->Execute(everybody, -1);
+        QVERIFY(!rs->Bof());
+        connection->Close();
+        QVERIFY_THROWS_EXCEPTION(Error, rs->MoveNext());
+        QVERIFY_THROWS_EXCEPTION(Error, connection->Execute(everybody, -1));
+    }
+
     void recordSets() {
         test::Rehearsal r;
         auto rs = r.users();
