@@ -1,6 +1,6 @@
 #pragma once
 
-// libldb's headers are C without a linkage specification. Only sources of this room include this.
+// libldb's headers are C and do not say so to C++. Only sources of this room include this.
 extern "C" {
 #include <ldb.h>
 #include <ldb_handlers.h>
