@@ -20,21 +20,16 @@ PASSWORD = "Throw-away1"
 LOCAL = socket.gethostname().split(".")[0].upper()
 USERS = 40
 
-TEXT, INTEGER, BOOLEAN, OCTETS, NAME, DESCRIPTOR = (
-    "2.5.5.12 64", "2.5.5.9 2", "2.5.5.8 1", "2.5.5.10 4", "2.5.5.1 127", "2.5.5.15 66")
-ATTRIBUTES = [  # name, syntax, single-valued, link
-    ("mailNickname", TEXT, True, 0), ("homeMDB", NAME, True, 7000), ("homeMDBBL", NAME, False, 7001),
-    ("homeMTA", NAME, True, 0), ("mDBUseDefaults", BOOLEAN, True, 0),
-    ("msExchHomeServerName", TEXT, True, 0), ("msExchMailboxGuid", OCTETS, True, 0),
-    ("msExchMailboxSecurityDescriptor", DESCRIPTOR, True, 0),
-    ("msExchHideFromAddressLists", BOOLEAN, True, 0), ("msExchESEParamBaseName", TEXT, True, 0),
-    ("msExchEDBOffline", BOOLEAN, True, 0)]
+SYNTAXES = {"text": "2.5.5.12 64", "flag": "2.5.5.8 1", "octets": "2.5.5.10 4",
+            "name": "2.5.5.1 127", "rights": "2.5.5.15 66"}
+ATTRIBUTES = """mailNickname text, homeMDB name, homeMDBBL name, homeMTA name, mDBUseDefaults flag,
+    msExchHomeServerName text, msExchMailboxGuid octets, msExchMailboxSecurityDescriptor rights,
+    msExchHideFromAddressLists flag, msExchESEParamBaseName text, msExchEDBOffline flag"""
+LINKS = {"homeMDB": 7000, "homeMDBBL": 7001}
 CLASSES = {
     "msExchExchangeServer": "networkAddress legacyExchangeDN", "msExchInformationStore": "",
     "msExchStorageGroup": "msExchESEParamBaseName", "msExchPrivateMDB": "msExchEDBOffline homeMDBBL",
     "msExchPublicMDB": "msExchEDBOffline homeMDBBL", "mTA": ""}
-USER_ATTRIBUTES = [name for name, *_ in ATTRIBUTES if name not in
-                   ("homeMDBBL", "msExchESEParamBaseName", "msExchEDBOffline")]
 
 
 def run(*command, **more):
@@ -77,27 +72,30 @@ def database(place):
 
 
 def extend_schema(db):
-    for number, (name, syntax, single, link) in enumerate(ATTRIBUTES):
-        kind, om = syntax.split()
-        db.add_ldif(f"dn: CN={name},{SCHEMA}\nobjectClass: attributeSchema\nlDAPDisplayName: {name}\n"
+    names = [line.split() for line in ATTRIBUTES.split(",")]
+    for number, (name, syntax) in enumerate(names):
+        kind, om = SYNTAXES[syntax].split()
+        single = "FALSE" if name == "homeMDBBL" else "TRUE"
+        db.add_ldif(f"dn: CN={name},{SCHEMA}\nobjectClass: attributeSchema\n"
+                    f"lDAPDisplayName: {name}\nattributeSyntax: {kind}\noMSyntax: {om}\n"
                     f"attributeID: 1.2.840.113556.1.4.7000.102.{9000 + number}\n"
-                    f"attributeSyntax: {kind}\noMSyntax: {om}\nsearchFlags: {int(name == 'mailNickname')}\n"
-                    f"isSingleValued: {str(single).upper()}\n" +
-                    (f"linkID: {link}\n" if link else "") +
-                    ("oMObjectClass:: KwwCh3McAIVK\n" if syntax == NAME else "") +
-                    ("systemFlags: 17\n" if link % 2 else ""))
+                    f"isSingleValued: {single}\nsearchFlags: {int(name == 'mailNickname')}\n"
+                    + (f"linkID: {LINKS[name]}\n" if name in LINKS else "")
+                    + ("oMObjectClass:: KwwCh3McAIVK\n" if syntax == "name" else "")
+                    + ("systemFlags: 17\n" if name == "homeMDBBL" else ""))
     db.set_schema_update_now()
     for number, (name, may) in enumerate(CLASSES.items()):
+        above = ["container", *list(CLASSES)[:number]]
         db.add_ldif(f"dn: CN={name},{SCHEMA}\nobjectClass: classSchema\nlDAPDisplayName: {name}\n"
                     f"governsID: 1.2.840.113556.1.5.7000.62.{9000 + number}\nsubClassOf: top\n"
-                    "objectClassCategory: 1\nrDNAttID: cn\npossSuperiors: container\n" +
-                    "".join(f"possSuperiors: {earlier}\n" for earlier in list(CLASSES)[:number]) +
-                    "defaultSecurityDescriptor: D:(A;;RPWPCRCCDCLCLORCWOWDSDDTSW;;;DA)"
-                    "(A;;RPWPCRCCDCLCLORCWOWDSDDTSW;;;SY)(A;;RPLCLORC;;;AU)\n" +
-                    "".join(f"mayContain: {attribute}\n" for attribute in may.split()))
+                    "objectClassCategory: 1\nrDNAttID: cn\ndefaultSecurityDescriptor: "
+                    "D:(A;;RPWPCRCCDCLCLORCWOWDSDDTSW;;;DA)(A;;RPWPCRCCDCLCLORCWOWDSDDTSW;;;SY)"
+                    "(A;;RPLCLORC;;;AU)\n" + "".join(f"possSuperiors: {name}\n" for name in above)
+                    + "".join(f"mayContain: {attribute}\n" for attribute in may.split()))
         db.set_schema_update_now()
+    of_users = [name for name, _ in names if name not in " ".join(CLASSES.values()).split()]
     db.modify_ldif(f"dn: CN=User,{SCHEMA}\nchangetype: modify\nadd: mayContain\n" +
-                   "".join(f"mayContain: {name}\n" for name in USER_ATTRIBUTES))
+                   "".join(f"mayContain: {name}\n" for name in of_users))
     db.set_schema_update_now()
 
 
@@ -239,7 +237,6 @@ def start(place):
     write(place + "/krb5.conf", f"""[libdefaults]
     default_realm = {REALM}
     dns_lookup_kdc = false
-    dns_lookup_realm = false
     dns_canonicalize_hostname = false
     rdns = false
 [realms]
@@ -270,24 +267,17 @@ def crowd(place, count):
     if os.path.exists(before):
         shutil.rmtree(now)
         os.rename(before, now)
-    if count:
+    if count != "0":
         run("cp", "-a", now, before)
-        add_users(database(place), "OU=Crowd," + BASE, "crowd", count)
+        add_users(database(place), "OU=Crowd," + BASE, "crowd", int(count))
+    serve(place, settings(place)["ADDRESS"])
+
+
+def restart(place):
+    kill(place)
     serve(place, settings(place)["ADDRESS"])
 
 
 if __name__ == "__main__":
     verb, folder = sys.argv[1], os.path.abspath(sys.argv[2])
-    if verb == "start":
-        try:
-            start(folder)
-        except BaseException:
-            kill(folder)
-            raise
-    elif verb == "restart":
-        kill(folder)
-        serve(folder, settings(folder)["ADDRESS"])
-    elif verb == "crowd":
-        crowd(folder, int(sys.argv[3]))
-    elif verb == "stop":
-        stop(folder)
+    {"start": start, "restart": restart, "crowd": crowd, "stop": stop}[verb](folder, *sys.argv[3:])

@@ -38,6 +38,16 @@ public:
             command += argument;
         return QProcess::execute(QStringLiteral("/usr/bin/python3"), command) == 0;
     }
+    /// Changes the directory from outside, as LDIF says.
+    void change(const QString& ldif) const {
+        QProcess modify;
+        modify.start(QStringLiteral("ldapmodify"),
+                     {QStringLiteral("-QNY"), QStringLiteral("GSSAPI")});
+        modify.write(ldif.toUtf8());
+        modify.closeWriteChannel();
+        if (!modify.waitForFinished() || modify.exitCode() != 0)
+            throw std::runtime_error(modify.readAllStandardError().toStdString());
+    }
     /// Sends the server a signal.
     void signal(int number) const {
         QFile file(value("PID_FILE"));
