@@ -125,9 +125,13 @@ class Program:
                 return Widget(self.desktop, application).children()
         return []
 
-    def window(self, title, seconds=15):
-        return self.desktop.until(f'a window titled "{title}"', lambda: next(
-            (w for w in self.windows() if w.name == title and w.showing), None), seconds)
+    def showing(self, title, dialog):
+        return [w for w in self.windows()
+                if w.name == title and w.showing and (w.role == "dialog") == dialog]
+
+    def window(self, title, seconds=15, dialog=True):
+        return self.desktop.until(f'a window titled "{title}"',
+                                  lambda: self.showing(title, dialog), seconds)[0]
 
     def ended(self):
         """The exit status, once the process has ended."""

@@ -1,0 +1,71 @@
+#!/usr/bin/python3
+"""Usage: live_tour.py PROGRAM PICTURES DIRECTORY SNAPSHOT
+
+The tour's twin over the Active Directory that samba_directory.py runs in DIRECTORY. What the window
+has to show, and what the directory must hold in the end, is told from snapshots of it."""
+
+import os
+import subprocess
+import sys
+
+from desktop import agree
+from organisation import Organisation, guid_text, records
+from tour import MainWindow, refuses, run
+
+
+def settings(folder):
+    with open(folder + "/env", encoding="utf-8") as file:
+        return dict(line.rstrip("\n").split("=", 1) for line in file)
+
+
+def changed_by_policy(user):
+    """As the recipient policy of a real organisation may do to whoever gets a new mailbox."""
+    subprocess.run(["ldapmodify", "-QNY", "GSSAPI"], check=True, text=True, stdout=subprocess.DEVNULL,
+                   input=f"dn: {user.dn}\nchangetype: modify\nreplace: mail\nmail: new@rehome.test\n-"
+                         "\nreplace: proxyAddresses\nproxyAddresses: SMTP:new@rehome.test\n")
+
+
+def tour(desktop, program, at, snapshot):
+    def look():
+        return subprocess.run([snapshot], check=True, stdout=subprocess.PIPE, text=True).stdout
+    noted = look().replace("dn:\n", f"dn:\nrehomeLocalServer: {at['LOCAL']}\n", 1).replace(
+        "\nname: EXDOWN\n", "\nname: EXDOWN\nrehomeServerDown: TRUE\n")
+    main = MainWindow(desktop, Organisation(noted), "Rehome", "Rehome", program)
+    main.refreshed()
+    desktop.picture("live-window")
+    store, other = (s for s in main.stores if s.endswith("\\Mailbox Store"))
+
+    mailbox = main.expected.mailboxes[main.last()]
+    main.choose(main.last(), next(s for s in (store, other) if s != mailbox.row[1]), button="Yes")
+    main.moved_one(mailbox, next(s for s in (store, other) if s != mailbox.row[1]))
+    main.enable(main.status, main.by_status)
+    main.status.pick("Unreachable")
+    main.batch(store, key="Return")
+    main.moved_many([m for m in main.expected.mailboxes if m.state == "Unreachable"], store, None)
+    changed_by_policy(mailbox)
+
+    desktop.keys("alt+x")
+    main.summary().one("push button", "OK").click()
+    main.finished()
+    servers = {r["dn"][0]: r["legacyexchangedn"][0]
+               for r in records(look()) if "networkaddress" in r}
+    users = [r for r in records(look()) if "mailnickname" in r]
+    main.restored({guid_text(r["objectguid"][0]): (r["homemdb"][0], r["mail"][0],
+                                                   r["proxyaddresses"]) for r in users})
+    agree("the servers of the mailboxes", [r["msexchhomeservername"][0] for r in users],
+          [servers[r["homemdb"][0].split(",CN=InformationStore,")[1]] for r in users])
+
+    refuses(desktop, "Rehome", "takes no arguments", program, "file.ldif")
+    os.environ["KRB5CCNAME"] = "/nowhere"
+    refuses(desktop, "Rehome", "run kinit", program)
+    os.environ["LDAPURI"] = "ldap://127.77.255.254"
+    refuses(desktop, "Rehome", "cannot be reached", program)
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 5:
+        sys.exit(__doc__)
+    found = settings(sys.argv[3])
+    os.environ.update(LDAPURI=found["LDAPURI"], KRB5_CONFIG=found["KRB5_CONFIG"],
+                      KRB5CCNAME=found["ADMIN_CACHE"])
+    run(tour, sys.argv[2], sys.argv[1], found, sys.argv[4])
