@@ -12,24 +12,13 @@ import os, random, shutil, signal, socket, subprocess, sys, time
 
 REALM, DOMAIN, BASE = "REHOME.TEST", "rehome.test", "DC=rehome,DC=test"
 CONFIG = "CN=Configuration," + BASE
-SCHEMA = "CN=Schema," + CONFIG
 SERVERS = ("CN=Servers,CN=First Administrative Group,CN=Administrative Groups,CN=Test Organisation,"
            "CN=Microsoft Exchange,CN=Services," + CONFIG)
 LEGACY = "/o=Test Organisation/ou=First Administrative Group/cn=Configuration/cn=Servers/cn="
 PASSWORD = "Throw-away1"
+HERE = os.path.dirname(os.path.abspath(__file__))
 LOCAL = socket.gethostname().split(".")[0].upper()
 USERS = 40
-
-SYNTAXES = {"text": "2.5.5.12 64", "flag": "2.5.5.8 1", "octets": "2.5.5.10 4",
-            "name": "2.5.5.1 127", "rights": "2.5.5.15 66"}
-ATTRIBUTES = """mailNickname text, homeMDB name, homeMDBBL name, homeMTA name, mDBUseDefaults flag,
-    msExchHomeServerName text, msExchMailboxGuid octets, msExchMailboxSecurityDescriptor rights,
-    msExchHideFromAddressLists flag, msExchESEParamBaseName text, msExchEDBOffline flag"""
-LINKS = {"homeMDB": 7000, "homeMDBBL": 7001}
-CLASSES = {
-    "msExchExchangeServer": "networkAddress legacyExchangeDN", "msExchInformationStore": "",
-    "msExchStorageGroup": "msExchESEParamBaseName", "msExchPrivateMDB": "msExchEDBOffline homeMDBBL",
-    "msExchPublicMDB": "msExchEDBOffline homeMDBBL", "mTA": ""}
 
 
 def run(*command, **more):
@@ -72,30 +61,12 @@ def database(place):
 
 
 def extend_schema(db):
-    names = [line.split() for line in ATTRIBUTES.split(",")]
-    for number, (name, syntax) in enumerate(names):
-        kind, om = SYNTAXES[syntax].split()
-        single = "FALSE" if name == "homeMDBBL" else "TRUE"
-        db.add_ldif(f"dn: CN={name},{SCHEMA}\nobjectClass: attributeSchema\n"
-                    f"lDAPDisplayName: {name}\nattributeSyntax: {kind}\noMSyntax: {om}\n"
-                    f"attributeID: 1.2.840.113556.1.4.7000.102.{9000 + number}\n"
-                    f"isSingleValued: {single}\nsearchFlags: {int(name == 'mailNickname')}\n"
-                    + (f"linkID: {LINKS[name]}\n" if name in LINKS else "")
-                    + ("oMObjectClass:: KwwCh3McAIVK\n" if syntax == "name" else "")
-                    + ("systemFlags: 17\n" if name == "homeMDBBL" else ""))
-    db.set_schema_update_now()
-    for number, (name, may) in enumerate(CLASSES.items()):
-        above = ["container", *list(CLASSES)[:number]]
-        db.add_ldif(f"dn: CN={name},{SCHEMA}\nobjectClass: classSchema\nlDAPDisplayName: {name}\n"
-                    f"governsID: 1.2.840.113556.1.5.7000.62.{9000 + number}\nsubClassOf: top\n"
-                    "objectClassCategory: 1\nrDNAttID: cn\ndefaultSecurityDescriptor: "
-                    "D:(A;;RPWPCRCCDCLCLORCWOWDSDDTSW;;;DA)(A;;RPWPCRCCDCLCLORCWOWDSDDTSW;;;SY)"
-                    "(A;;RPLCLORC;;;AU)\n" + "".join(f"possSuperiors: {name}\n" for name in above)
-                    + "".join(f"mayContain: {attribute}\n" for attribute in may.split()))
-        db.set_schema_update_now()
-    of_users = [name for name, _ in names if name not in " ".join(CLASSES.values()).split()]
-    db.modify_ldif(f"dn: CN=User,{SCHEMA}\nchangetype: modify\nadd: mayContain\n" +
-                   "".join(f"mayContain: {name}\n" for name in of_users))
+    with open(HERE + "/exchange_schema.ldif", encoding="utf-8") as file:
+        for record in file.read().split("\n\n"):
+            if "attributeSchema" not in record:
+                db.set_schema_update_now()  # what it names has just been added
+            if "dn:" in record:
+                (db.modify_ldif if "changetype" in record else db.add_ldif)(record + "\n")
     db.set_schema_update_now()
 
 
@@ -215,35 +186,12 @@ def start(place):
         "-addext", "subjectAltName=IP:" + address, "-keyout", place + "/key.pem",
         "-out", place + "/cert.pem")
     os.chmod(place + "/key.pem", 0o600)
-    write(place + "/etc/smb.conf", f"""[global]
-    netbios name = DC1
-    realm = {REALM}
-    workgroup = REHOME
-    server role = active directory domain controller
-    server services = rpc, ldap, kdc, cldap, dns
-    interfaces = {address}/8
-    bind interfaces only = yes
-    lock directory = {place}
-    state directory = {place}/state
-    cache directory = {place}/cache
-    private dir = {place}/private
-    pid directory = {place}
-    log file = {place}/log.%m
-    tls certfile = {place}/cert.pem
-    tls keyfile = {place}/key.pem
-    tls cafile =
-    ldap server require strong auth = allow_sasl_over_tls
-""")
-    write(place + "/krb5.conf", f"""[libdefaults]
-    default_realm = {REALM}
-    dns_lookup_kdc = false
-    dns_canonicalize_hostname = false
-    rdns = false
-[realms]
-    {REALM} = {{
-        kdc = {address}
-    }}
-""")
+    for name, target in (("smb.conf", "/etc/smb.conf"), ("krb5.conf", "/krb5.conf")):
+        with open(f"{HERE}/{name}.in", encoding="utf-8") as file:
+            write(place + target,
+                  file.read().replace("@PLACE@", place).replace("@ADDRESS@", address))
+    write(place + "/resolv.conf", f"nameserver {address}\n")
+    write(place + "/hosts", f"{address} dc1.{DOMAIN} dc1\n")
     db = database(place)
     extend_schema(db)
     db = database(place)

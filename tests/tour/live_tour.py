@@ -36,8 +36,9 @@ def tour(desktop, program, at, snapshot):
     store, other = (s for s in main.stores if s.endswith("\\Mailbox Store"))
 
     mailbox = main.expected.mailboxes[main.last()]
-    main.choose(main.last(), next(s for s in (store, other) if s != mailbox.row[1]), button="Yes")
-    main.moved_one(mailbox, next(s for s in (store, other) if s != mailbox.row[1]))
+    destination = other if mailbox.row[1] == store else store
+    main.choose(main.last(), destination, button="Yes")
+    main.moved_one(mailbox, destination)
     main.enable(main.status, main.by_status)
     main.status.pick("Unreachable")
     main.batch(store, key="Return")
@@ -50,8 +51,9 @@ def tour(desktop, program, at, snapshot):
     servers = {r["dn"][0]: r["legacyexchangedn"][0]
                for r in records(look()) if "networkaddress" in r}
     users = [r for r in records(look()) if "mailnickname" in r]
-    main.restored({guid_text(r["objectguid"][0]): (r["homemdb"][0], r["mail"][0],
-                                                   r["proxyaddresses"]) for r in users})
+    agree("the directory", {guid_text(r["objectguid"][0]): (
+        r["homemdb"][0], r["mail"][0], r["proxyaddresses"]) for r in users},
+          {m.guid: (m.home, *m.listed) for m in main.expected.mailboxes})
     agree("the servers of the mailboxes", [r["msexchhomeservername"][0] for r in users],
           [servers[r["homemdb"][0].split(",CN=InformationStore,")[1]] for r in users])
 

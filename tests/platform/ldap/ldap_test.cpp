@@ -24,9 +24,6 @@ class LdapTest : public QObject {
     QString user(int number) const {
         return u"CN=user%1,"_s.arg(number, 4, 10, QChar(u'0')) + m_directory.value("USERS");
     }
-    QString server(const QString& name) const {
-        return u"CN=%1,"_s.arg(name) + m_directory.value("SERVERS");
-    }
     QString mailOf(int number) { return test::one(*m_session, user(number)).text(u"mail"_s); }
 private Q_SLOTS:
     void initTestCase() { qputenv("LDAPTLS_REQCERT", "never"); }
@@ -42,17 +39,8 @@ private Q_SLOTS:
         const QString missing = searching(u"CN=nobody,"_s + m_directory.value("BASE"));
         QVERIFY2(missing.contains(u"(result 32)"_s) && missing.contains(u"refresh"_s),
                  qPrintable(missing));
-        QVERIFY(searching(u"<GUID=12>"_s).contains(u"(result 34)"_s));
         QVERIFY(searching(u"DC=other,DC=test"_s).contains(u"DC=other,DC=test"_s));
         QVERIFY(searching(u"CN=a"_s + QChar(0)).contains(u"NUL"_s));
-
-        m_directory.useTicket("USER_CACHE");
-        const QString said = errorOf([&] {
-            m_engine.openSession()->modify(user(2), {{u"mail"_s, {"mine@x"}}});
-        });
-        QVERIFY2(said.contains(user(2)) && said.contains(u"(result 50)"_s) &&
-                     said.contains(u"no write property access"_s) && said.contains(u"kinit"_s),
-                 qPrintable(said));
     }
 
     void signingOnSaysWhatIsMissing_data() {
@@ -140,20 +128,15 @@ private Q_SLOTS:
         QCOMPARE(mailOf(5), u"user0005@rehome.test"_s);
     }
 
-    void theProbeTellsStoresAndServers() {
+    void theLocalServerIsNotAskedWhetherItAnswers() {
         ldap::HostNetwork network;
-        QCOMPARE(network.ComputerName(), m_directory.value("LOCAL"));
-        ldap::LdapProbe probe(m_engine, network);
-        const QString group = u"CN=First Storage Group,CN=InformationStore,"_s + server(u"EXUP"_s);
-        QCOMPARE(probe.storeStatus(u"CN=Mailbox Store,"_s + group), qint16(0));
-        QCOMPARE(probe.storeStatus(u"CN=Accounts\\, Sales,"_s + group), qint16(1));
-        probe.checkServer(server(u"EXUP"_s));
-        const QString said = errorOf([&] { probe.checkServer(server(u"EXDOWN"_s)); });
-        QVERIFY2(said.contains(u"does not answer"_s), qPrintable(said));
-        ldap::LdapProbe closed(m_engine, network, std::chrono::seconds(3), 9);
-        closed.checkServer(server(network.ComputerName())); // the local one is not asked
-        QVERIFY(!errorOf([&] { closed.checkServer(server(u"EXUP"_s)); }).isEmpty());
-        QVERIFY(!errorOf([&] { (void)probe.storeStatus(u"CN=gone,"_s + group); }).isEmpty());
+        ldap::LdapProbe probe(m_engine, network, std::chrono::seconds(3), 9);
+        const auto check = [&](const QString& server) {
+            return errorOf(
+                [&] { probe.checkServer(u"CN=%1,"_s.arg(server) + m_directory.value("SERVERS")); });
+        };
+        QCOMPARE(check(network.ComputerName()), QString());
+        QVERIFY(check(u"EXUP"_s).contains(u"does not answer"_s));
     }
 };
 
