@@ -3,7 +3,6 @@
 
   samba_directory.py start DIR     starts it; DIR/env tells the tests where it is
   samba_directory.py restart DIR   kills the server, starts it again and waits for it
-  samba_directory.py crowd DIR N   makes OU=Crowd hold N mailbox users; 0 undoes everything since
   samba_directory.py stop DIR      ends it and removes DIR
 
 It ends by itself when the process that ran "start" does. Needs root: the ports are fixed.
@@ -18,7 +17,6 @@ LEGACY = "/o=Test Organisation/ou=First Administrative Group/cn=Configuration/cn
 PASSWORD = "Throw-away1"
 HERE = os.path.dirname(os.path.abspath(__file__))
 LOCAL = socket.gethostname().split(".")[0].upper()
-USERS = 40
 
 
 def run(*command, **more):
@@ -92,19 +90,23 @@ def add_organisation(db, address):
             add("CN=Public Folder Store," + within, "msExchPublicMDB")
 
 
-def add_users(db, container, prefix, count):
+def add_users(db):
+    """40 with a mailbox, and a crowd without."""
     db.transaction_start()
-    db.add_ldif(f"dn: {container}\nobjectClass: organizationalUnit\n")
-    for number in range(count):
-        login, server = f"{prefix}{number:04}", (LOCAL, "EXUP", "EXDOWN")[number % 3]
+    for unit in ("Staff", "Crowd"):
+        db.add_ldif(f"dn: OU={unit},{BASE}\nobjectClass: organizationalUnit\n")
+    for number in range(40):
+        login, server = f"user{number:04}", (LOCAL, "EXUP", "EXDOWN")[number % 3]
         store = ("Mailbox Store", "Accounts\\, Sales")[number // 3 % 2]
         home = f"CN={store},CN=First Storage Group,CN=InformationStore,CN={server},{SERVERS}"
-        db.add_ldif(f"dn: CN={login},{container}\nobjectClass: user\nsAMAccountName: {login}\n"
+        db.add_ldif(f"dn: CN={login},OU=Staff,{BASE}\nobjectClass: user\nsAMAccountName: {login}\n"
                     f"displayName: Mailbox {login}\nmailNickname: {login}\nhomeMDB: {home}\n"
                     f"homeMTA: CN=Microsoft MTA,CN={server},{SERVERS}\nmDBUseDefaults: TRUE\n"
-                    f"msExchHomeServerName: {LEGACY}{server}\nlegacyExchangeDN: /o=Test/cn={login}\n"
-                    f"mail: {login}@{DOMAIN}\nproxyAddresses: SMTP:{login}@{DOMAIN}\n"
+                    f"msExchHomeServerName: {LEGACY}{server}\nmail: {login}@{DOMAIN}\n"
+                    f"proxyAddresses: SMTP:{login}@{DOMAIN}\n"
                     f"proxyAddresses: smtp:{login}.old@{DOMAIN}\n")
+    for number in range(3000):
+        db.add_ldif(f"dn: CN=crowd{number},OU=Crowd,{BASE}\nobjectClass: contact\n")
     db.transaction_commit()
 
 
@@ -196,7 +198,7 @@ def start(place):
     extend_schema(db)
     db = database(place)
     add_organisation(db, address)
-    add_users(db, "OU=Staff," + BASE, "user", USERS)
+    add_users(db)
     db.newuser("clerk", PASSWORD)
     db.modify_ldif(f"dn: CN=DC1,OU=Domain Controllers,{BASE}\nchangetype: modify\n"
                    f"add: servicePrincipalName\nservicePrincipalName: ldap/{address}\n"
@@ -208,19 +210,6 @@ def start(place):
     time.sleep(2)  # until the first ticket has expired
 
 
-def crowd(place, count):
-    """Takes the users away by going back to the database as it was: deleting takes a minute."""
-    kill(place)
-    before, now = place + "/private.before", place + "/private"
-    if os.path.exists(before):
-        shutil.rmtree(now)
-        os.rename(before, now)
-    if count != "0":
-        run("cp", "-a", now, before)
-        add_users(database(place), "OU=Crowd," + BASE, "crowd", int(count))
-    serve(place, settings(place)["ADDRESS"])
-
-
 def restart(place):
     kill(place)
     serve(place, settings(place)["ADDRESS"])
@@ -228,4 +217,4 @@ def restart(place):
 
 if __name__ == "__main__":
     verb, folder = sys.argv[1], os.path.abspath(sys.argv[2])
-    {"start": start, "restart": restart, "crowd": crowd, "stop": stop}[verb](folder, *sys.argv[3:])
+    {"start": start, "restart": restart, "stop": stop}[verb](folder)

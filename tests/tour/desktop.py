@@ -30,14 +30,6 @@ class Desktop:
                           QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
         for name in ("WAYLAND_DISPLAY", "XAUTHORITY", "QT_SCALE_FACTOR", "AT_SPI_BUS_ADDRESS"):
             os.environ.pop(name, None)
-        try:
-            self._start_session()
-        except BaseException:
-            self.__exit__()
-            raise
-        return self
-
-    def _start_session(self):
         shutil.rmtree(self.pictures, ignore_errors=True)
         os.makedirs(self.pictures)
         read, write = os.pipe()
@@ -55,6 +47,7 @@ class Desktop:
         gi.require_version("Atspi", "2.0")
         global Atspi, GLib
         from gi.repository import Atspi, GLib
+        return self
 
     def __exit__(self, *_):
         for process in reversed(self.processes):
@@ -103,9 +96,8 @@ class Desktop:
     def keys(self, *names):
         subprocess.run(["xdotool", "key", "--delay", "30", *names], check=True)
 
-    def mouse(self, x, y, *buttons):
-        clicks = [word for button in buttons for word in ("click", str(button))]
-        subprocess.run(["xdotool", "mousemove", str(x), str(y), *clicks], check=True)
+    def click(self, x, y):
+        subprocess.run(["xdotool", "mousemove", str(x), str(y), "click", "1"], check=True)
 
 
 class Program:
@@ -152,9 +144,6 @@ class Widget:
     showing = property(lambda self: self.has("SHOWING"))
     sensitive = property(lambda self: self.has("SENSITIVE"))
 
-    def __repr__(self):
-        return f"{self.role} \"{self.name}\""
-
     def has(self, state):
         return self.accessible.get_state_set().contains(getattr(Atspi.StateType, state))
 
@@ -192,18 +181,15 @@ class Widget:
     def cell(self, row, column):
         return Widget(self.desktop, self.accessible.get_accessible_at(row, column))
 
-    def click(self, *buttons):
+    def click(self):
         x, y, width, height = self.area()
-        self.desktop.mouse(x + width // 2, y + height // 2, *(buttons or (1,)))
-
-    def opened(self):
-        """The items of a combo box whose list is being opened."""
-        items = self.children()[0]
-        self.desktop.until(f'the list of "{self.name}" is open', lambda: items.showing)
-        return items.children()
+        self.desktop.click(x + width // 2, y + height // 2)
 
     def pick(self, text):
+        """Opens a combo box and picks an item."""
         x, y, width, height = self.area()
-        self.desktop.mouse(x + width - 10, y + height // 2, 1)
-        item, = (item for item in self.opened() if item.name == text)
+        self.desktop.click(x + width - 10, y + height // 2)
+        items = self.children()[0]
+        self.desktop.until(f'the list of "{self.name}" is open', lambda: items.showing)
+        item, = (item for item in items.children() if item.name == text)
         item.click()

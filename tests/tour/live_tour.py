@@ -10,7 +10,7 @@ import sys
 
 from desktop import agree
 from organisation import Organisation, guid_text, records
-from tour import MainWindow, refuses, run
+from tour import MESSAGE, TITLE, MainWindow, exits, moves, refuses, run
 
 
 def settings(folder):
@@ -30,30 +30,21 @@ def tour(desktop, program, at, snapshot):
         return subprocess.run([snapshot], check=True, stdout=subprocess.PIPE, text=True).stdout
     noted = look().replace("dn:\n", f"dn:\nrehomeLocalServer: {at['LOCAL']}\n", 1).replace(
         "\nname: EXDOWN\n", "\nname: EXDOWN\nrehomeServerDown: TRUE\n")
+    file = desktop.directory + "/noted.ldif"
+    with open(file, "w", encoding="utf-8") as stream:
+        stream.write(noted)
+    MainWindow(desktop, Organisation(noted), TITLE + " (noted.ldif)", MESSAGE,
+               program + "-rehearsal", file).refreshed()
     main = MainWindow(desktop, Organisation(noted), "Rehome", "Rehome", program)
-    main.refreshed()
-    desktop.picture("live-window")
-    store, other = (s for s in main.stores if s.endswith("\\Mailbox Store"))
-
-    mailbox = main.expected.mailboxes[main.last()]
-    destination = other if mailbox.row[1] == store else store
-    main.choose(main.last(), destination, button="Yes")
-    main.moved_one(mailbox, destination)
-    main.enable(main.status, main.by_status)
-    main.status.pick("Unreachable")
-    main.batch(store, key="Return")
-    main.moved_many([m for m in main.expected.mailboxes if m.state == "Unreachable"], store, None)
-    changed_by_policy(mailbox)
-
-    desktop.keys("alt+x")
-    main.summary().one("push button", "OK").click()
-    main.finished()
+    moves(main)
+    changed_by_policy(main.mailbox)
+    exits(main)
     servers = {r["dn"][0]: r["legacyexchangedn"][0]
                for r in records(look()) if "networkaddress" in r}
     users = [r for r in records(look()) if "mailnickname" in r]
     agree("the directory", {guid_text(r["objectguid"][0]): (
-        r["homemdb"][0], r["mail"][0], r["proxyaddresses"]) for r in users},
-          {m.guid: (m.home, *m.listed) for m in main.expected.mailboxes})
+        r["homemdb"][0], r["mail"][0], r.get("proxyaddresses", [])) for r in users},
+          {m.guid: (m.home, m.mail, m.proxies) for m in main.expected.mailboxes})
     agree("the servers of the mailboxes", [r["msexchhomeservername"][0] for r in users],
           [servers[r["homemdb"][0].split(",CN=InformationStore,")[1]] for r in users])
 

@@ -98,10 +98,6 @@ private Q_SLOTS:
         QVERIFY2(said.contains(u"not known whether the change was made"_s), qPrintable(said));
         QCOMPARE(requestsFor("CN=Swallow"), 1);
     }
-    void anAbandonedSearchLeavesTheSessionUsable() {
-        QVERIFY(m_session->search(request(u"CN=Many"_s, u"cn"_s, engine::Scope::Subtree))->next());
-        QVERIFY(m_session->search(request(u"CN=Ranged"_s, u"member"_s))->next());
-    }
     void serversComeByPriorityThenByWeight() {
         std::mt19937 chance{1};
         int heavyFirst = 0;
