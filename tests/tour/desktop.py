@@ -89,9 +89,8 @@ class Desktop:
 
     def picture(self, name):
         self.taken += 1
-        file = name if name == "failed" else f"{self.taken:02}-{name}"
-        subprocess.run(["import", "-silent", "-window", "root", f"{self.pictures}/{file}.png"],
-                       check=True, timeout=20)
+        file = f"{self.pictures}/{self.taken:02}-{name}.png"
+        subprocess.run(["import", "-silent", "-window", "root", file], check=True, timeout=20)
 
     def keys(self, *names):
         subprocess.run(["xdotool", "key", "--delay", "30", *names], check=True)

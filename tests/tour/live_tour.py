@@ -13,16 +13,12 @@ from organisation import Organisation, guid_text, records
 from tour import MESSAGE, TITLE, MainWindow, exits, moves, refuses, run
 
 
-def settings(folder):
-    with open(folder + "/env", encoding="utf-8") as file:
-        return dict(line.rstrip("\n").split("=", 1) for line in file)
-
-
 def changed_by_policy(user):
     """As the recipient policy of a real organisation may do to whoever gets a new mailbox."""
-    subprocess.run(["ldapmodify", "-QNY", "GSSAPI"], check=True, text=True, stdout=subprocess.DEVNULL,
-                   input=f"dn: {user.dn}\nchangetype: modify\nreplace: mail\nmail: new@rehome.test\n-"
-                         "\nreplace: proxyAddresses\nproxyAddresses: SMTP:new@rehome.test\n")
+    subprocess.run(["ldapmodify", "-QNY", "GSSAPI"], check=True, stdout=subprocess.DEVNULL,
+                   text=True, input=f"dn: {user.dn}\nchangetype: modify\nreplace: mail\n"
+                   "mail: new@rehome.test\n-\nreplace: proxyAddresses\n"
+                   "proxyAddresses: SMTP:new@rehome.test\n")
 
 
 def tour(desktop, program, at, snapshot):
@@ -39,9 +35,9 @@ def tour(desktop, program, at, snapshot):
     moves(main)
     changed_by_policy(main.mailbox)
     exits(main)
-    servers = {r["dn"][0]: r["legacyexchangedn"][0]
-               for r in records(look()) if "networkaddress" in r}
-    users = [r for r in records(look()) if "mailnickname" in r]
+    kept = list(records(look()))
+    servers = {r["dn"][0]: r["legacyexchangedn"][0] for r in kept if "networkaddress" in r}
+    users = [r for r in kept if "mailnickname" in r]
     agree("the directory", {guid_text(r["objectguid"][0]): (
         r["homemdb"][0], r["mail"][0], r.get("proxyaddresses", [])) for r in users},
           {m.guid: (m.home, m.mail, m.proxies) for m in main.expected.mailboxes})
@@ -58,7 +54,8 @@ def tour(desktop, program, at, snapshot):
 if __name__ == "__main__":
     if len(sys.argv) != 5:
         sys.exit(__doc__)
-    found = settings(sys.argv[3])
+    with open(sys.argv[3] + "/env", encoding="utf-8") as stream:
+        found = dict(line.rstrip("\n").split("=", 1) for line in stream)
     os.environ.update(LDAPURI=found["LDAPURI"], KRB5_CONFIG=found["KRB5_CONFIG"],
                       KRB5CCNAME=found["ADMIN_CACHE"])
     run(tour, sys.argv[2], sys.argv[1], found, sys.argv[4])

@@ -72,9 +72,6 @@ class Organisation:
             and ",CN=Microsoft Exchange System Objects," not in r["dn"][0]]
         self.drops, self.moved = [], []
 
-    def rows(self):
-        return [mailbox.row for mailbox in self.mailboxes]
-
     def destination(self):
         """A plainly named local store that is online and does not hold the last mailbox."""
         return next(full_name(s) for s, state in self.states.items() if state == "Online"

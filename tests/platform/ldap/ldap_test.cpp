@@ -31,14 +31,11 @@ private Q_SLOTS:
     }
 
     void aRefusedRequestSaysWhyAndWhatHelps() {
-        const auto searching = [&](const QString& base) {
-            return errorOf([&] { test::one(*m_session, base); });
-        };
-        const QString missing = searching(u"CN=nobody,"_s + m_directory.value("BASE"));
+        const QString missing = errorOf([&] { mailOf(9999); });
         QVERIFY2(missing.contains(u"(result 32)"_s) && missing.contains(u"refresh"_s),
                  qPrintable(missing));
-        QVERIFY(searching(u"DC=other,DC=test"_s).contains(u"DC=other,DC=test"_s));
-        QVERIFY(searching(u"CN=a"_s + QChar(0)).contains(u"NUL"_s));
+        const QString nul = errorOf([&] { test::one(*m_session, u"CN=a"_s + QChar(0)); });
+        QVERIFY2(nul.contains(u"NUL"_s), qPrintable(nul));
     }
 
     void signingOnSaysWhatIsMissing_data() {
