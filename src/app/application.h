@@ -21,6 +21,8 @@ public:
     /// `title` is that of message boxes without one of their own.
     Application(int& argc, char** argv, const QString& title, platform::Journal& journal);
 
+    platform::Journal& journal() { return m_journal; }
+
     platform::Answer Show(const platform::MessageBox& box) override;
     [[noreturn]] void End(int status) override;
     [[noreturn]] void Fail(const QString& description) override;

@@ -6,8 +6,19 @@
 
 namespace rehome::app {
 
-int runTool(Application& application, platform::Journal& journal, const Engines& engines,
-            const QString& caption) {
+int runProgram(int argc, char** argv, const QString& title,
+               const std::function<int(Application&)>& body) {
+    ErrorStreamJournal journal;
+    Application application(argc, argv, title, journal);
+    try {
+        return body(application);
+    } catch (const std::exception& error) {
+        application.Fail(describe(error));
+    }
+}
+
+int runTool(Application& application, const Engines& engines, const QString& caption) {
+    platform::Journal& journal = application.journal();
     adsi::Directory directory(engines.directory);
     exchange::ExchangeObjects exchange(directory, engines.probe, journal);
     const platform::Platform platform{directory, exchange, engines.network, application, journal};

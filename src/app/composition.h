@@ -4,6 +4,8 @@
 #include "platform/engine/engine.h"
 #include "platform/engine/exchange_probe.h"
 
+#include <functional>
+
 namespace rehome::app {
 
 /// What the tool runs over.
@@ -13,9 +15,13 @@ struct Engines {
     platform::Network& network;
 };
 
+/// Makes the application object, titled so, with the standard error stream for its journal, and
+/// returns what `body` does. An exception that leaves `body` is shown and ends the process.
+int runProgram(int argc, char** argv, const QString& title,
+               const std::function<int(Application&)>& body);
+
 /// Loads and shows the main window over an engine and runs until the process ends. Throws Error
 /// where the window cannot be loaded.
-int runTool(Application& application, platform::Journal& journal, const Engines& engines,
-            const QString& caption);
+int runTool(Application& application, const Engines& engines, const QString& caption);
 
 } // namespace rehome::app

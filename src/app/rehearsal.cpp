@@ -40,17 +40,14 @@ void warnWithoutLocalServer(platform::Journal& journal, embedded::EmbeddedNetwor
 } // namespace
 
 int main(int argc, char** argv) {
-    app::ErrorStreamJournal journal;
-    app::Application application(argc, argv, QStringLiteral("Rehome rehearsal"), journal);
-    try {
+    const QString title = QStringLiteral("Rehome rehearsal");
+    return app::runProgram(argc, argv, title, [](app::Application& application) {
         const QStringList arguments = QApplication::arguments().mid(1);
         embedded::Organisation organisation = openOrganisation(arguments);
         embedded::EmbeddedEngine engine(organisation);
         embedded::EmbeddedProbe probe(organisation);
         embedded::EmbeddedNetwork network(organisation);
-        warnWithoutLocalServer(journal, network);
-        return app::runTool(application, journal, {engine, probe, network}, caption(arguments));
-    } catch (const std::exception& error) {
-        application.Fail(describe(error));
-    }
+        warnWithoutLocalServer(application.journal(), network);
+        return app::runTool(application, {engine, probe, network}, caption(arguments));
+    });
 }

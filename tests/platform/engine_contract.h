@@ -154,7 +154,7 @@ inline void checkModify(engine::Engine& engine, const ContractNames& at) {
     const QString refused = errorOf([&] {
         session->modify(at.user, {{mail, {"b@new.example"}}, {home, {gone.toUtf8()}}});
     });
-    QVERIFY2(refused.contains(gone) && refused.contains(at.user), qPrintable(refused));
+    QVERIFY2(refused.contains(at.user), qPrintable(refused));
     QCOMPARE(now(mail).value(0), "a@new.example");
     session->modify(at.user, {{home, {at.otherStore.toLower().toUtf8()}}});
     QCOMPARE(now(home).value(0), at.otherStore.toUtf8());

@@ -3,7 +3,6 @@
 
   samba_directory.py start DIR     starts it; DIR/env tells the tests where it is
   samba_directory.py restart DIR   kills the server, starts it again and waits for it
-  samba_directory.py crowd DIR N   makes OU=Crowd hold N mailbox users; 0 undoes everything since
   samba_directory.py stop DIR      ends it and removes DIR
 
 It ends by itself when the process that ran "start" does. Needs root: the ports are fixed.
@@ -12,49 +11,19 @@ import os, random, shutil, signal, socket, subprocess, sys, time
 
 REALM, DOMAIN, BASE = "REHOME.TEST", "rehome.test", "DC=rehome,DC=test"
 CONFIG = "CN=Configuration," + BASE
-SCHEMA = "CN=Schema," + CONFIG
 SERVERS = ("CN=Servers,CN=First Administrative Group,CN=Administrative Groups,CN=Test Organisation,"
            "CN=Microsoft Exchange,CN=Services," + CONFIG)
 LEGACY = "/o=Test Organisation/ou=First Administrative Group/cn=Configuration/cn=Servers/cn="
 PASSWORD = "Throw-away1"
+HERE = os.path.dirname(os.path.abspath(__file__))
 LOCAL = socket.gethostname().split(".")[0].upper()
-USERS = 40
-
-TEXT, INTEGER, BOOLEAN, OCTETS, NAME, DESCRIPTOR = (
-    "2.5.5.12 64", "2.5.5.9 2", "2.5.5.8 1", "2.5.5.10 4", "2.5.5.1 127", "2.5.5.15 66")
-ATTRIBUTES = [  # name, syntax, single-valued, link
-    ("mailNickname", TEXT, True, 0), ("homeMDB", NAME, True, 7000), ("homeMDBBL", NAME, False, 7001),
-    ("homeMTA", NAME, True, 0), ("mDBUseDefaults", BOOLEAN, True, 0),
-    ("msExchHomeServerName", TEXT, True, 0), ("msExchMailboxGuid", OCTETS, True, 0),
-    ("msExchMailboxSecurityDescriptor", DESCRIPTOR, True, 0),
-    ("msExchHideFromAddressLists", BOOLEAN, True, 0), ("msExchESEParamBaseName", TEXT, True, 0),
-    ("msExchEDBOffline", BOOLEAN, True, 0)]
-CLASSES = {
-    "msExchExchangeServer": "networkAddress legacyExchangeDN", "msExchInformationStore": "",
-    "msExchStorageGroup": "msExchESEParamBaseName", "msExchPrivateMDB": "msExchEDBOffline homeMDBBL",
-    "msExchPublicMDB": "msExchEDBOffline homeMDBBL", "mTA": ""}
-USER_ATTRIBUTES = [name for name, *_ in ATTRIBUTES if name not in
-                   ("homeMDBBL", "msExchESEParamBaseName", "msExchEDBOffline")]
 
 
 def run(*command, **more):
-    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **more)
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, **more)
     if done.returncode:
         sys.exit("%s failed:\n%s" % (" ".join(command), done.stdout))
-
-
-def free_address():
-    while True:
-        address = "127.77.%d.%d" % (random.randint(0, 255), random.randint(1, 254))
-        try:
-            for port in (88, 389):
-                with socket.socket() as probe:
-                    probe.bind((address, port))
-            return address
-        except PermissionError:
-            sys.exit("The test directory needs the ports 88 and 389: run the tests as root.")
-        except OSError:
-            pass
 
 
 def write(path, text):
@@ -77,27 +46,12 @@ def database(place):
 
 
 def extend_schema(db):
-    for number, (name, syntax, single, link) in enumerate(ATTRIBUTES):
-        kind, om = syntax.split()
-        db.add_ldif(f"dn: CN={name},{SCHEMA}\nobjectClass: attributeSchema\nlDAPDisplayName: {name}\n"
-                    f"attributeID: 1.2.840.113556.1.4.7000.102.{9000 + number}\n"
-                    f"attributeSyntax: {kind}\noMSyntax: {om}\nsearchFlags: {int(name == 'mailNickname')}\n"
-                    f"isSingleValued: {str(single).upper()}\n" +
-                    (f"linkID: {link}\n" if link else "") +
-                    ("oMObjectClass:: KwwCh3McAIVK\n" if syntax == NAME else "") +
-                    ("systemFlags: 17\n" if link % 2 else ""))
-    db.set_schema_update_now()
-    for number, (name, may) in enumerate(CLASSES.items()):
-        db.add_ldif(f"dn: CN={name},{SCHEMA}\nobjectClass: classSchema\nlDAPDisplayName: {name}\n"
-                    f"governsID: 1.2.840.113556.1.5.7000.62.{9000 + number}\nsubClassOf: top\n"
-                    "objectClassCategory: 1\nrDNAttID: cn\npossSuperiors: container\n" +
-                    "".join(f"possSuperiors: {earlier}\n" for earlier in list(CLASSES)[:number]) +
-                    "defaultSecurityDescriptor: D:(A;;RPWPCRCCDCLCLORCWOWDSDDTSW;;;DA)"
-                    "(A;;RPWPCRCCDCLCLORCWOWDSDDTSW;;;SY)(A;;RPLCLORC;;;AU)\n" +
-                    "".join(f"mayContain: {attribute}\n" for attribute in may.split()))
-        db.set_schema_update_now()
-    db.modify_ldif(f"dn: CN=User,{SCHEMA}\nchangetype: modify\nadd: mayContain\n" +
-                   "".join(f"mayContain: {name}\n" for name in USER_ATTRIBUTES))
+    with open(HERE + "/exchange_schema.ldif", encoding="utf-8") as file:
+        for record in file.read().split("\n\n"):
+            if "attributeSchema" not in record:
+                db.set_schema_update_now()  # what it names has just been added
+            if "dn:" in record:
+                (db.modify_ldif if "changetype" in record else db.add_ldif)(record + "\n")
     db.set_schema_update_now()
 
 
@@ -123,19 +77,23 @@ def add_organisation(db, address):
             add("CN=Public Folder Store," + within, "msExchPublicMDB")
 
 
-def add_users(db, container, prefix, count):
+def add_users(db):
+    """40 with a mailbox, and a crowd without."""
     db.transaction_start()
-    db.add_ldif(f"dn: {container}\nobjectClass: organizationalUnit\n")
-    for number in range(count):
-        login, server = f"{prefix}{number:04}", (LOCAL, "EXUP", "EXDOWN")[number % 3]
+    for unit in ("Staff", "Crowd"):
+        db.add_ldif(f"dn: OU={unit},{BASE}\nobjectClass: organizationalUnit\n")
+    for number in range(40):
+        login, server = f"user{number:04}", (LOCAL, "EXUP", "EXDOWN")[number % 3]
         store = ("Mailbox Store", "Accounts\\, Sales")[number // 3 % 2]
         home = f"CN={store},CN=First Storage Group,CN=InformationStore,CN={server},{SERVERS}"
-        db.add_ldif(f"dn: CN={login},{container}\nobjectClass: user\nsAMAccountName: {login}\n"
+        db.add_ldif(f"dn: CN={login},OU=Staff,{BASE}\nobjectClass: user\nsAMAccountName: {login}\n"
                     f"displayName: Mailbox {login}\nmailNickname: {login}\nhomeMDB: {home}\n"
                     f"homeMTA: CN=Microsoft MTA,CN={server},{SERVERS}\nmDBUseDefaults: TRUE\n"
-                    f"msExchHomeServerName: {LEGACY}{server}\nlegacyExchangeDN: /o=Test/cn={login}\n"
-                    f"mail: {login}@{DOMAIN}\nproxyAddresses: SMTP:{login}@{DOMAIN}\n"
+                    f"msExchHomeServerName: {LEGACY}{server}\nmail: {login}@{DOMAIN}\n"
+                    f"proxyAddresses: SMTP:{login}@{DOMAIN}\n"
                     f"proxyAddresses: smtp:{login}.old@{DOMAIN}\n")
+    for number in range(3000):
+        db.add_ldif(f"dn: CN=crowd{number},OU=Crowd,{BASE}\nobjectClass: contact\n")
     db.transaction_commit()
 
 
@@ -202,7 +160,10 @@ def kinit(place, user, cache, *options):
 def start(place):
     stop(place)
     os.makedirs(place)
-    address = free_address()
+    if os.geteuid():
+        sys.exit("The test directory needs the ports 88 and 389: run the tests as root.")
+    # Another test run may be under way.
+    address = "127.77.%d.%d" % (random.randint(0, 254), random.randint(1, 254))
     write(place + "/env",
           f"ADDRESS={address}\nLDAPURI=ldap://{address}\nKRB5_CONFIG={place}/krb5.conf\n"
           f"ADMIN_CACHE={place}/admin.cc\nUSER_CACHE={place}/user.cc\n"
@@ -213,45 +174,21 @@ def start(place):
     run("samba-tool", "domain", "provision", "--targetdir=" + place, "--realm=" + REALM,
         "--domain=REHOME", "--server-role=dc", "--dns-backend=SAMBA_INTERNAL", "--host-name=dc1",
         "--host-ip=" + address, "--adminpass=" + PASSWORD)
-    run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=dc1",
-        "-addext", "subjectAltName=IP:" + address, "-keyout", place + "/key.pem",
+    run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
+        "/CN=dc1", "-addext", "subjectAltName=IP:" + address, "-keyout", place + "/key.pem",
         "-out", place + "/cert.pem")
     os.chmod(place + "/key.pem", 0o600)
-    write(place + "/etc/smb.conf", f"""[global]
-    netbios name = DC1
-    realm = {REALM}
-    workgroup = REHOME
-    server role = active directory domain controller
-    server services = rpc, ldap, kdc, cldap, dns
-    interfaces = {address}/8
-    bind interfaces only = yes
-    lock directory = {place}
-    state directory = {place}/state
-    cache directory = {place}/cache
-    private dir = {place}/private
-    pid directory = {place}
-    log file = {place}/log.%m
-    tls certfile = {place}/cert.pem
-    tls keyfile = {place}/key.pem
-    tls cafile =
-    ldap server require strong auth = allow_sasl_over_tls
-""")
-    write(place + "/krb5.conf", f"""[libdefaults]
-    default_realm = {REALM}
-    dns_lookup_kdc = false
-    dns_lookup_realm = false
-    dns_canonicalize_hostname = false
-    rdns = false
-[realms]
-    {REALM} = {{
-        kdc = {address}
-    }}
-""")
+    for name, target in (("smb.conf", "/etc/smb.conf"), ("krb5.conf", "/krb5.conf")):
+        with open(f"{HERE}/{name}.in", encoding="utf-8") as file:
+            write(place + target,
+                  file.read().replace("@PLACE@", place).replace("@ADDRESS@", address))
+    write(place + "/resolv.conf", f"nameserver {address}\n")
+    write(place + "/hosts", f"{address} dc1.{DOMAIN} dc1\n")
     db = database(place)
     extend_schema(db)
     db = database(place)
     add_organisation(db, address)
-    add_users(db, "OU=Staff," + BASE, "user", USERS)
+    add_users(db)
     db.newuser("clerk", PASSWORD)
     db.modify_ldif(f"dn: CN=DC1,OU=Domain Controllers,{BASE}\nchangetype: modify\n"
                    f"add: servicePrincipalName\nservicePrincipalName: ldap/{address}\n"
@@ -263,31 +200,11 @@ def start(place):
     time.sleep(2)  # until the first ticket has expired
 
 
-def crowd(place, count):
-    """Takes the users away by going back to the database as it was: deleting takes a minute."""
+def restart(place):
     kill(place)
-    before, now = place + "/private.before", place + "/private"
-    if os.path.exists(before):
-        shutil.rmtree(now)
-        os.rename(before, now)
-    if count:
-        run("cp", "-a", now, before)
-        add_users(database(place), "OU=Crowd," + BASE, "crowd", count)
     serve(place, settings(place)["ADDRESS"])
 
 
 if __name__ == "__main__":
     verb, folder = sys.argv[1], os.path.abspath(sys.argv[2])
-    if verb == "start":
-        try:
-            start(folder)
-        except BaseException:
-            kill(folder)
-            raise
-    elif verb == "restart":
-        kill(folder)
-        serve(folder, settings(folder)["ADDRESS"])
-    elif verb == "crowd":
-        crowd(folder, int(sys.argv[3]))
-    elif verb == "stop":
-        stop(folder)
+    {"start": start, "restart": restart, "stop": stop}[verb](folder)

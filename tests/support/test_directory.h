@@ -30,13 +30,22 @@ public:
 
     QString value(const char* name) const { return m_settings.at(QString::fromLatin1(name)); }
     void useTicket(const char* name) const { qputenv("KRB5CCNAME", value(name).toUtf8()); }
-    /// Runs one of the script's commands to its end and tells whether it succeeded.
-    bool run(const char* verb, const QString& argument = {}) const {
-        QStringList command{QStringLiteral(REHOME_SAMBA_SCRIPT), QString::fromLatin1(verb),
-                            m_place};
-        if (!argument.isEmpty())
-            command += argument;
-        return QProcess::execute(QStringLiteral("/usr/bin/python3"), command) == 0;
+    /// Kills the server and starts it again.
+    void restart() const {
+        if (QProcess::execute(
+                QStringLiteral("/usr/bin/python3"),
+                {QStringLiteral(REHOME_SAMBA_SCRIPT), QStringLiteral("restart"), m_place}) != 0)
+            throw std::runtime_error("the server does not start again");
+    }
+    /// Changes the directory from outside, as LDIF says.
+    void change(const QString& ldif) const {
+        QProcess modify;
+        modify.start(QStringLiteral("ldapmodify"),
+                     {QStringLiteral("-QNY"), QStringLiteral("GSSAPI")});
+        modify.write(ldif.toUtf8());
+        modify.closeWriteChannel();
+        if (!modify.waitForFinished() || modify.exitCode() != 0)
+            throw std::runtime_error(modify.readAllStandardError().toStdString());
     }
     /// Sends the server a signal.
     void signal(int number) const {

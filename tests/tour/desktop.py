@@ -2,13 +2,10 @@
 clicks and keys."""
 
 import os
-import re
 import shutil
 import subprocess
 import tempfile
 import time
-
-from organisation import guid_text
 
 
 class Differs(Exception):
@@ -33,14 +30,6 @@ class Desktop:
                           QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
         for name in ("WAYLAND_DISPLAY", "XAUTHORITY", "QT_SCALE_FACTOR", "AT_SPI_BUS_ADDRESS"):
             os.environ.pop(name, None)
-        try:
-            self._start_session()
-        except BaseException:
-            self.__exit__()
-            raise
-        return self
-
-    def _start_session(self):
         shutil.rmtree(self.pictures, ignore_errors=True)
         os.makedirs(self.pictures)
         read, write = os.pipe()
@@ -58,6 +47,7 @@ class Desktop:
         gi.require_version("Atspi", "2.0")
         global Atspi, GLib
         from gi.repository import Atspi, GLib
+        return self
 
     def __exit__(self, *_):
         for process in reversed(self.processes):
@@ -99,16 +89,14 @@ class Desktop:
 
     def picture(self, name):
         self.taken += 1
-        file = name if name == "failed" else f"{self.taken:02}-{name}"
-        subprocess.run(["import", "-silent", "-window", "root", f"{self.pictures}/{file}.png"],
-                       check=True, timeout=20)
+        file = f"{self.pictures}/{self.taken:02}-{name}.png"
+        subprocess.run(["import", "-silent", "-window", "root", file], check=True, timeout=20)
 
     def keys(self, *names):
         subprocess.run(["xdotool", "key", "--delay", "30", *names], check=True)
 
-    def mouse(self, x, y, *buttons):
-        clicks = [word for button in buttons for word in ("click", str(button))]
-        subprocess.run(["xdotool", "mousemove", str(x), str(y), *clicks], check=True)
+    def click(self, x, y):
+        subprocess.run(["xdotool", "mousemove", str(x), str(y), "click", "1"], check=True)
 
 
 class Program:
@@ -125,30 +113,18 @@ class Program:
                 return Widget(self.desktop, application).children()
         return []
 
-    def window(self, title, seconds=15):
-        return self.desktop.until(f'a window titled "{title}"', lambda: next(
-            (w for w in self.windows() if w.name == title and w.showing), None), seconds)
+    def showing(self, title, dialog):
+        return [w for w in self.windows()
+                if w.name == title and w.showing and (w.role == "dialog") == dialog]
+
+    def window(self, title, seconds=15, dialog=True):
+        return self.desktop.until(f'a window titled "{title}"',
+                                  lambda: self.showing(title, dialog), seconds)[0]
 
     def ended(self):
         """The exit status, once the process has ended."""
         self.desktop.until("the process ends", lambda: self.process.poll() is not None)
         return self.process.returncode
-
-    def directory(self):
-        """Home, address and proxy addresses of each user by GUID. The rehearsal keeps its
-        organisation in a file without a name; a copy of that is read."""
-        import ldb
-        files = (f"/proc/{self.process.pid}/fd/{n}"
-                 for n in os.listdir(f"/proc/{self.process.pid}/fd"))
-        file, = (f for f in files if re.search(r"/rehome-\w+ \(deleted\)$", os.readlink(f)))
-        copy = os.path.join(self.desktop.directory, "directory.ldb")
-        shutil.copyfile(file, copy)
-
-        def texts(user, name):
-            return [value.decode() for value in user.get(name, [])]
-        return {guid_text(user["objectGUID"][0]):
-                (*texts(user, "homeMDB"), *texts(user, "mail"), texts(user, "proxyAddresses"))
-                for user in ldb.Ldb("tdb://" + copy).search(expression="(mailNickname=*)")}
 
     def errors(self):
         with open(self.log, encoding="utf-8") as stream:
@@ -166,9 +142,6 @@ class Widget:
     role = property(lambda self: self.accessible.get_role_name())
     showing = property(lambda self: self.has("SHOWING"))
     sensitive = property(lambda self: self.has("SENSITIVE"))
-
-    def __repr__(self):
-        return f"{self.role} \"{self.name}\""
 
     def has(self, state):
         return self.accessible.get_state_set().contains(getattr(Atspi.StateType, state))
@@ -207,18 +180,15 @@ class Widget:
     def cell(self, row, column):
         return Widget(self.desktop, self.accessible.get_accessible_at(row, column))
 
-    def click(self, *buttons):
+    def click(self):
         x, y, width, height = self.area()
-        self.desktop.mouse(x + width // 2, y + height // 2, *(buttons or (1,)))
-
-    def opened(self):
-        """The items of a combo box whose list is being opened."""
-        items = self.children()[0]
-        self.desktop.until(f'the list of "{self.name}" is open', lambda: items.showing)
-        return items.children()
+        self.desktop.click(x + width // 2, y + height // 2)
 
     def pick(self, text):
+        """Opens a combo box and picks an item."""
         x, y, width, height = self.area()
-        self.desktop.mouse(x + width - 10, y + height // 2, 1)
-        item, = (item for item in self.opened() if item.name == text)
+        self.desktop.click(x + width - 10, y + height // 2)
+        items = self.children()[0]
+        self.desktop.until(f'the list of "{self.name}" is open', lambda: items.showing)
+        item, = (item for item in items.children() if item.name == text)
         item.click()

@@ -42,23 +42,14 @@ class Mailbox:
             return user.get(name, [None])[0]
         self.name, self.dn = first("displayname"), first("dn")
         self.guid = guid_text(first("objectguid"))
-        self.mail, self.proxies = self.listed = first("mail"), user.get("proxyaddresses", [])
-        self.policy, self.slow = first("rehomepolicyaddress"), "rehomeopensafter" in user
-        self.home, self.state = first("homemdb"), state
-        self.plain = not self.policy and not self.slow
+        self.mail, self.proxies = first("mail"), user.get("proxyaddresses", [])
+        self.home, self.state, self.slow = first("homemdb"), state, "rehomeopensafter" in user
 
     row = property(lambda self: (self.name, full_name(self.home), self.state))
     # What is written down before the mailbox is dropped.
     drop = property(lambda self: {"objectGUID": self.guid, "distinguishedName": self.dn,
                                   "homeMDB": self.home, "mail": self.mail,
                                   "proxyAddresses": self.proxies})
-
-    def create(self, store, state):
-        self.home, self.state = store, state
-        if self.policy:
-            self.mail = self.policy
-            others = ["smtp:" + p[5:] if p.startswith("SMTP:") else p for p in self.proxies]
-            self.proxies = ["SMTP:" + self.policy] + others
 
 
 class Organisation:
@@ -79,20 +70,18 @@ class Organisation:
             Mailbox(r, self.states.get(r["homemdb"][0], "Unreachable")) for r in found
             if "mailnickname" in r and "mail" in r and "homemdb" in r
             and ",CN=Microsoft Exchange System Objects," not in r["dn"][0]]
-        self.drops, self.moved = [], {}
+        self.drops, self.moved = [], []
 
-    def rows(self):
-        return [mailbox.row for mailbox in self.mailboxes]
-
-    def local_stores(self):
-        return [full_name(s) for s in self.states if components(s)[3] == self.local]
+    def destination(self):
+        """A plainly named local store that is online and does not hold the last mailbox."""
+        return next(full_name(s) for s, state in self.states.items() if state == "Online"
+                    and components(s)[3] == self.local and s != self.mailboxes[-1].home
+                    and "\\" not in s)
 
     def move(self, mailboxes, destination):
-        """As the tool has to; returns how many move."""
-        store = next(s for s in self.states if full_name(s) == destination)
-        moving = [m for m in mailboxes if m.home != store]
-        for mailbox in moving:
+        """As the tool has to."""
+        for mailbox in mailboxes:
             self.drops.append(mailbox.drop)
-            mailbox.create(store, self.states[store])
-            self.moved.setdefault(mailbox.guid, mailbox.listed[0])
-        return len(moving)
+            mailbox.home = next(s for s in self.states if full_name(s) == destination)
+            mailbox.state = self.states[mailbox.home]
+            self.moved.append(mailbox)

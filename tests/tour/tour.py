@@ -7,8 +7,6 @@ differs from what it should be ends the tour."""
 
 import json
 import os
-import re
-import signal
 import sys
 import traceback
 
@@ -20,15 +18,15 @@ SHIPPED = os.path.join(os.path.dirname(os.path.abspath(__file__)),
 TITLE = "Rehome – REHEARSAL, nothing real is touched"
 MESSAGE = "Rehome rehearsal"
 PROMPT = "--- Click to Select ---"
-REPOPULATION = "Mailbox drop & recreation status"
 
 
 class MainWindow:
-    def __init__(self, desktop, program, ldif, file=None):
-        self.desktop, self.expected = desktop, Organisation(ldif)
-        self.stores, self.elapsed = self.expected.local_stores(), "00:00:00"
-        self.program = desktop.start(program, *filter(None, [file]))
-        self.window = self.program.window(TITLE + (f" ({os.path.basename(file)})" if file else ""))
+    def __init__(self, desktop, expected, title, message, *command):
+        self.desktop, self.expected, self.message = desktop, expected, message
+        self.mailbox, self.last = expected.mailboxes[-1], len(expected.mailboxes) - 1
+        self.store = expected.destination()
+        self.program = desktop.start(*command)
+        self.window = self.program.window(title, dialog=False)
         source = self.window.one("panel", "Source of the migration")
         destination = self.window.one("panel", "Destination of the migration")
         self.grid = self.window.one("table", "Mailboxes")
@@ -38,36 +36,27 @@ class MainWindow:
         self.all, self.by_status, self.by_store = source.all("radio button")
         self.move = self.window.one("push button", "Move the selected mailboxes")
         self.refresh = self.window.one("push button", "Refresh the list")
-        self.exit = self.window.one("push button", "Exit")
 
     def idle(self, chosen=True):
         """Waits for the end of whatever goes on, then compares all that the window shows."""
         self.desktop.until("Refresh and Move are enabled", lambda: self.move.sensitive
                            and self.refresh.sensitive and self.chooser.showing == chosen)
-        agree("the grid", self.grid.cells(), self.expected.rows())
+        agree("the grid", self.grid.cells(), [m.row for m in self.expected.mailboxes])
 
     def refreshed(self):
         self.idle()
-        self.chooser_over(len(self.expected.mailboxes) - 1)
+        self.chooser_shown()
         agree("All is chosen", self.all.has("CHECKED"), True)
         agree("the lists of stores", (self.source.name, self.destination.name), (PROMPT, PROMPT))
-        agree("the source lists are enabled", (self.source.sensitive, self.status.sensitive),
-              (False, False))
 
-    def in_view(self):
-        _, top, _, height = self.grid.area()
-        heading = top + self.grid.children()[1].area()[3]
-        ys = [self.grid.cell(row, 1).area()[1] for row in range(len(self.expected.mailboxes))]
-        return [row for row, y in enumerate(ys) if heading <= y < top + height - 10]
-
-    def chooser_over(self, row):
-        """The store chooser covers the row's store and shows it."""
+    def chooser_shown(self):
+        """The store chooser covers the last row's store and shows it."""
         def covers():
-            cell = self.grid.cell(row, 2).area()
+            cell = self.grid.cell(self.last, 2).area()
             return self.chooser.showing and all(
                 abs(a - b) <= 1 for a, b in zip(self.chooser.area(), cell))
-        self.desktop.until(f"the chooser stands over row {row}", covers)
-        agree("the chooser's text", self.chooser.name, self.expected.mailboxes[row].row[1])
+        self.desktop.until("the chooser stands over the last row", covers)
+        agree("the chooser's text", self.chooser.name, self.mailbox.row[1])
 
     def box(self, title, text, key=None, button=None, picture=None):
         """Answers a message box, having compared its text."""
@@ -80,263 +69,105 @@ class MainWindow:
             box.one("push button", button).click()
         else:
             self.desktop.keys(key)
-        self.desktop.until(f'"{title}" goes away', lambda: title not in
-                           [w.name for w in self.program.windows() if w.showing])
+        self.desktop.until(f'"{title}" goes away', lambda: not self.program.showing(title, True))
 
-    def confirmation(self, mailbox, store):
-        return (f"Are you sure you want to move {mailbox.name} from \n-> {mailbox.row[1]}\n"
-                f"\t\t- TO -\n-> {store}")
+    def choose(self, **answer):
+        """Picks the destination for the last row, which is in view, and answers the question."""
+        self.grid.cell(self.last, 1).click()
+        self.chooser_shown()
+        self.chooser.pick(self.store)
+        self.box(" Move Mailbox ", f"Are you sure you want to move {self.mailbox.name} from \n"
+                 f"-> {self.mailbox.row[1]}\n\t\t- TO -\n-> {self.store}", **answer)
 
-    def moved_one(self, mailbox, store):
-        print(f"moved: {mailbox.name} from {mailbox.row[1]} to {store}")
-        self.expected.move([mailbox], store)
-        self.box("Mailbox move", "MailBox moved successfully", key="Return")
-        self.refreshed()
-
-    def choose(self, row, store, **answer):
-        """Picks a store for a row with the mouse and answers the question that follows."""
-        self.grid.cell(row, 1).click()
-        self.chooser_over(row)
-        self.chooser.pick(store)
-        text = self.confirmation(self.expected.mailboxes[row], store)
-        self.box(" Move Mailbox ", text, **answer)
-
-    def enable(self, source, option):
-        option.click()
-        self.desktop.until("the option's list is enabled", lambda: source.sensitive)
-
-    def batch(self, store, **answer):
-        self.destination.pick(store)
-        self.desktop.until("the store is picked", lambda: self.destination.name == store)
+    def batch(self):
+        self.destination.pick(self.store)
+        self.desktop.until("the store is picked", lambda: self.destination.name == self.store)
         self.desktop.keys("alt+m")
         self.box(" Move Mailbox ", "Are you Sure You want to Move selected MailBoxes to -\n\n-> "
-                 + store, **answer)
+                 + self.store, key="Return")
 
-    def moved_many(self, mailboxes, store, picture):
-        print(f"moved to {store}: {', '.join(m.name for m in mailboxes)}")
-        count = self.expected.move(mailboxes, store)
-        self.box(MESSAGE, f"{count} MailBoxes Moved Successfully", key="Return", picture=picture)
+    def moved(self, mailboxes, title, text):
+        print(f"moved to {self.store}: {', '.join(m.name for m in mailboxes)}")
+        self.expected.move(mailboxes, self.store)
+        self.box(title, text, key="Return")
         self.refreshed()
 
-    def focused(self):
-        return next((w for w in (self.grid, self.chooser, self.destination, self.all, self.move,
-                                 self.exit, self.refresh) if w.has("FOCUSED")), None)
-
-    def tab(self):
-        before = self.focused()
-        self.desktop.keys("Tab")
-        return self.desktop.until("Tab moves the focus",
-                                  lambda: self.focused() not in (None, before) and self.focused())
-
-    def progress(self):
-        """Repopulated, in all, seconds; as the dialog shows them."""
-        texts = self.program.window(REPOPULATION).texts()
+    def repopulated(self):
+        """How many are, and how many there are in all, as the dialog shows them."""
+        texts = self.program.window("Mailbox drop & recreation status").texts()
         agree("the dialog's fixed texts", texts[:2] + texts[3:6:2],
               ["Please wait, repopulating mailboxes to Exchange store...", "Repopulated:", "Of",
                "Elapsed time:"])
-        agree("the elapsed time before and now", sorted([self.elapsed, texts[6]]),
-              [self.elapsed, texts[6]])
-        self.elapsed = texts[6]
-        return int(texts[2]), int(texts[4]), int(self.elapsed[-2:])
-
-    def summary(self):
-        box = self.program.window("Moved Mailboxes", seconds=60)
-        agree("the summary", box.texts(), ["The following mailboxes were moved :\t\n"
-              + "".join(f"\n\t{mail}" for mail in self.expected.moved.values())])
-        return box
-
-    def restored(self):
-        """The directory holds every address as it was before the first move."""
-        kept = self.program.directory()
-        for mailbox in self.expected.mailboxes:
-            agree(f"{mailbox.name} in the directory", kept[mailbox.guid],
-                  (mailbox.home, *mailbox.listed))
-
-    def finished(self):
-        agree("the exit status", self.program.ended(), 0)
-        drops = [line for line in self.program.errors() if line.startswith("drop ")]
-        agree("all that was written to the standard error stream", self.program.errors(), drops)
-        kept = [{name: value for name, value in json.loads(line[5:]).items()
-                 if name in self.expected.drops[0]} for line in drops]
-        agree("what was written down before each drop", kept, self.expected.drops)
+        return int(texts[2]), int(texts[4])
 
 
-def comes_up(main):
+def moves(main):
+    """One mailbox, then those of the lost server."""
     main.refreshed()
-    agree("the tab order", [main.focused()] + [main.tab() for _ in range(7)],
-          [main.move, main.all, main.grid, main.chooser, main.destination, main.exit,
-           main.refresh, main.move])
     main.desktop.picture("main-window")
-
-
-def answers_no(main):
-    row = next(r for r in main.in_view() if main.expected.mailboxes[r].plain)
-    main.choose(row, main.stores[2], button="No")
+    main.choose(button="No", picture="confirm")
     main.idle(chosen=False)
-    main.desktop.picture("answered-no")
-
-
-def moves_one(main):
-    row = next(r for r in main.in_view() if main.expected.mailboxes[r].plain)
-    main.choose(row, main.stores[2], button="Yes", picture="confirm")
-    main.moved_one(main.expected.mailboxes[row], main.stores[2])
-    main.desktop.picture("moved-one")
-
-
-def scrolls(main):
-    before = main.in_view()[0]
-    main.grid.click(4, 4)
-    main.desktop.until("the wheel scrolls the grid", lambda: main.in_view()[0] < before)
-    main.chooser_over(main.in_view()[0])
-    main.desktop.picture("scrolled")
-
-
-def moves_one_by_keyboard(main):
-    row = next(i for i, m in enumerate(main.expected.mailboxes) if "&" in m.name)
-    mailbox, store = main.expected.mailboxes[row], main.stores[2]
-    while main.tab() is not main.grid:
-        pass
-    main.desktop.keys("ctrl+Home", *["Down"] * row)
-    main.chooser_over(row)
-    agree("what Tab leads to", main.tab(), main.chooser)
-    main.desktop.keys("alt+Down")
-    main.chooser.opened()
-    main.desktop.picture("keyboard")
-    main.desktop.keys(*["Down"] * (2 - main.stores.index(mailbox.row[1])), "Return")
-    main.box(" Move Mailbox ", main.confirmation(mailbox, store), key="Return", picture="markup")
-    main.moved_one(mailbox, store)
-
-
-def moves_offline_batch(main):
-    main.desktop.keys("alt+m")
-    main.box(MESSAGE, "Please Select the Destination MailStore", key="Return")
-    main.enable(main.status, main.by_status)
-    main.status.pick("Offline")
-    main.batch(main.stores[0], key="Escape")
-    main.idle()
-    main.batch(main.stores[0], key="Return", picture="batch")
-    offline = [m for m in main.expected.mailboxes if m.state == "Offline"]
-    main.moved_many(offline, main.stores[0], "batch-moved")
-
-
-def moves_store(main):
-    main.enable(main.source, main.by_store)
-    main.batch(main.stores[1], key="Return")
-    main.box(MESSAGE, "Please Select the Source MailStore", key="Return")
-    main.source.pick(main.stores[0])
-    main.batch(main.stores[1], key="Return", picture="from-store")
-    there = [m for m in main.expected.mailboxes if m.row[1] == main.stores[0]]
-    main.moved_many(there, main.stores[1], "store-moved")
-
-
-def brings_the_lost_home(main):
-    main.enable(main.status, main.by_status)
+    main.choose(key="Return")
+    main.moved([main.mailbox], "Mailbox move", "MailBox moved successfully")
+    main.by_status.click()
+    main.desktop.until("the list of states is enabled", lambda: main.status.sensitive)
     main.status.pick("Unreachable")
-    main.batch(main.stores[2], key="Return", picture="unreachable")
+    main.batch()
     lost = [m for m in main.expected.mailboxes if m.state == "Unreachable"]
-    main.moved_many(lost, main.stores[2], "lost-server-home")
+    main.moved(lost, main.message, f"{len(lost)} MailBoxes Moved Successfully")
+    main.desktop.picture("moved")
 
 
 def exits(main):
-    moved = [m for m in main.expected.mailboxes if m.guid in main.expected.moved]
-    slow = sum(m.slow for m in moved)
-    agree("addresses change and mailboxes are slow", (any(m.policy for m in moved), slow > 0),
-          (True, True))
+    slow = sum(m.slow for m in main.expected.moved)
     main.desktop.keys("alt+x")
-    main.desktop.until("all but the slow mailboxes are repopulated",
-                       lambda: main.progress()[:2] == (len(moved) - slow, len(moved)))
-    main.desktop.picture("repopulation")
-    box = main.summary()
-    main.restored()
+    if slow:
+        count = len(main.expected.moved)
+        main.desktop.until("all but the slow mailboxes are repopulated",
+                           lambda: main.repopulated() == (count - slow, count))
+        main.desktop.picture("repopulation")
+    box = main.program.window("Moved Mailboxes", seconds=60)
+    agree("the summary", box.texts(), ["The following mailboxes were moved :\t\n"
+          + "".join(f"\n\t{m.mail}" for m in main.expected.moved)])
     main.desktop.picture("summary")
-    text, ok = next(box.all("label")), box.one("push button", "OK")
-    text.desktop.mouse(text.area()[0] + 5, ok.area()[1] - 40, *[5] * 30)
-    main.desktop.until("the summary scrolls to its end", lambda:
-                       text.area()[1] + text.area()[3] < ok.area()[1])
-    main.desktop.picture("summary-end")
-    ok.click()
-    main.finished()
+    box.one("push button", "OK").click()
+    agree("the exit status", main.program.ended(), 0)
+    drops = [line for line in main.program.errors() if line.startswith("drop ")]
+    agree("all that was written to the standard error stream", main.program.errors(), drops)
+    kept = [{name: value for name, value in json.loads(line[5:]).items()
+             if name in main.expected.drops[0]} for line in drops]
+    agree("what was written down before each drop", kept, main.expected.drops)
 
 
-def closes_by_title_bar(desktop, program, ldif):
-    """The repopulation goes on whoever has the focus."""
-    file = os.path.join(desktop.directory, "practice.ldif")
-    with open(file, "w", encoding="utf-8") as stream:
-        stream.write(re.sub(r"(rehomeOpensAfter): \d+", r"\1: never", ldif))
-    main = MainWindow(desktop, program, ldif, file)
-    main.refreshed()
-    row = next(r for r in main.in_view() if main.expected.mailboxes[r].slow)
-    main.choose(row, main.stores[0], key="Return")
-    main.moved_one(main.expected.mailboxes[row], main.stores[0])
-    desktop.keys("alt+F4")
-    desktop.until("time elapses", lambda: main.progress() >= (0, 1, 1))
-    desktop.keys("Escape")
-    with_focus = main.progress()[2]
-    refuses(desktop, program, [desktop.directory + "/none.ldif"], "cannot be read: No such file",
-            lambda: desktop.until("time elapses without the focus",
-                                  lambda: main.progress()[2] > with_focus + 1))
-    dialog = main.program.window(REPOPULATION)
-    desktop.until("the dialog has the focus again", lambda: dialog.has("ACTIVE"))
-    focused_again = main.progress()[2]
-    desktop.until("time elapses with the focus", lambda: main.progress()[2] > focused_again)
-    desktop.keys("alt+F4")
-    main.summary()
-    desktop.picture("closed-by-title-bar")
-    desktop.keys("Return")
-    main.finished()
-
-
-def refuses(desktop, program, arguments, reason, meanwhile=lambda: None):
-    refused = desktop.start(program, *arguments)
-    box = refused.window(MESSAGE)
+def refuses(desktop, title, reason, *command):
+    refused = desktop.start(*command)
+    box = refused.window(title)
     desktop.until("the box has the focus", lambda: box.has("ACTIVE"))
     text, = box.texts()
     if reason not in text:
         raise Differs(f'"{reason}" is not in the message "{text}"')
-    desktop.picture("refused")
-    meanwhile()
     desktop.keys("Return")
     agree("the exit status", refused.ended(), 1)
     agree("the standard error stream", refused.errors(), [text])
 
 
-def refuses_to_start(desktop, program, ldif):
-    broken = os.path.join(desktop.directory, "broken.ldif")
-    with open(broken, "w", encoding="utf-8") as stream:
-        stream.write(ldif + "\ndn: CN=Nobody,DC=nordwind,DC=example\nno colon here\n")
-    line = ldif.count("\n") + 3
-    refuses(desktop, program, [broken], f"line {line}")
-    refuses(desktop, program, [SHIPPED, SHIPPED], "Too many arguments")
-
-
-STORY = [comes_up, answers_no, moves_one, scrolls, moves_one_by_keyboard, moves_offline_batch,
-         moves_store, brings_the_lost_home, exits]
-FURTHER_RUNS = [closes_by_title_bar, refuses_to_start]
-
-
 def tour(desktop, program):
     with open(SHIPPED, encoding="utf-8") as stream:
-        ldif = stream.read()
-    main = MainWindow(desktop, program, ldif)
-    for step in STORY + FURTHER_RUNS:
-        print(f"- {step.__name__.replace('_', ' ')}", flush=True)
-        step(*([main] if step in STORY else [desktop, program, ldif]))
+        main = MainWindow(desktop, Organisation(stream.read()), TITLE, MESSAGE, program)
+    moves(main)
+    exits(main)
+    refuses(desktop, MESSAGE, "Too many arguments", program, SHIPPED, SHIPPED)
 
 
-def run(program, pictures):
-    def stop(*_):
-        raise Differs("the tour was stopped, or takes too long")
-    for reason in (signal.SIGALRM, signal.SIGTERM):
-        signal.signal(reason, stop)
-    signal.alarm(240)
+def run(steps, pictures, *arguments):
     with Desktop(pictures) as desktop:
         try:
-            tour(desktop, program)
+            steps(desktop, *arguments)
         except Exception as error:
             desktop.picture("failed")
             if not isinstance(error, Differs):
                 traceback.print_exc()
-            sys.exit(f"THE TOUR FAILED: {error}\nWhat is on the screen: {pictures}/failed.png")
+            sys.exit(f"THE TOUR FAILED: {error}\nThe last picture in {pictures} shows the screen.")
     print(f"The tour is over; its pictures are in {pictures}")
 
 
@@ -345,4 +176,4 @@ if __name__ == "__main__":
         sys.exit(__doc__)
     if not os.access(sys.argv[1], os.X_OK):
         sys.exit(f"There is no program {sys.argv[1]}; build the preset release.")
-    run(os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]))
+    run(tour, os.path.abspath(sys.argv[2]), os.path.abspath(sys.argv[1]))

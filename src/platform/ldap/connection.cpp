@@ -235,6 +235,9 @@ int Connection::sendSearch(const engine::SearchRequest& request, int pageSize,
                                      libraryText(request.filter).constData(),
                                      names.empty() ? nullptr : attributes.data(), 0,
                                      controls.data(), nullptr, nullptr, LDAP_NO_LIMIT, &number);
+    if (code == LDAP_FILTER_ERROR)
+        fail({Stage::Search, u"%1 with the filter \"%2\""_s.arg(request.base, request.filter)},
+             {code});
     return sent(code, number, attempt);
 }
 
@@ -283,6 +286,8 @@ Message Connection::receive(int request, const Attempt& attempt) {
 }
 
 Message Connection::await(int request, milliseconds limit, const Attempt& attempt) {
+    if (m_closed)
+        fail(attempt, {LDAP_USER_CANCELLED, u"the session is closed"_s});
     timeval patience = toTimeval(limit);
     LDAPMessage* message = nullptr;
     const int type = ldap_result(m_handle.get(), request, LDAP_MSG_ONE, &patience, &message);

@@ -51,6 +51,8 @@ public:
     /// Waits for the final message of a request that has no other.
     void finish(int request, const Attempt& attempt);
     void abandon(int request) noexcept;
+    /// Ends it for whoever still reads from it.
+    void close() noexcept { m_lost = m_closed = true; }
 
 private:
     void signOn();
@@ -65,6 +67,7 @@ private:
     std::unique_ptr<SocketLayer> m_socketLayer;
     Handle m_handle;
     bool m_lost = false;
+    bool m_closed = false;
 };
 
 /// A text as the client library takes it. Throws Error where it holds a NUL, which would end it

@@ -30,6 +30,9 @@ class LdapSession : public engine::Session {
 public:
     explicit LdapSession(Directory& directory)
         : m_directory(directory), m_connection(directory.connect()) {}
+    ~LdapSession() override { m_connection->close(); }
+    LdapSession(const LdapSession&) = delete;
+    LdapSession& operator=(const LdapSession&) = delete;
 
     std::unique_ptr<engine::Entries> search(const engine::SearchRequest& request) override {
         // Until its first message has come, a search can be sent again without anybody noticing.
