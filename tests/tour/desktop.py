@@ -2,10 +2,13 @@
 clicks and keys."""
 
 import os
+import re
 import shutil
 import subprocess
 import tempfile
 import time
+
+from organisation import guid_text
 
 
 class Differs(Exception):
@@ -125,6 +128,22 @@ class Program:
         """The exit status, once the process has ended."""
         self.desktop.until("the process ends", lambda: self.process.poll() is not None)
         return self.process.returncode
+
+    def directory(self):
+        """Home, address and proxy addresses of each user by GUID. The rehearsal keeps its
+        organisation in a file without a name; a copy of that is read."""
+        import ldb
+        files = (f"/proc/{self.process.pid}/fd/{n}"
+                 for n in os.listdir(f"/proc/{self.process.pid}/fd"))
+        file, = (f for f in files if re.search(r"/rehome-\w+ \(deleted\)$", os.readlink(f)))
+        copy = os.path.join(self.desktop.directory, "directory.ldb")
+        shutil.copyfile(file, copy)
+
+        def texts(user, name):
+            return [value.decode() for value in user.get(name, [])]
+        return {guid_text(user["objectGUID"][0]):
+                (*texts(user, "homeMDB"), *texts(user, "mail"), texts(user, "proxyAddresses"))
+                for user in ldb.Ldb("tdb://" + copy).search(expression="(mailNickname=*)")}
 
     def errors(self):
         with open(self.log, encoding="utf-8") as stream:

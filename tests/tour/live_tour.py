@@ -10,7 +10,7 @@ import sys
 
 from desktop import agree
 from organisation import Organisation, guid_text, records
-from tour import MESSAGE, TITLE, MainWindow, exits, moves, refuses, run
+from tour import MESSAGE, TITLE, MainWindow, exits, moves_batch, moves_one, refuses, run
 
 
 def changed_by_policy(user):
@@ -32,7 +32,8 @@ def tour(desktop, program, at, snapshot):
     MainWindow(desktop, Organisation(noted), TITLE + " (noted.ldif)", MESSAGE,
                program + "-rehearsal", file).refreshed()
     main = MainWindow(desktop, Organisation(noted), "Rehome", "Rehome", program)
-    moves(main)
+    moves_one(main)
+    moves_batch(main, "Unreachable")
     changed_by_policy(main.mailbox)
     exits(main)
     kept = list(records(look()))

@@ -44,6 +44,7 @@ class Mailbox:
         self.guid = guid_text(first("objectguid"))
         self.mail, self.proxies = first("mail"), user.get("proxyaddresses", [])
         self.home, self.state, self.slow = first("homemdb"), state, "rehomeopensafter" in user
+        self.policy = first("rehomepolicyaddress")
 
     row = property(lambda self: (self.name, full_name(self.home), self.state))
     # What is written down before the mailbox is dropped.

@@ -7,6 +7,7 @@ differs from what it should be ends the tour."""
 
 import json
 import os
+import re
 import sys
 import traceback
 
@@ -92,30 +93,43 @@ class MainWindow:
         self.box(title, text, key="Return")
         self.refreshed()
 
-    def repopulated(self):
-        """How many are, and how many there are in all, as the dialog shows them."""
+    def progress(self):
+        """Repopulated, in all, and seconds elapsed, as the dialog shows them."""
         texts = self.program.window("Mailbox drop & recreation status").texts()
         agree("the dialog's fixed texts", texts[:2] + texts[3:6:2],
               ["Please wait, repopulating mailboxes to Exchange store...", "Repopulated:", "Of",
                "Elapsed time:"])
-        return int(texts[2]), int(texts[4])
+        return int(texts[2]), int(texts[4]), int(texts[6][-2:])
+
+    def restored(self):
+        """The directory holds every moved mailbox at its new home, under its old addresses."""
+        kept = self.program.directory()
+        for mailbox in self.expected.moved:
+            agree(f"{mailbox.name} in the directory", kept[mailbox.guid],
+                  (mailbox.home, mailbox.mail, mailbox.proxies))
 
 
-def moves(main):
-    """One mailbox, then those of the lost server."""
+def moves_one(main):
     main.refreshed()
     main.desktop.picture("main-window")
     main.choose(button="No", picture="confirm")
     main.idle(chosen=False)
+    main.desktop.picture("answered-no")
     main.choose(key="Return")
     main.moved([main.mailbox], "Mailbox move", "MailBox moved successfully")
+    main.desktop.picture("moved-one")
+
+
+def moves_batch(main, state):
+    main.desktop.keys("alt+m")
+    main.box(main.message, "Please Select the Destination MailStore", key="Return")
     main.by_status.click()
     main.desktop.until("the list of states is enabled", lambda: main.status.sensitive)
-    main.status.pick("Unreachable")
+    main.status.pick(state)
     main.batch()
-    lost = [m for m in main.expected.mailboxes if m.state == "Unreachable"]
-    main.moved(lost, main.message, f"{len(lost)} MailBoxes Moved Successfully")
-    main.desktop.picture("moved")
+    qualified = [m for m in main.expected.mailboxes if m.state == state]
+    main.moved(qualified, main.message, f"{len(qualified)} MailBoxes Moved Successfully")
+    main.desktop.picture(f"moved-{state.lower()}")
 
 
 def exits(main):
@@ -124,12 +138,14 @@ def exits(main):
     if slow:
         count = len(main.expected.moved)
         main.desktop.until("all but the slow mailboxes are repopulated",
-                           lambda: main.repopulated() == (count - slow, count))
+                           lambda: main.progress()[:2] == (count - slow, count))
         main.desktop.picture("repopulation")
     box = main.program.window("Moved Mailboxes", seconds=60)
     agree("the summary", box.texts(), ["The following mailboxes were moved :\t\n"
           + "".join(f"\n\t{m.mail}" for m in main.expected.moved)])
     main.desktop.picture("summary")
+    if any(m.policy for m in main.expected.moved):
+        main.restored()
     box.one("push button", "OK").click()
     agree("the exit status", main.program.ended(), 0)
     drops = [line for line in main.program.errors() if line.startswith("drop ")]
@@ -139,13 +155,38 @@ def exits(main):
     agree("what was written down before each drop", kept, main.expected.drops)
 
 
-def refuses(desktop, title, reason, *command):
+def closes_by_title_bar(desktop, program, ldif):
+    """The repopulation goes on whoever has the focus, and is not left by Escape."""
+    file = os.path.join(desktop.directory, "practice.ldif")
+    with open(file, "w", encoding="utf-8") as stream:
+        stream.write(re.sub(r"(rehomeOpensAfter): \d+", r"\1: never", ldif))
+    main = MainWindow(desktop, Organisation(ldif), TITLE + " (practice.ldif)", MESSAGE, program,
+                      file)
+    moves_batch(main, "Unreachable")
+    desktop.keys("alt+F4")
+    desktop.until("time elapses", lambda: main.progress()[2] > 0)
+    desktop.keys("Escape")
+
+    def elapses():
+        before = main.progress()[2]
+        desktop.until("time elapses", lambda: main.progress()[2] > before + 1)
+    refuses(desktop, MESSAGE, "Too many arguments", program, file, file, meanwhile=elapses)
+    elapses()
+    desktop.keys("alt+F4")
+    main.program.window("Moved Mailboxes")
+    desktop.picture("closed-by-title-bar")
+    desktop.keys("Return")
+    agree("the exit status", main.program.ended(), 0)
+
+
+def refuses(desktop, title, reason, *command, meanwhile=lambda: None):
     refused = desktop.start(*command)
     box = refused.window(title)
     desktop.until("the box has the focus", lambda: box.has("ACTIVE"))
     text, = box.texts()
     if reason not in text:
         raise Differs(f'"{reason}" is not in the message "{text}"')
+    meanwhile()
     desktop.keys("Return")
     agree("the exit status", refused.ended(), 1)
     agree("the standard error stream", refused.errors(), [text])
@@ -153,10 +194,16 @@ def refuses(desktop, title, reason, *command):
 
 def tour(desktop, program):
     with open(SHIPPED, encoding="utf-8") as stream:
-        main = MainWindow(desktop, Organisation(stream.read()), TITLE, MESSAGE, program)
-    moves(main)
+        ldif = stream.read()
+    main = MainWindow(desktop, Organisation(ldif), TITLE, MESSAGE, program)
+    moves_one(main)
+    moves_batch(main, "Offline")
+    moves_batch(main, "Unreachable")
+    moved = main.expected.moved
+    agree("addresses change and mailboxes are slow",
+          (any(m.policy for m in moved), any(m.slow for m in moved)), (True, True))
     exits(main)
-    refuses(desktop, MESSAGE, "Too many arguments", program, SHIPPED, SHIPPED)
+    closes_by_title_bar(desktop, program, ldif)
 
 
 def run(steps, pictures, *arguments):
