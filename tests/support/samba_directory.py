@@ -93,7 +93,8 @@ def add_users(db):
                     f"proxyAddresses: SMTP:{login}@{DOMAIN}\n"
                     f"proxyAddresses: smtp:{login}.old@{DOMAIN}\n")
     for number in range(3000):
-        db.add_ldif(f"dn: CN=crowd{number},OU=Crowd,{BASE}\nobjectClass: contact\n")
+        db.add_ldif(f"dn: CN=crowd{number},OU=Crowd,{BASE}\nobjectClass: user\n"
+                    f"sAMAccountName: crowd{number}\n")
     db.transaction_commit()
 
 
