@@ -40,9 +40,9 @@ private Q_SLOTS:
         KeyedCollection<QString> names, dns;
         names.Add(u("stale"));
         QVERIFY_THROWS_EXCEPTION(Error, GetExchServers(rehearsal.directory, names, dns));
-        QCOMPARE(QStringList(names.begin(), names.end()).join(u' '), u("Straße STRASSE straße"));
+        QCOMPARE(QStringList(names.begin(), names.end()).join(u' '), "Straße STRASSE straße");
         QCOMPARE(dns.Count(), 2);
-        QCOMPARE(dns.at(u("STRAßE")), u("CN=Straße,CN=Configuration,DC=t"));
+        QCOMPARE(dns.at("STRAßE"), "CN=Straße,CN=Configuration,DC=t");
     }
 
     void calls() {
