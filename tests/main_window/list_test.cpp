@@ -1,10 +1,11 @@
 #include "support/window_driver.h"
+#include "topology/names.h"
 
 #include <QHeaderView>
 
 using namespace rehome;
+using namespace rehome::topology;
 using test::OrganisationText;
-using test::u;
 using test::Window;
 
 namespace {
@@ -13,121 +14,170 @@ class ListTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void names() {
+        const QString longest = QString(32766, 'a') + ',';
+        QCOMPARE(FindUnescapedComma("a\\,b,c"), qint16(5));
+        QCOMPARE(FindUnescapedComma("a\\\\,b"), qint16(0));
+        QCOMPARE(FindUnescapedComma(longest), qint16(32767));
+        QVERIFY_THROWS_EXCEPTION(Error, FindUnescapedComma(longest + 'b'));
+        const QString dn = "CN=St\\,ore,CN=S\\\\G1,CN=InformationStore,CN=E\\+X1,CN=Servers,DC=t";
+        QCOMPARE(MakeStoreFullName(GetServerFromDN(dn), GetGroupFromDN(dn), GetStoreFromDN(dn)),
+                 "E+X1:SG1\\St,ore");
+        QVERIFY_THROWS_EXCEPTION(Error, GetServerFromDN("CN=a,CN=b,CN=c,CN=d"));
+    }
+
     void firstView() {
         Window w;
         w.open();
-        QCOMPARE(
-            w.rows(),
-            QStringList({u("Display u1|EX2:SG\\C|Online"), u("Display u2|EX2:SG\\C|Online"),
-                         u("Display u3|EX2:SG\\D|Offline"), u("Display u4|EX1:SG\\A|Online")}));
-        const std::pair<const char*, const char*> lists[] = {
-            {"comboSourceMBx", "EX2:SG\\C EX2:SG\\D EX1:SG\\A"},
-            {"comboDestMBx", "EX1:SG\\A EX1:SG\\B"},
-            {"comboStoreName", "EX1:SG\\A EX1:SG\\B"},
-            {"comboStatus", "Offline Online Dismounting Mounting Unreachable"}};
-        for (const auto& [list, items] : lists)
-            QCOMPARE(Window::items(w.combo(list)).join(u' '), u(items));
-        QCOMPARE(w.combo("comboStatus").Text(), u("Offline"));
-        for (const char* list : {"comboSourceMBx", "comboDestMBx"})
-            QCOMPARE(w.combo(list).Text(), u("--- Click to Select ---"));
+        QCOMPARE(w.rows().join(' '), "Display u1|EX2:SG\\C|Online Display u2|EX2:SG\\C|Online "
+                                     "Display u3|EX2:SG\\D|Offline Display u4|EX1:SG\\A|Online");
+        QCOMPARE(w.items("comboSourceMBx"), "EX2:SG\\C EX2:SG\\D EX1:SG\\A");
+        for (const char* list : {"comboDestMBx", "comboStoreName"})
+            QCOMPARE(w.items(list), "EX1:SG\\A EX1:SG\\B");
+        QCOMPARE(w.items("comboStatus"), "Offline Online Dismounting Mounting Unreachable");
+        for (const auto& [list, text] : {std::pair("comboStatus", "Offline"),
+                                         {"comboStoreName", "EX1:SG\\A"},
+                                         {"comboSourceMBx", "--- Click to Select ---"},
+                                         {"comboDestMBx", "--- Click to Select ---"}})
+            QCOMPARE(w.combo(list).Text(), text);
         QVERIFY(!w.combo("comboSourceMBx").isEnabled() && !w.combo("comboStatus").isEnabled());
         QVERIFY(w.button("btnMove").isEnabled() && w.button("btnRefresh").isEnabled());
         QVERIFY(w.chooser().isVisible());
-        QCOMPARE(w.chooser().Text(), u("EX1:SG\\A"));
 
         Window nobody{OrganisationText()};
         nobody.open();
-        QCOMPARE(nobody.grid().Rows(), 1);
+        QCOMPARE(nobody.grid.Rows(), 1);
         QVERIFY(nobody.chooser().isVisible() && nobody.button("btnMove").isEnabled());
-        QCOMPARE(nobody.chooser().Text(), u("Target Mail Store"));
+        QCOMPARE(nobody.chooser().Text(), "Target Mail Store");
     }
 
     void callOrder() {
-        Window w;
+        OrganisationText text;
+        Window w(text.server("EX1").group("EX1/SG").store("EX1/SG/A").store("EX1/SG/B", 1));
         w.open();
         const QStringList made = w.calls.made;
-        QCOMPARE(made.mid(0, 5).join(u'|'), u("session|read |session|read |session"));
-        QVERIFY(made.at(5).startsWith(u("find CN=Configuration,DC=t ")));
-        QCOMPARE(made.at(6), u("read ") + OrganisationText::serverDN(u("EX1")));
-        QCOMPARE(made.indexOf(u("read ") + OrganisationText::serverDN(u("EX2"))),
-                 (made.size() - 7) / 2 + 6);
-        QCOMPARE(made.constLast(),
-                 u("find DC=t (&(&(& (mailnickname=*) (| (&(objectCategory=person)"
-                   "(objectClass=user)(|(homeMDB=*)(msExchHomeServerName=*))) )))) ADsPath,"
-                   "displayName,distinguishedName,homeMDB,mailNickname,objectGUID,mail,"
-                   "legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses"));
+        const QString server = OrganisationText::serverDN("EX1");
+        QCOMPARE(QString(made.join('|'))
+                     .replace("CN=SG,CN=InformationStore," + server, "GROUP")
+                     .replace(server, "SERVER"),
+                 "session|read |session|" // the root object, and the window's own connection
+                 "read |session|find CN=Configuration,DC=t "
+                 "(objectClass=msExchExchangeServer) name,distinguishedName,objectGUID|"
+                 "read SERVER|server SERVER|"
+                 "find SERVER (objectClass=msExchStorageGroup) distinguishedName|"
+                 "read GROUP|read GROUP|read GROUP|" // to bind it, for its base name, to open it
+                 "find GROUP (objectClass=msExchPrivateMDB) distinguishedName|"
+                 "read CN=A,GROUP|status CN=A,GROUP|read CN=B,GROUP|status CN=B,GROUP|"
+                 "find DC=t (&(&(& (mailnickname=*) (| (&(objectCategory=person)"
+                 "(objectClass=user)(|(homeMDB=*)(msExchHomeServerName=*))) )))) ADsPath,"
+                 "displayName,distinguishedName,homeMDB,mailNickname,objectGUID,mail,"
+                 "legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses");
         w.calls.made.clear();
         w.press("btnRefresh");
-        QCOMPARE(w.calls.made, made.mid(3)); // its own connection is opened once
+        QCOMPARE(w.calls.made, made.mid(3));
 
         for (const char* call : {"read ", "session", "find CN=Configuration"}) {
             Window failing;
-            failing.calls.failing = u(call);
+            failing.calls.failing = call;
             QVERIFY_THROWS_EXCEPTION(Error, failing.frame.Form_Load());
             QVERIFY(failing.desktop.shown.isEmpty());
         }
     }
 
-    void whoIsListed() {
+    /// A second server of a name stops it: the first stays, and both names. Upper case is made unit
+    /// by unit, so that "ß" is not "SS".
+    void serversOfOneName() {
         OrganisationText text;
-        text.server(u("EX1")).group(u("EX1/SG")).store(u("EX1/SG/S\\, T"));
-        text.server(u("EX3"), u("rehomeServerDown: TRUE\n")).group(u("EX3/SG"));
-        text.store(u("EX3/SG/L")).bareUser(u("unaddressed"), u("homeMDB: x\n"));
-        text.user(u("lost"), u("EX3/SG/L"), u("msExchHideFromAddressLists: TRUE\n"));
-        text.user(u("system,CN=Microsoft Exchange System Objects"), u("EX1/SG/S\\, T"));
-        text.user(u("kept,CN=microsoft exchange system objects"), u("EX1/SG/S\\, T"));
-        text.user(u("nowhere"), u("EX9/Gone/Store"));
-        QCOMPARE(Window(text).open().rows(),
-                 QStringList({u("Display lost|EX3:SG\\L|Unreachable"),
-                              u("Display kept,CN=microsoft exchange system objects|"
-                                "EX1:SG\\S, T|Online"),
-                              u("Display nowhere|EX9:Gone\\Store|Unreachable")}));
+        for (const char* dn : {"CN=Straße", "CN=STRASSE", "CN=straße,CN=Other"})
+            text.object(QString(dn) + ",CN=Configuration,DC=t", {"msExchExchangeServer"});
+        Window w(text);
+        QVERIFY_THROWS_EXCEPTION(Error, w.frame.Form_Load());
+        const auto& found = w.state.ServerNames;
+        QCOMPARE(QStringList(found.begin(), found.end()).join(' '), "Straße STRASSE straße");
+        QCOMPARE(w.state.ServerDNs.Count(), 2);
+        QCOMPARE(w.state.ServerDNs.at("STRAßE"), "CN=Straße,CN=Configuration,DC=t");
     }
 
-    void storeListCutShort() {
-        OrganisationText text = test::smallOrganisation();
-        text.group(u("EX1/SG2")).store(u("EX1/SG2/E")).user(u("u5"), u("EX1/SG2/E"));
+    void whoIsListed() {
+        OrganisationText text("ex1"); // differs from the server's name in letter case
+        text.server("EX1").group("EX1/SG").store("EX1/SG/S\\, T");
+        int state = 1;
+        for (const char* base : {"R00", "r01", "E02"}) {
+            const QString store = QString("EX1/%1/S").arg(base);
+            text.group(store.chopped(2), QString("msExchESEParamBaseName: %1\n").arg(base));
+            text.store(store, state++).user(base, store);
+        }
+        text.server("EX3", "rehomeServerDown: TRUE\n").group("EX3/SG");
+        text.store("EX3/SG/L").bareUser("unaddressed", "homeMDB: x\n");
+        text.user("lost", "EX3/SG/L", "msExchHideFromAddressLists: TRUE\n");
+        text.user("system,CN=Microsoft Exchange System Objects", "EX1/SG/S\\, T");
+        text.user("kept,CN=microsoft exchange system objects", "EX1/SG/S\\, T");
+        text.user("nowhere", "EX9/Gone/Store");
         Window w(text);
-        w.calls.failing = u("read CN=SG2,");
-        w.open();
-        QCOMPARE(w.rows().constFirst(), u("Display u1|EX2:SG\\C|Online"));
-        QCOMPARE(w.rows().constLast(), u("Display u5|EX1:SG2\\E|Unreachable"));
-        QCOMPARE(Window::items(w.chooser()).join(u' '), u("EX1:SG\\A EX1:SG\\B"));
-        QVERIFY(w.desktop.shown.isEmpty());
+        QString rows = w.open().rows().join('\n');
+        QCOMPARE(rows.remove("Display "),
+                 "R00|EX1:R00\\S|Unreachable\n" // a recovery storage group
+                 "r01|EX1:r01\\S|Mounting\n"
+                 "E02|EX1:E02\\S|Dismounting\n"
+                 "lost|EX3:SG\\L|Unreachable\n"
+                 "kept,CN=microsoft exchange system objects|EX1:SG\\S, T|Online\n"
+                 "nowhere|EX9:Gone\\Store|Unreachable");
+        QCOMPARE(w.items("comboDestMBx"), "");
+    }
+
+    /// Whichever call about the stores fails: those before it stay listed, nothing more is asked,
+    /// nothing is told.
+    void storeListCutShort() {
+        OrganisationText text;
+        text.server("EX1").group("EX1/SG1").group("EX1/SG2");
+        text.store("EX1/SG1/A").store("EX1/SG2/B");
+        text.user("a", "EX1/SG1/A").user("b", "EX1/SG2/B");
+        for (int n = 3; n < 18; ++n) { // behind those that find the servers
+            Window w(text);
+            w.calls.failing = " ";
+            w.calls.which = {n};
+            w.open();
+            QCOMPARE(w.calls.failings, 1);
+            const auto last = w.calls.made.size() - 2; // the users are looked for next
+            QStringList listed = w.calls.made.mid(0, last).filter("status ");
+            QCOMPARE(w.state.StoreList.Count(), listed.size());
+            QCOMPARE(w.combo("comboStoreName").count(), listed.size());
+            QCOMPARE(w.rows().filter("Unreachable").size(), 2 - listed.size());
+            QVERIFY(w.desktop.shown.isEmpty());
+        }
     }
 
     void failingRow_data() {
         QTest::addColumn<QString>("failing");
         QTest::addColumn<QString>("told");
-        const QString mail = u("mail: t@t\n"), name = u("displayName: T\n");
-        QTest::newRow("no name") << mail + u("homeMDB: CN=S\n") << u("\"displayName\" of CN=u30,");
-        QTest::newRow("no store") << mail + name + u("msExchHomeServerName: x\n")
-                                  << u("\"homeMDB\" of CN=u30,");
-        QTest::newRow("not a store") << mail + name + u("homeMDB: CN=S,DC=t\n") << u("CN=S,DC=t");
+        const QString mail = "mail: t@t\n", name = "displayName: T\n";
+        QTest::newRow("no name") << mail + "homeMDB: CN=S\n"
+                                 << "\"displayName\" of CN=u30,";
+        QTest::newRow("no store") << mail + name + "msExchHomeServerName: x\n"
+                                  << "\"homeMDB\" of CN=u30,";
+        QTest::newRow("not a store") << mail + name + "homeMDB: CN=S,DC=t\n"
+                                     << "CN=S,DC=t";
     }
     void failingRow() {
         QFETCH(QString, failing);
         QFETCH(QString, told);
-        OrganisationText text = test::smallOrganisation();
-        for (int i = 5; i < 30; ++i)
-            text.user(u("u%1").arg(i), u("EX2/SG/C"));
-        text.bareUser(u("u30"), failing).user(u("u31"), u("EX2/SG/C"));
-        Window w(text);
+        OrganisationText text = test::smallOrganisation(29);
+        Window w(text.bareUser("u30", failing).user("u31", "EX2/SG/C"));
         int modelRows = 0;
-        w.desktop.whileShown = [&](QDialog&) { modelRows = w.grid().model()->rowCount(); };
+        w.desktop.whileShown = [&] { modelRows = w.grid.model()->rowCount(); };
         w.open();
         const auto& box = w.desktop.shown.value(0);
-        QVERIFY(box.Text.startsWith(u("Failed to refresh list of mailboxes. Error=")));
+        QVERIFY(box.Text.startsWith("Failed to refresh list of mailboxes. Error="));
         QVERIFY2(box.Text.contains(told), qPrintable(box.Text));
         QVERIFY(box.Icon == platform::Icon::None && box.Title.isNull());
         QCOMPARE(modelRows, 30); // visible behind the message already
-        QCOMPARE(w.frame.state().GridMailboxes.Count(), 29);
+        QCOMPARE(w.state.GridMailboxes.Count(), 29);
         QVERIFY(!w.button("btnMove").isEnabled() && !w.button("btnRefresh").isEnabled());
-        QVERIFY(!w.grid().Redraw() && w.grid().ScrollBars() == main_window::FlexGrid::Bars::None);
+        QVERIFY(!w.grid.Redraw() && w.grid.ScrollBars() == main_window::FlexGrid::Bars::None);
         QVERIFY(!w.chooser().isVisible());
-        QTest::mouseClick(w.grid().horizontalHeader()->viewport(), Qt::LeftButton, {}, {50, 10});
-        QVERIFY(w.grid().geometry().contains(w.chooser().geometry())); // its row is in view
-        Window::pick(w.chooser(), u("EX1:SG\\B"));                     // but has no record
+        QTest::mouseClick(w.grid.horizontalHeader()->viewport(), Qt::LeftButton, {}, {50, 10});
+        QVERIFY(w.grid.geometry().contains(w.chooser().geometry())); // its row is in view
+        w.pick("comboStoreName", "EX1:SG\\B");                       // but has no record
         QVERIFY(!w.chooser().isVisible());
         QCOMPARE(w.desktop.shown.size(), 1);
     }
@@ -135,30 +185,28 @@ private Q_SLOTS:
     void tooManyMailboxes() {
         OrganisationText text;
         for (int i = 0; i <= 32767; ++i)
-            text.user(QString::number(i), u("EX1/SG/A"));
+            text.user(QString::number(i), "EX1/SG/A");
         Window w(text);
         w.open();
-        QVERIFY(w.desktop.texts().value(0).contains(u("32,767")));
-        QCOMPARE(w.grid().Rows(), 32768);
-        QCOMPARE(w.frame.state().MailboxRowCount, qint16(32767));
+        QVERIFY(w.desktop.texts().value(0).contains("32,767"));
+        QCOMPARE(w.grid.Rows(), 32768);
+        QCOMPARE(w.state.MailboxRowCount, qint16(32767));
     }
 
     void refreshStartsAfresh() {
         Window w;
         w.open();
-        w.rehearsal.organisation.modify(
-            OrganisationText::userDN(u("u1")),
-            {{u("homeMDB"), {OrganisationText::storeDN(u("EX2/SG/D")).toUtf8()}}});
+        const QByteArray elsewhere = OrganisationText::storeDN("EX2/SG/D").toUtf8();
+        w.rehearsal.organisation.modify("CN=u1,DC=t", {{"homeMDB", {elsewhere}}});
         w.press("rdoFromStore");
-        Window::pick(w.combo("comboSourceMBx"), u("EX2:SG\\C"));
-        Window::pick(w.combo("comboDestMBx"), u("EX1:SG\\B"));
+        w.pick("comboSourceMBx", "EX2:SG\\C");
+        w.pick("comboDestMBx", "EX1:SG\\B");
         w.press("btnRefresh");
-        const auto& state = w.frame.state();
-        QCOMPARE(w.rows().constFirst(), u("Display u1|EX2:SG\\D|Offline"));
+        QCOMPARE(w.rows().constFirst(), "Display u1|EX2:SG\\D|Offline");
         QVERIFY(w.control<QRadioButton>("rdoALL").isChecked());
-        QCOMPARE(state.SourceMode, main_window::Source::All);
-        QCOMPARE(state.SourceStoreName + state.DestStoreName, QString());
-        QCOMPARE(w.combo("comboDestMBx").Text(), u("--- Click to Select ---"));
+        QCOMPARE(w.state.SourceMode, main_window::Source::All);
+        QCOMPARE(w.state.SourceStoreName + w.state.DestStoreName, QString());
+        QCOMPARE(w.combo("comboDestMBx").Text(), "--- Click to Select ---");
     }
 };
 

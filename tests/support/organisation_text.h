@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QByteArray>
-#include <QString>
+#include <QStringList>
 
 namespace rehome::test {
 
@@ -12,60 +12,60 @@ inline QString u(const char* text) {
 /// Writes a small organisation as LDIF, object by object.
 class OrganisationText {
 public:
-    explicit OrganisationText(const QString& localServer = QStringLiteral("EX1")) {
-        m_text = QStringLiteral("dn:\ndefaultNamingContext: DC=t\nconfigurationNamingContext: "
-                                "CN=Configuration,DC=t\nrehomeLocalServer: %1\n\n")
-                     .arg(localServer);
-        object(QStringLiteral("DC=t"), {"domain"});
+    explicit OrganisationText(const QString& localServer = "EX1") {
+        m_text = "dn:\ndefaultNamingContext: DC=t\nconfigurationNamingContext: "
+                 "CN=Configuration,DC=t\nrehomeLocalServer: " +
+                 localServer + "\n\n";
+        object("DC=t", {"domain"});
     }
 
     static QString serverDN(const QString& server) {
-        return QStringLiteral("CN=%1,CN=Servers,CN=Configuration,DC=t").arg(server);
+        return "CN=" + server + ",CN=Servers,CN=Configuration,DC=t";
     }
-    /// `path` is "server/group/store", its names as a distinguished name writes them.
+    /// `path` is "server/group" or "server/group/store", its names as a distinguished name writes
+    /// them.
     static QString storeDN(const QString& path) {
-        return QStringLiteral("CN=%1,CN=%2,CN=InformationStore,%3")
-            .arg(path.section(u'/', 2), path.section(u'/', 1, 1),
-                 serverDN(path.section(u'/', 0, 0)));
+        QStringList names = path.split('/');
+        const QString server = names.takeFirst();
+        QString dn = "CN=InformationStore," + serverDN(server);
+        for (const QString& name : names)
+            dn.prepend("CN=" + name + ',');
+        return dn;
     }
-    static QString userDN(const QString& name) { return QStringLiteral("CN=%1,DC=t").arg(name); }
+    static QString userDN(const QString& name) { return "CN=" + name + ",DC=t"; }
 
     OrganisationText& server(const QString& name, const QString& more = {}) {
         object(serverDN(name), {"msExchExchangeServer"},
-               QStringLiteral("legacyExchangeDN: /o=T/cn=%1\n").arg(name) + more);
-        object(QStringLiteral("CN=Microsoft MTA,") + serverDN(name), {"mTA"});
-        return *this;
+               "legacyExchangeDN: /o=T/cn=" + name + '\n' + more);
+        return object("CN=Microsoft MTA," + serverDN(name), {"mTA"});
     }
     OrganisationText& group(const QString& path, const QString& more = {}) {
-        return object(QStringLiteral("CN=%1,CN=InformationStore,%2")
-                          .arg(path.section(u'/', 1), serverDN(path.section(u'/', 0, 0))),
-                      {"msExchStorageGroup"}, more);
+        return object(storeDN(path), {"msExchStorageGroup"}, more);
     }
     OrganisationText& store(const QString& path, int state = 0) {
         return object(storeDN(path), {"msExchPrivateMDB"},
-                      QStringLiteral("rehomeStoreState: %1\n").arg(state));
+                      "rehomeStoreState: " + QString::number(state) + '\n');
     }
     /// A mailbox-enabled user u with the address u@t; `more` are further LDIF lines.
     OrganisationText& user(const QString& name, const QString& storePath,
                            const QString& more = {}) {
-        return bareUser(name, QStringLiteral("mail: %1@t\ndisplayName: Display %1\nhomeMDB: %2\n")
+        return bareUser(name, QString("mail: %1@t\ndisplayName: Display %1\nhomeMDB: %2\n")
                                       .arg(name, storeDN(storePath)) +
                                   more);
     }
     /// A user with an alias and nothing else of a mailbox.
     OrganisationText& bareUser(const QString& name, const QString& more) {
         return object(userDN(name), {"person", "user"},
-                      QStringLiteral("objectCategory: CN=Person,CN=Schema,CN=Configuration,DC=t\n"
-                                     "mailNickname: %1\nproxyAddresses: SMTP:%1@t\n")
+                      QString("objectCategory: CN=Person,CN=Schema,CN=Configuration,DC=t\n"
+                              "mailNickname: %1\nproxyAddresses: SMTP:%1@t\n")
                               .arg(name) +
                           more);
     }
-    OrganisationText& object(const QString& dn, std::initializer_list<const char*> classes,
+    OrganisationText& object(const QString& dn, const QStringList& classes,
                              const QString& more = {}) {
-        m_text += QStringLiteral("dn: %1\nobjectClass: top\n").arg(dn);
-        for (const char* name : classes)
-            m_text += QStringLiteral("objectClass: %1\n").arg(QLatin1String(name));
-        m_text += more + u'\n';
+        m_text += "dn: " + dn +
+                  "\nobjectClass: top\nobjectClass: " + classes.join("\nobjectClass: ") + '\n' +
+                  more + '\n';
         return *this;
     }
 
@@ -76,17 +76,13 @@ private:
 };
 
 /// EX1 (local) with the online stores SG/A and SG/B, EX2 with SG/C online and SG/D offline; the
-/// users u1 and u2 on EX2's C, u3 on its D, u4 on EX1's A.
-inline OrganisationText smallOrganisation() {
+/// users u1 and u2 on EX2's C, u3 on its D, u4 on EX1's A, those up to `users` on C.
+inline OrganisationText smallOrganisation(int users = 4) {
     OrganisationText text;
-    for (const char* server : {"EX1", "EX2"})
-        text.server(QLatin1String(server)).group(QLatin1String(server) + QStringLiteral("/SG"));
-    text.store(QStringLiteral("EX1/SG/A")).store(QStringLiteral("EX1/SG/B"));
-    text.store(QStringLiteral("EX2/SG/C")).store(QStringLiteral("EX2/SG/D"), 1);
-    text.user(QStringLiteral("u1"), QStringLiteral("EX2/SG/C"));
-    text.user(QStringLiteral("u2"), QStringLiteral("EX2/SG/C"));
-    text.user(QStringLiteral("u3"), QStringLiteral("EX2/SG/D"));
-    text.user(QStringLiteral("u4"), QStringLiteral("EX1/SG/A"));
+    text.server("EX1").group("EX1/SG").store("EX1/SG/A").store("EX1/SG/B");
+    text.server("EX2").group("EX2/SG").store("EX2/SG/C").store("EX2/SG/D", 1);
+    for (int i = 1; i <= users; ++i)
+        text.user(QString("u%1").arg(i), i == 3 ? "EX2/SG/D" : i == 4 ? "EX1/SG/A" : "EX2/SG/C");
     return text;
 }
 

@@ -22,19 +22,19 @@ public:
     int sessions = 0; ///< open now
 
     std::unique_ptr<engine::Session> openSession() override {
-        call(QStringLiteral("session"));
+        call("session");
         return std::make_unique<Session>(*this, m_engine.openSession());
     }
     void checkServer(const QString& name) override {
-        call(QStringLiteral("server ") + name);
+        call("server " + name);
         m_probe.checkServer(name);
     }
     qint16 storeStatus(const QString& name) override {
-        call(QStringLiteral("status ") + name);
+        call("status " + name);
         return m_probe.storeStatus(name);
     }
     void openMailbox(const QString& name) override {
-        call(QStringLiteral("open ") + name);
+        call("open " + name);
         m_probe.openMailbox(name);
     }
 
@@ -45,47 +45,49 @@ private:
             return;
         if (which.isEmpty() || which.contains(m_matched++)) {
             ++failings;
-            throw Error(QStringLiteral("refused: ") + text);
+            throw Error("refused: " + text);
         }
     }
 
+    /// One more for as long as it lives.
+    struct Counted {
+        explicit Counted(int& counter) : count(++counter) {}
+        ~Counted() { --count; }
+        Counted(const Counted&) = delete;
+        int& count;
+    };
     struct Entries final : engine::Entries {
         Entries(RecordingEngine& of, std::unique_ptr<engine::Entries> entries)
-            : recorder(of), inner(std::move(entries)) {
-            ++recorder.searchesUnderWay;
-        }
-        ~Entries() override { --recorder.searchesUnderWay; }
+            : recorder(of), inner(std::move(entries)) {}
         std::optional<engine::Entry> next() override {
             if (recorder.entriesLeft >= 0 && recorder.entriesLeft-- == 0)
-                throw Error(QStringLiteral("the search broke off"));
+                throw Error("the search broke off");
             return inner->next();
         }
         RecordingEngine& recorder;
         std::unique_ptr<engine::Entries> inner;
+        Counted counted{recorder.searchesUnderWay};
     };
     struct Session final : engine::Session {
         Session(RecordingEngine& of, std::unique_ptr<engine::Session> session)
-            : recorder(of), inner(std::move(session)) {
-            ++recorder.sessions;
-        }
-        ~Session() override { --recorder.sessions; }
+            : recorder(of), inner(std::move(session)) {}
         std::unique_ptr<engine::Entries> search(const engine::SearchRequest& request) override {
-            recorder.call(
-                request.scope == engine::Scope::Base
-                    ? QStringLiteral("read ") + request.base
-                    : QStringLiteral("find %1 %2 %3")
-                          .arg(request.base, request.filter, request.attributes.join(u',')));
+            const auto& [base, scope, filter, attributes] = request;
+            recorder.call(scope == engine::Scope::Base
+                              ? "read " + base
+                              : "find " + base + ' ' + filter + ' ' + attributes.join(','));
             return std::make_unique<Entries>(recorder, inner->search(request));
         }
         void modify(const QString& name, const QList<engine::Replacement>& all) override {
             QStringList changes;
             for (const auto& [attribute, values] : all)
-                changes += attribute + u'=' + QString::fromUtf8(values.join(','));
-            recorder.call(QStringLiteral("modify %1 %2").arg(name, changes.join(u';')));
+                changes += attribute + '=' + QString::fromUtf8(values.join(','));
+            recorder.call("modify " + name + ' ' + changes.join(';'));
             inner->modify(name, all);
         }
         RecordingEngine& recorder;
         std::unique_ptr<engine::Session> inner;
+        Counted counted{recorder.sessions};
     };
 
     engine::Engine& m_engine;

@@ -15,7 +15,7 @@ namespace rehome::test {
 /// A whole platform over an organisation in process, all that reaches the engine recorded.
 struct Rehearsal {
     explicit Rehearsal(const OrganisationText& text = smallOrganisation())
-        : organisation(text.ldif(), QStringLiteral("test")) {}
+        : organisation(text.ldif(), "test") {}
 
     /// An attribute's values as the directory holds them now.
     QStringList values(const QString& dn, const QString& attribute) const {
@@ -29,14 +29,10 @@ struct Rehearsal {
     /// Every user with an alias, with its GUID and addresses.
     std::unique_ptr<platform::RecordSet> users() {
         const auto connection = directory.CreateConnection();
-        connection->setProvider(QStringLiteral("ADSDSOObject"));
-        connection->Open(QStringLiteral("ADs Provider"), {}, {}, -1);
+        connection->setProvider("ADSDSOObject");
+        connection->Open("ADs Provider", {}, {}, -1);
         return connection->Execute(
-            QStringLiteral("<LDAP://DC=t>;(mailNickname=*);objectGUID,mail,proxyAddresses;subtree"),
-            -1);
-    }
-    QString homeOf(const QString& user) const {
-        return values(OrganisationText::userDN(user), QStringLiteral("homeMDB")).value(0);
+            "<LDAP://DC=t>;(mailNickname=*);objectGUID,mail,proxyAddresses;subtree", -1);
     }
 
     embedded::Organisation organisation;

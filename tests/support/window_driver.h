@@ -10,10 +10,11 @@
 
 namespace rehome::test {
 
-/// The main window over a rehearsal, loaded and shown, driven as a person would.
+/// The main window over a rehearsal, driven as a person would.
 struct Window {
     explicit Window(const OrganisationText& text = smallOrganisation()) : rehearsal(text) {}
 
+    /// Loads and shows it.
     Window& open() {
         frame.Form_Load();
         frame.show();
@@ -25,12 +26,11 @@ struct Window {
 
     template <class Control>
     Control& control(const char* name) {
-        auto* found = frame.findChild<Control*>(QLatin1String(name));
+        auto* found = frame.findChild<Control*>(name);
         if (!found)
             qFatal("there is no control %s", name);
         return *found;
     }
-    main_window::FlexGrid& grid() { return control<main_window::FlexGrid>("msfgMain"); }
     main_window::ListCombo& combo(const char* name) {
         return control<main_window::ListCombo>(name);
     }
@@ -43,19 +43,17 @@ struct Window {
     /// The rows as "name|store|state".
     QStringList rows() {
         QStringList all;
-        for (int row = 1; row < grid().Rows(); ++row)
-            all += text(row, 1) + u'|' + text(row, 2) + u'|' + text(row, 3);
+        for (int row = 1; row < grid.Rows(); ++row)
+            all += text(row, 1) + '|' + text(row, 2) + '|' + text(row, 3);
         return all;
     }
-    QPoint cell(int row, int column) {
-        return grid().visualRect(grid().model()->index(row - 1, column)).center();
-    }
     void clickCell(int row, int column) {
-        QTest::mouseClick(grid().viewport(), Qt::LeftButton, {}, cell(row, column));
+        const QModelIndex cell = grid.model()->index(row - 1, column);
+        QTest::mouseClick(grid.viewport(), Qt::LeftButton, {}, grid.visualRect(cell).center());
         QCoreApplication::processEvents();
     }
     QString text(int row, int column) {
-        return grid().model()->index(row - 1, column).data().toString();
+        return grid.model()->index(row - 1, column).data().toString();
     }
 
     /// Opens a list with its arrow and clicks an item.
@@ -66,23 +64,30 @@ struct Window {
         QTest::mouseClick(combo.view()->viewport(), Qt::LeftButton, {},
                           combo.view()->visualRect(combo.model()->index(row, 0)).center());
     }
-    static QStringList items(const main_window::ListCombo& combo) {
+    void pick(const char* list, const QString& text) { pick(combo(list), text); }
+    QString items(const char* list) {
         QStringList all;
-        for (int i = 0; i < combo.count(); ++i)
-            all += combo.itemText(i);
-        return all;
+        for (int i = 0; i < combo(list).count(); ++i)
+            all += combo(list).itemText(i);
+        return all.join(' ');
     }
     /// Moves a row's mailbox with the chooser.
     void moveRow(int row, const QString& store) {
         clickCell(row, 1);
         pick(chooser(), store);
     }
+    /// A user's values as the directory holds them now.
+    QString values(const char* user, const char* attribute) const {
+        return rehearsal.values(OrganisationText::userDN(user), attribute).join(',');
+    }
 
     const bool look = (main_window::applyLook(*qApp), true);
     Rehearsal rehearsal;
     TestDesktop& desktop = rehearsal.desktop;
     RecordingEngine& calls = rehearsal.calls;
-    main_window::frmMain frame{rehearsal.platform, QStringLiteral("Rehome test")};
+    main_window::frmMain frame{rehearsal.platform, "Rehome test"};
+    const main_window::State& state = frame.state();
+    main_window::FlexGrid& grid = control<main_window::FlexGrid>("msfgMain");
 };
 
 } // namespace rehome::test

@@ -163,7 +163,7 @@ private Q_SLOTS:
         const QString name = u"Mailbox user0004"_s;
         const auto other = fullName(u"Accounts, Sales"_s);
         bool asked = false;
-        second.desktop.whileShown = [&](QDialog&) {
+        second.desktop.whileShown = [&] {
             if (std::exchange(asked, true))
                 return;
             QCOMPARE(first.move(name, other), moved);
