@@ -19,7 +19,7 @@ struct Failing final : QObject {
 int fail(int argc, char** argv) {
     app::ErrorStreamJournal journal;
     app::Application application(argc, argv, "Test", journal);
-    QTimer answer, tick;
+    QTimer answer;
     QObject::connect(&answer, &QTimer::timeout, [] {
         if (QWidget* box = QApplication::activeModalWidget())
             if (auto* button = box->findChild<QPushButton*>())
@@ -28,10 +28,14 @@ int fail(int argc, char** argv) {
     answer.start(50);
     QDialog dialog;
     Failing object;
-    QObject::connect(&tick, &QTimer::timeout,
-                     [&] { platform::runHandler(application, [] { throw Error("it failed"); }); });
+    const std::function<void()> failing = [&] {
+        platform::runHandler(application, [&] {
+            QTimer::singleShot(0, &application, failing); // while the box is shown
+            throw Error("it failed");
+        });
+    };
     if (argv[1] == QByteArray("tick"))
-        tick.start(1);
+        QTimer::singleShot(1, &application, failing);
     else
         QCoreApplication::postEvent(&object, new QEvent(QEvent::User));
     dialog.exec();
