@@ -1,0 +1,211 @@
+// Directory services over an organisation in process.
+#include "engine_contract.h"
+#include "platform/adsi/command_text.h"
+#include "platform/embedded/shipped_organisation.h"
+#include "support/rehearsal.h"
+
+using namespace rehome;
+using namespace rehome::embedded;
+using namespace rehome::test;
+
+class PlatformTest : public QObject, OrganisationText {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void contract() {
+        const QString sales = "OU=Sales\\, North", tim = "Tim (Sales\\, Berlin)," + sales;
+        OrganisationText text = smallOrganisation();
+        text.object(sales + ",DC=t", {"organizationalUnit"}).user(tim, "EX1/SG/A");
+        Rehearsal r(text);
+        checkContract(r.engine, {"DC=t", sales + ",DC=t", userDN(tim), storeDN("EX1/SG/A"),
+                                 storeDN("EX1/SG/B"), serverDN("EX1")});
+    }
+
+    void readsWhatLdapsearchWrites() {
+        QByteArray text =
+            "\xEF\xBB\xBF# extended LDIF\n#\n#  a comment\n  that is folded\nversion: 1\n\n# t\n" +
+            ldif() +
+            "# Zoe, t\ndn: CN=Zo\n e,DC=t\n# within\nobjectClass: top\nobjectClass: "
+            "user\nobjectGUID:: AQIDBAUGBwgJCgsMDQ4PEA==\ndisplayName:: w4RubmUg8J2S\n"
+            " nA==\nmemberOf: CN=A,DC=t\nhomeMDB: CN=Unseen,DC=t\nmemberOf: CN=B,DC=t\n\n"
+            "# search reference\nref: ldap://a.x/DC=a\n ,DC=t\n\n"
+            "dn:: Q049w4RubmUsREM9dA==\nchangetype: add\nobjectClass: user\n"
+            "displayName: straße\n\n# search result\nsearch: 2\nresult: 0 Success\n"
+            "control: 1.2.3 false MAUCAQ==\npagedresults: cookie=\n\n# numEntries: 2";
+        for (const char* lineEnd : {"\n", "\r\n"}) {
+            Organisation organisation(text.replace("\n", lineEnd), "snapshot");
+            const auto session = EmbeddedEngine(organisation).openSession();
+            for (const auto& [filter, found] : {
+                     std::pair("(objectClass=user)", "CN=Zoe,DC=t CN=Änne,DC=t"), // in this order
+                     std::pair("(displayName=ÄNNE*)", "CN=Zoe,DC=t"),
+                     std::pair("(displayName=STRAßE)", "CN=Änne,DC=t"),
+                     std::pair("(displayName=STRASSE)", ""),
+                 })
+                QCOMPARE(names(*session, {"DC=t", engine::Scope::Subtree, filter, {}}).join(' '),
+                         found);
+            const auto zoe = one(*session, "<GUID=04030201-0605-0807-090a-0b0c0d0e0f10>");
+            QCOMPARE(zoe.values("memberOf").size(), 2);
+            QCOMPARE(zoe.text("displayName"), "Änne \U0001D49C");
+            QCOMPARE(zoe.text("homeMDB") + zoe.text("name"), "CN=Unseen,DC=tZoe");
+            QCOMPARE(one(*session, "cn=äNNE, dc=T").values("objectGUID").value(0).size(), 16);
+        }
+    }
+
+    void refusesBrokenFiles() {
+        const QByteArray good = ldif() + "dn: CN=A,DC=t\ncn: A\n"; // lines 10, 11
+        const QByteArray guid = "objectGUID: 1234567890123456\n";
+        const std::pair<QByteArray, const char*> expected[] = {
+            {"", "lacks the root object"},
+            {"dn:\ndefaultNamingContext: DC=t\n", "configurationNamingContext"},
+            {good + "displayName\n", "t.ldif, line 12"},
+            {good + "cn: b\n\nabc: x\n", "t.ldif, line 14"},
+            {good + "displayName:: ?\n", "line 12: the value of displayname"},
+            {good + "\ndn: nonsense\ncn: a\n", "line 13"},
+            {good + "\ndn: cn=a , dc=T\ncn: a\n",
+             "line 13: a second record of cn=a , dc=T; the first is on line 10"},
+            {good + guid + "\ndn: CN=B,DC=t\n" + guid, "line 14: CN=B,DC=t has the same"},
+            {good + "objectGUID: 12345\n", "5 bytes"},
+            {good + "\n" + ldif(), "line 13: a second root"},
+            {good + "\ndn: CN=B,DC=t\nchangetype: delete\n", "line 14: a record that changes"},
+            {"\n continued\n", "line 2"},
+            {good + "photo:< file:///etc/hostname\n", "line 12"},
+            {good + "\nsearch: 2\nresult: 4 Size limit\n", "line 14: the search that wrote"},
+            {"\xFF\xFEx", "UTF-16"},
+            {good + "rehomeStoreState: 4\n", "CN=A,DC=t: rehomeStoreState"},
+            {good + "rehomeStoreStat: 1\n", "knows no attribute rehomeStoreStat"}};
+        for (const auto& [text, words] : expected) {
+            const QString error = errorOf([&] { Organisation(text, "t.ldif"); });
+            QVERIFY2(error.contains(words), qPrintable(error + " lacks " + words));
+        }
+        for (const QString path : {"/no/such.ldif", "/"})
+            QVERIFY(errorOf([&] { Organisation::read(path); }).contains(path + " cannot be read"));
+    }
+
+    void leavesNoFileBehind() {
+        const QTemporaryDir directory;
+        qputenv("TMPDIR", directory.path().toLocal8Bit());
+        const Organisation organisation(shippedOrganisation(), "organisation.ldif");
+        qunsetenv("TMPDIR");
+        QVERIFY(QDir(directory.path()).isEmpty());
+    }
+
+    void aNewMailboxGetsTheAddressOfThePolicyAndOpensLater() {
+        OrganisationText text = smallOrganisation();
+        text.user("p", "EX1/SG/A",
+                  "proxyAddresses: smtp:NEW@t\nproxyAddresses: X400:c;\n"
+                  "rehomePolicyAddress: new@t\nrehomeOpensAfter: 3\n");
+        text.server("EX3", "rehomeServerDown: TRUE\n").store("EX3/SG/E");
+        Organisation organisation(text.ldif(), "t.ldif");
+        std::chrono::steady_clock::time_point now{};
+        EmbeddedProbe probe(organisation, [&] { return now; });
+        const auto opensAfter = [&](int seconds, const QString& user = "p") {
+            now += std::chrono::seconds(seconds);
+            return errorOf([&] { probe.openMailbox(userDN(user)); }).isEmpty();
+        };
+        const auto mailWith = [&](const QString& attribute, const QList<QByteArray>& values) {
+            organisation.modify(userDN("p"), {{attribute, values}});
+            return organisation.object(userDN("p"))->text("mail");
+        };
+        QVERIFY(!opensAfter(0) && !opensAfter(2) && opensAfter(1) && opensAfter(0, "u1"));
+        QCOMPARE(mailWith("homeMDB", {}), "p@t");
+        QCOMPARE(mailWith("homeMDB", {storeDN("EX1/SG/B").toUtf8()}), "new@t");
+        const QList<QByteArray> expected{"SMTP:new@t", "smtp:p@t", "X400:c;"};
+        QCOMPARE(organisation.object(userDN("p"))->values("proxyAddresses"), expected);
+        QVERIFY(!opensAfter(100) && opensAfter(3));
+        QCOMPARE(mailWith("mail", {"p@t"}), "p@t"); // the tool restores it
+
+        QCOMPARE(errorOf([&] { probe.storeStatus(storeDN("EX3/SG/E")); }),
+                 "The server EX3 does not answer.");
+        QCOMPARE(probe.storeStatus(storeDN("EX2/SG/D")), qint16(1));
+    }
+
+    void namesTheComputer() {
+        for (const QString name : {"EX1", "ex1"}) {
+            EmbeddedNetwork network({OrganisationText(name).server("EX1").ldif(), "t.ldif"});
+            QCOMPARE(network.ComputerName(), name);
+            QCOMPARE(network.namesServer(), name == "EX1");
+        }
+        const QByteArray unnamed = ldif().replace("rehomeLocalServer: EX1\n", "");
+        const QString own = EmbeddedNetwork({unnamed, "t.ldif"}).ComputerName();
+        QVERIFY(!own.isEmpty() && own == own.toUpper() && !own.contains('.'));
+    }
+
+    void texts() {
+        const auto request =
+            adsi::parseCommandText("<LDAP://OU=a\\;b\\>,DC=t>;(a=\\28;>);x,y;onelevel");
+        QCOMPARE(request.base + request.filter + request.attributes.join('|'),
+                 "OU=a\\;b\\>,DC=t(a=\\28;>)x|y");
+        QCOMPARE(request.scope, engine::Scope::OneLevel);
+        QCOMPARE(engine::filterValue(QString("a*(b)\\c") + QChar(0)), "a\\2a\\28b\\29\\5cc\\00");
+        QCOMPARE(engine::parentName("CN=a\\,b,CN=\"c,d\",DC=t", 2), "DC=t");
+        QCOMPARE(engine::firstValue("CN=a\\,\\C3\\BC\\\\,DC=t"), "a,ü\\");
+    }
+
+    void recordSets() {
+        Rehearsal r;
+        const auto connection = r.directory.CreateConnection();
+        const auto search = [&] {
+            return connection->Execute("<LDAP://DC=t>;(mail=*);mail,proxyAddresses;subtree", -1);
+        };
+        connection->setProvider("ADSDSOObject");
+        connection->Open("ADs Provider", {}, {}, -1);
+        auto rs = search();
+        rs->MoveFirst();
+        const auto list = rs->Fields("PROXYaddresses").Value;
+        QCOMPARE(std::get<QStringList>(list), {"SMTP:u1@t"});   // a list even of one
+        QVERIFY_THROWS_EXCEPTION(Error, rs->Fields("homeMDB")); // not asked for
+        rs->MoveNext();
+        QVERIFY_THROWS_EXCEPTION(Error, rs->MoveFirst());
+        const auto closed = search(), orphan = search();
+        r.calls.entriesLeft = 0;
+        QVERIFY_THROWS_EXCEPTION(Error, rs->MoveNext());
+        QVERIFY_THROWS_EXCEPTION(Error, rs->Fields("mail")); // of the record before
+        r.calls.entriesLeft = 0; // a search that fails at once does so when it is executed
+        QVERIFY_THROWS_EXCEPTION(Error, search());
+        rs.reset();
+        closed->Close();
+        QCOMPARE(r.calls.searchesUnderWay, 1);
+        connection->Close();
+        QVERIFY_THROWS_EXCEPTION(Error, orphan->MoveNext());
+        QVERIFY_THROWS_EXCEPTION(Error, search());
+    }
+
+    void nothingIsWrittenBeforeSetInfo() {
+        Rehearsal r;
+        const auto user = r.directory.BindUser("LDAP://" + userDN("u1"));
+        const QStringList addresses{"SMTP:a@t", "smtp:b@t"};
+        user->setEmailAddress("staged@t");
+        user->Put("ProxyAddresses", addresses);
+        QCOMPARE(user->EmailAddress(), "staged@t");
+        QVERIFY(r.calls.made.filter("modify").isEmpty());
+        user->SetInfo();
+        QCOMPARE(r.calls.made.filter("modify").size(), 1);
+        QCOMPARE(r.values(userDN("u1"), "mail"), {"staged@t"});
+        QCOMPARE(r.values(userDN("u1"), "proxyAddresses"), addresses);
+        user->Put("proxyAddresses", platform::Value());
+        user->SetInfo();
+        QVERIFY(r.values(userDN("u1"), "proxyAddresses").isEmpty());
+        QVERIFY_THROWS_EXCEPTION(Error, user->GetEx("proxyAddresses"));
+        for (const QString& path : {"LDAP://" + serverDN("EX1"), QString("DC=t"),
+                                    QString("LDAP://"), QString("LDAP://CN=no")})
+            QVERIFY_THROWS_EXCEPTION(Error, r.directory.BindUser(path));
+    }
+
+    void persons() {
+        OrganisationText text = smallOrganisation();
+        text.user("star*", "EX1/SG/A").user("twin", "EX1/SG/A", "proxyAddresses: smtp:u1@t\n");
+        Rehearsal r(text);
+        const auto opens = [&](const char* address) {
+            const auto person = r.exchange.CreatePerson();
+            person->DataSource().Open(address, {});
+            return !person->Mailbox()->FolderLocation().isEmpty();
+        };
+        QVERIFY(opens("mailto:u4@t") && opens("mailto:STAR*@t"));
+        for (const char* wrong : {"u4@t", "mailto:", "mailto:*@t", "mailto:nobody@t", "mailto:u1@t",
+                                  "mailto:u3@t", "mailto:u4@t)(cn=*"}) // u3's store is offline
+            QVERIFY_THROWS_EXCEPTION(Error, opens(wrong));
+    }
+};
+
+QTEST_MAIN(PlatformTest)
+#include "platform_test.moc"
