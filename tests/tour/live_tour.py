@@ -1,16 +1,18 @@
 #!/usr/bin/python3
-"""Usage: live_tour.py PROGRAM PICTURES DIRECTORY SNAPSHOT
+"""Usage: live_tour.py PROGRAM PICTURES SNAPSHOT
 
-The tour's twin over the Active Directory that samba_directory.py runs in DIRECTORY. What the window
-has to show, and what the directory must hold in the end, is told from snapshots of it."""
+The tour's twin over the Active Directory that samba_directory.py runs. What the window has to show,
+and what the directory must hold in the end, is told from snapshots of it."""
 
 import os
 import subprocess
 import sys
 
 from desktop import agree
-from organisation import Organisation, guid_text, records
+from organisation import Organisation, components, records
 from tour import MESSAGE, TITLE, MainWindow, exits, moves_batch, moves_one, refuses, run
+
+LOCAL = components(os.environ["REHOME_TEST_SERVER"])[0]
 
 
 def changed_by_policy(user):
@@ -21,42 +23,46 @@ def changed_by_policy(user):
                    "proxyAddresses: SMTP:new@rehome.test\n")
 
 
-def tour(desktop, program, at, snapshot):
+def tour(desktop, program, snapshot):
+    # Finds the directory by the SRV records of the ticket's domain, asked of its own name server.
+    finding = ("env", "--unset=LDAPURI", "LOCALDOMAIN=elsewhere.test",
+               "LD_PRELOAD=libresolv_wrapper.so:libnss_wrapper.so", program)
+
     def look():
-        return subprocess.run([snapshot], check=True, stdout=subprocess.PIPE, text=True).stdout
-    noted = look().replace("dn:\n", f"dn:\nrehomeLocalServer: {at['LOCAL']}\n", 1).replace(
-        "\nname: EXDOWN\n", "\nname: EXDOWN\nrehomeServerDown: TRUE\n")
+        seen = subprocess.run([snapshot], check=True, stdout=subprocess.PIPE, text=True).stdout
+        return seen.replace("dn:\n", f"dn:\nrehomeLocalServer: {LOCAL}\n", 1).replace(
+            "\nname: EXDOWN\n", "\nname: EXDOWN\nrehomeServerDown: TRUE\n")
+
+    def addresses(mailboxes):
+        return {m.guid: (m.home, m.mail, m.proxies) for m in mailboxes}
+    before = look()
     file = desktop.directory + "/noted.ldif"
     with open(file, "w", encoding="utf-8") as stream:
-        stream.write(noted)
-    MainWindow(desktop, Organisation(noted), TITLE + " (noted.ldif)", MESSAGE,
+        stream.write(before)
+    MainWindow(desktop, Organisation(before), TITLE + " (noted.ldif)", MESSAGE,
                program + "-rehearsal", file).refreshed()
-    main = MainWindow(desktop, Organisation(noted), "Rehome", "Rehome", program)
+    main = MainWindow(desktop, Organisation(before), "Rehome", "Rehome", *finding)
     moves_one(main)
     moves_batch(main, "Unreachable")
     changed_by_policy(main.mailbox)
     exits(main)
-    kept = list(records(look()))
-    servers = {r["dn"][0]: r["legacyexchangedn"][0] for r in kept if "networkaddress" in r}
-    users = [r for r in kept if "mailnickname" in r]
-    agree("the directory", {guid_text(r["objectguid"][0]): (
-        r["homemdb"][0], r["mail"][0], r.get("proxyaddresses", [])) for r in users},
-          {m.guid: (m.home, m.mail, m.proxies) for m in main.expected.mailboxes})
-    agree("the servers of the mailboxes", [r["msexchhomeservername"][0] for r in users],
-          [servers[r["homemdb"][0].split(",CN=InformationStore,")[1]] for r in users])
+    after = look()
+    agree("the directory", addresses(Organisation(after).mailboxes),
+          addresses(main.expected.mailboxes))
+    for user in records(after):
+        if "mailnickname" in user:
+            agree("the server of " + user["dn"][0], user["msexchhomeservername"][0].split("=")[-1],
+                  components(user["homemdb"][0])[3])
 
     refuses(desktop, "Rehome", "takes no arguments", program, "file.ldif")
     os.environ["KRB5CCNAME"] = "/nowhere"
     refuses(desktop, "Rehome", "run kinit", program)
+    refuses(desktop, "Rehome", "elsewhere.test", *finding)
     os.environ["LDAPURI"] = "ldap://127.77.255.254"
     refuses(desktop, "Rehome", "cannot be reached", program)
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 5:
+    if len(sys.argv) != 4:
         sys.exit(__doc__)
-    with open(sys.argv[3] + "/env", encoding="utf-8") as stream:
-        found = dict(line.rstrip("\n").split("=", 1) for line in stream)
-    os.environ.update(LDAPURI=found["LDAPURI"], KRB5_CONFIG=found["KRB5_CONFIG"],
-                      KRB5CCNAME=found["ADMIN_CACHE"])
-    run(tour, sys.argv[2], sys.argv[1], found, sys.argv[4])
+    run(tour, sys.argv[2], sys.argv[1], sys.argv[3])
