@@ -7,7 +7,11 @@ other tickets, user.cc and expired.cc, and the server's process number, server.p
 they kill is started again. Needs root: the ports are fixed."""
 import os, pathlib, random, signal, socket, subprocess, sys, tempfile, time
 
-REALM, DOMAIN, BASE = "REHOME.TEST", "rehome.test", "DC=rehome,DC=test"
+from samba.auth import system_session
+from samba.param import LoadParm
+from samba.samdb import SamDB
+
+DOMAIN, BASE = "rehome.test", "DC=rehome,DC=test"
 SERVERS = ("CN=Servers,CN=First Administrative Group,CN=Administrative Groups,CN=Test Organisation,"
            "CN=Microsoft Exchange,CN=Services,CN=Configuration," + BASE)
 LEGACY = "/o=Test Organisation/ou=First Administrative Group/cn=Configuration/cn=Servers/cn="
@@ -18,15 +22,6 @@ LOCAL = socket.gethostname().split(".")[0].upper()
 
 def run(*command, **more):
     subprocess.run(command, check=True, text=True, **more)
-
-
-def database(place):
-    from samba.auth import system_session
-    from samba.param import LoadParm
-    from samba.samdb import SamDB
-    parameters = LoadParm(str(place / "smb.conf"))
-    parameters.set("dsdb:schema update allowed", "true")
-    return SamDB(url=f"{place}/private/sam.ldb", session_info=system_session(), lp=parameters)
 
 
 def extend_schema(db):
@@ -74,7 +69,7 @@ def populate(db, address):
 
 
 def provision(place, address):
-    run("samba-tool", "domain", "provision", "--quiet", f"--targetdir={place}", "--realm=" + REALM,
+    run("samba-tool", "domain", "provision", "--quiet", f"--targetdir={place}", "--realm=" + DOMAIN,
         "--domain=REHOME", "--server-role=dc", "--dns-backend=SAMBA_INTERNAL", "--host-name=dc1",
         "--host-ip=" + address, "--adminpass=" + PASSWORD)
     run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
@@ -85,8 +80,9 @@ def provision(place, address):
         (place / name).write_text(text.replace("@PLACE@", str(place)).replace("@ADDRESS@", address))
     (place / "resolv.conf").write_text(f"nameserver {address}\n")
     (place / "hosts").write_text(f"{address} dc1.{DOMAIN} dc1\n")
-    extend_schema(database(place))
-    db = database(place)
+    db = SamDB(f"{place}/private/sam.ldb", session_info=system_session(),
+               lp=LoadParm(f"{place}/smb.conf"))
+    extend_schema(db)
     populate(db, address)
     db.newuser("clerk", PASSWORD)
     db.modify_ldif(f"dn: CN=DC1,OU=Domain Controllers,{BASE}\nchangetype: modify\n"
@@ -102,8 +98,7 @@ def serve(place, address):
         if server.poll() is not None:
             sys.exit("The test directory's server does not start.")
         time.sleep(0.1)
-    (place / "starting.pid").write_text(str(server.pid))
-    (place / "starting.pid").rename(place / "server.pid")
+    (place / "server.pid").write_text(str(server.pid))
     return server
 
 

@@ -1,10 +1,11 @@
 #!/usr/bin/python3
-"""Usage: live_tour.py PROGRAM PICTURES SNAPSHOT
+"""Usage: live_tour.py PICTURES PROGRAM SNAPSHOT
 
 The tour's twin over the Active Directory that samba_directory.py runs. What the window has to show,
 and what the directory must hold in the end, is told from snapshots of it."""
 
 import os
+import pathlib
 import subprocess
 import sys
 
@@ -36,9 +37,8 @@ def tour(desktop, program, snapshot):
     def addresses(mailboxes):
         return {m.guid: (m.home, m.mail, m.proxies) for m in mailboxes}
     before = look()
-    file = desktop.directory + "/noted.ldif"
-    with open(file, "w", encoding="utf-8") as stream:
-        stream.write(before)
+    file = pathlib.Path(desktop.directory, "noted.ldif")
+    file.write_text(before, encoding="utf-8")
     MainWindow(desktop, Organisation(before), TITLE + " (noted.ldif)", MESSAGE,
                program + "-rehearsal", file).refreshed()
     main = MainWindow(desktop, Organisation(before), "Rehome", "Rehome", *finding)
@@ -63,6 +63,4 @@ def tour(desktop, program, snapshot):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 4:
-        sys.exit(__doc__)
-    run(tour, sys.argv[2], sys.argv[1], sys.argv[3])
+    run(tour, *sys.argv[1:])

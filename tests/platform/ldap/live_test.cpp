@@ -9,27 +9,29 @@
 #include "support/recording_engine.h"
 #include "support/test_desktop.h"
 
-#include <QElapsedTimer>
 #include <QProcess>
-#include <QRegularExpression>
 
 #include <arpa/inet.h>
 #include <csignal>
 
 using namespace rehome;
 using test::errorOf;
+using namespace std::chrono_literals;
 
 namespace {
 
 const QString moved = "MailBox moved successfully", failed = "Failed to move mailbox";
 
+void says(const QString& text, const QString& part) {
+    QVERIFY2(text.contains(part), qPrintable(part + " is not in: " + text));
+}
+
 /// The main window, loaded; all that goes over the wire is recorded.
 struct Live {
     Live() { frame.Form_Load(); }
-    QModelIndex find(const QString& mailbox) const {
+    QModelIndex find(const QString& name) const {
         const auto* rows = grid.model();
-        return rows->match(rows->index(0, 1), Qt::DisplayRole, mailbox, 1, Qt::MatchExactly)
-            .value(0);
+        return rows->match(rows->index(0, 1), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
     }
     /// Moves a mailbox and returns the last message.
     QString move(const QString& mailbox, const QString& store) {
@@ -59,27 +61,21 @@ struct Live {
 class LiveTest : public QObject {
     Q_OBJECT
 
-    const QString m_place = qEnvironmentVariable("REHOME_TEST_DIRECTORY");
+    const QByteArray m_place = qgetenv("REHOME_TEST_DIRECTORY") + '/';
     const QString m_address = qEnvironmentVariable("LDAPURI").section("//", 1);
+    const QString m_base = "DC=rehome,DC=test";
     const QString m_server = qEnvironmentVariable("REHOME_TEST_SERVER"); // this host
     const QString m_group = "CN=First Storage Group,CN=InformationStore," + m_server;
-    const QString m_mailboxStore = "CN=Mailbox Store," + m_group;
+    const QString m_groupName = engine::firstValue(m_server) + ":First Storage Group\\";
+    const QString m_store = "CN=Mailbox Store," + m_group,
+                  m_storeName = m_groupName + "Mailbox Store";
     const QString m_accounts = "CN=Accounts\\, Sales," + m_group;
 
-    static QString user(const QString& name) {
-        return "CN=" + name + ",OU=Staff,DC=rehome,DC=test";
-    }
-    QString fullName(const QString& store) const {
-        return engine::firstValue(m_server) + ":First Storage Group\\" + store;
-    }
-    void useTicket(const QString& cache) const {
-        qputenv("KRB5CCNAME", (m_place + '/' + cache).toUtf8());
-    }
+    QString user(const QString& name) const { return "CN=" + name + ",OU=Staff," + m_base; }
+    void useTicket(const char* cache) const { qputenv("KRB5CCNAME", m_place + cache); }
     /// With limits that a test can wait for.
-    static ldap::LdapEngine limited(const QString& servers = {}) {
-        using std::chrono::seconds;
-        return ldap::LdapEngine(
-            {seconds(2), seconds(2), 1000, servers.split(' ', Qt::SkipEmptyParts)});
+    static ldap::LdapEngine limited(const QStringList& servers = {}) {
+        return ldap::LdapEngine({2s, 2s, 1000, servers});
     }
     engine::Entry stored(const QString& dn) const {
         useTicket("admin.cc");
@@ -95,36 +91,39 @@ class LiveTest : public QObject {
         QCOMPARE(QProcess::execute("sh", {"-c", command, ldif}), 0);
     }
     pid_t serverProcess() const {
-        QFile file(m_place + "/server.pid");
+        QFile file(m_place + "server.pid");
         return file.open(QIODevice::ReadOnly) ? file.readAll().toInt() : 0;
     }
     /// Kills the server, and waits until another one answers.
     void restartServer() const {
         const auto before = serverProcess();
         ::kill(before, SIGKILL);
-        QTRY_VERIFY_WITH_TIMEOUT(serverProcess() != before, 60'000);
+        QTRY_VERIFY_WITH_TIMEOUT(serverProcess() > 0 && serverProcess() != before, 60'000);
     }
 
 private Q_SLOTS:
     void initTestCase() {
-        QVERIFY2(!m_place.isEmpty(), "to be run by tests/support/samba_directory.py");
+        QVERIFY2(serverProcess() > 0, "to be run by tests/support/samba_directory.py");
         qputenv("LDAPTLS_REQCERT", "never"); // certificates are checked all the same
     }
     void init() { useTicket("admin.cc"); }
 
-    void contract() {
+    void holdsTheContractAndExplainsRefusals() {
         ldap::LdapEngine engine;
-        const test::ContractNames names{"DC=rehome,DC=test", "OU=Staff,DC=rehome,DC=test",
-                                        user("user0000"),    m_mailboxStore,
-                                        m_accounts,          m_server};
+        const test::ContractNames names{m_base,  "OU=Staff," + m_base, user("user0000"),
+                                        m_store, m_accounts,           m_server};
         test::checkContract(engine, names);
+        const QString missing = errorOf([&] { stored(user("nobody")); });
+        says(missing, "(result 32)");
+        says(missing, "refresh");
+        says(errorOf([&] { stored("CN=a" + QString(QChar(0))); }), "NUL");
     }
 
     void aMoveAndARefreshTakeFewRoundTrips() {
         Live live;
         QStringList& made = live.calls.made;
         made.clear();
-        QCOMPARE(live.move("Mailbox user0001", fullName("Mailbox Store")), moved);
+        QCOMPARE(live.move("Mailbox user0001", m_storeName), moved);
         const auto refresh = made.lastIndexOf(QRegularExpression("modify .*")) + 1;
         QVERIFY2(refresh <= 6, qPrintable(made.join('\n')));
         // With 2 servers that answer, one that does not, 6 storage groups and 8 stores.
@@ -135,36 +134,32 @@ private Q_SLOTS:
         const auto before = stored(user("user0002"));
         useTicket("user.cc");
         Live live;
-        QCOMPARE(live.move("Mailbox user0002", fullName("Mailbox Store")), failed);
-        const QStringList shown = live.desktop.texts(), said = live.journal.lines;
-        QCOMPARE(shown.size(), 3); // the question, the creation's failure, the outcome
-        QVERIFY2(shown.at(1).startsWith("Failed to create mailbox on new location:"),
-                 qPrintable(shown.at(1)));
-        QCOMPARE(said.size(), 2);
-        QVERIFY2(said.at(1).startsWith("drop of {") && said.at(1).contains("(result 50)"),
-                 qPrintable(said.at(1)));
+        QCOMPARE(live.move("Mailbox user0002", m_storeName), failed);
+        // The question, the creation's failure, the outcome; and why the drop did nothing.
+        QCOMPARE(live.desktop.shown.size(), 3);
+        says(live.desktop.texts().at(1), "Failed to create mailbox on new location:");
+        QCOMPARE(live.journal.lines.size(), 2);
+        says(live.journal.lines.at(1), "drop of {");
+        says(live.journal.lines.at(1), "(result 50)");
         QVERIFY(stored(user("user0002")).attributes == before.attributes);
     }
 
     void goesByWhatHasBecomeOfUserAndStore() {
-        const QString deletion = "changetype: delete\n";
-        const QString rename = "changetype: moddn\nnewrdn: CN=%1 now\ndeleteoldrdn: 1\n";
-        for (const auto& [name, ofUser, event] : {std::tuple(QString("a"), true, rename.arg("a")),
-                                                  {"b", true, deletion},
-                                                  {"c", false, rename.arg("c")},
-                                                  {"d", false, deletion}}) {
+        for (const QString& name :
+             QStringList{"renamed user", "deleted user", "renamed store", "deleted store"}) {
+            const bool ofUser = name.endsWith("user"), moves = name == "renamed user";
+            const QString rename = "moddn\nnewrdn: CN=now " + name + "\ndeleteoldrdn: 1";
             const QString store = "CN=" + name + ',' + m_group;
             change(added(store, "msExchPrivateMDB\nsystemFlags: 1073741824") +
-                   added(user(name), QString("user\ndisplayName: %1\nmailNickname: d\nmail: d@x\n"
-                                             "homeMDB: %2")
-                                         .arg(name, m_mailboxStore)));
+                   added(user(name), "user\nmailNickname: d\nmail: d@x\ndisplayName: " + name +
+                                         "\nhomeMDB: " + m_store));
             Live live;
-            change("dn: " + (ofUser ? user(name) : store) + '\n' + event);
-            const bool moves = name == "a";
-            QCOMPARE(live.move(name, fullName(name)), moves ? moved : failed);
+            change("dn: " + (ofUser ? user(name) : store) +
+                   "\nchangetype: " + (name.startsWith("renamed") ? rename : "delete"));
+            QCOMPARE(live.move(name, m_groupName + name), moves ? moved : failed);
             QCOMPARE(live.desktop.shown.size(), moves ? 2 : 3);
             QString now;
-            for (const QString& someone : {user(name), user(name + " now")})
+            for (const QString& someone : {user(name), user("now " + name)})
                 errorOf([&] { now += home(someone); });
             QCOMPARE(now, moves ? store : QString());
         }
@@ -173,16 +168,13 @@ private Q_SLOTS:
     void theLaterOfTwoToolsWins() {
         Live first, second;
         const QString name = "Mailbox user0004";
-        bool asked = false;
         second.desktop.whileShown = [&] {
-            if (std::exchange(asked, true))
-                return;
-            QCOMPARE(first.move(name, fullName("Accounts, Sales")), moved);
-            QCOMPARE(home(user("user0004")), m_accounts);
+            if (first.desktop.shown.isEmpty())
+                QCOMPARE(first.move(name, m_groupName + "Accounts, Sales"), moved);
         };
-        QCOMPARE(second.move(name, fullName("Mailbox Store")), moved);
-        QCOMPARE(home(user("user0004")), m_mailboxStore);
-        QVERIFY(second.journal.lines.value(0).contains("CN=Accounts"));
+        QCOMPARE(second.move(name, m_storeName), moved);
+        QCOMPARE(home(user("user0004")), m_store);
+        says(second.journal.lines.value(0), "CN=Accounts"); // where it was then
     }
 
     void anyNameSurvives() {
@@ -194,8 +186,8 @@ private Q_SLOTS:
                                 "mailNickname: o\nhomeMDB: " +
                                     store));
         Live live;
-        QCOMPARE(live.move(shown, fullName("Mailbox Store")), moved);
-        QCOMPARE(home(user(odd)), m_mailboxStore);
+        QCOMPARE(live.move(shown, m_storeName), moved);
+        QCOMPARE(home(user(odd)), m_store);
         const int item = live.chooser.findText("(a*b)", Qt::MatchContains);
         QCOMPARE(live.move(shown, live.chooser.itemText(item)), moved);
         QCOMPARE(engine::firstValue(home(user(odd))), engine::firstValue(store));
@@ -205,40 +197,30 @@ private Q_SLOTS:
         QVERIFY(!person->Mailbox()->FolderLocation().isEmpty());
     }
 
-    void aRefusedRequestSaysWhyAndWhatHelps() {
-        const QString missing = errorOf([&] { stored(user("nobody")); });
-        QVERIFY2(missing.contains("(result 32)") && missing.contains("refresh"),
-                 qPrintable(missing));
-        const QString nul = errorOf([&] { stored("CN=a" + QString(QChar(0))); });
-        QVERIFY2(nul.contains("NUL"), qPrintable(nul));
-    }
-
     void signingOnSaysWhatIsMissing() {
         // Another spelling of the address, which the certificate does not hold.
         const QString alias = QString::number(ntohl(inet_addr(qPrintable(m_address))));
         const QString starting = "ldap://%1/??\?\?%2StartTLS";
-        struct Case {
-            QString ticket, servers, said;
-        };
+        using Case = std::tuple<const char*, QStringList, QString>;
         for (const auto& [ticket, servers, said] :
-             QList<Case>{{"none.cc", "ldap://" + m_address, "no Kerberos ticket: run kinit"},
-                         {"expired.cc", "ldap://" + m_address, "has expired: run kinit"},
-                         {"admin.cc", "ldap://127.77.255.254", "cannot be reached"},
-                         {"admin.cc", "ldap://127.77.255.254 ldap://" + m_address, ""},
-                         {"admin.cc", "ldaps://" + m_address, ""},
-                         {"admin.cc", starting.arg(m_address, "!"), ""},
-                         {"admin.cc", "ldaps://" + alias, "is not trusted"},
-                         {"admin.cc", starting.arg(alias, ""), "is not trusted"}}) {
+             QList<Case>{{"none.cc", {}, "no Kerberos ticket: run kinit"},
+                         {"expired.cc", {}, "has expired: run kinit"},
+                         {"admin.cc", {"ldap://127.77.255.254"}, "cannot be reached"},
+                         {"admin.cc", {"ldap://127.77.255.254", "ldap://" + m_address}, ""},
+                         {"admin.cc", {"ldaps://" + m_address}, ""},
+                         {"admin.cc", {starting.arg(m_address, "!")}, ""},
+                         {"admin.cc", {"ldaps://" + alias}, "is not trusted"},
+                         {"admin.cc", {starting.arg(alias, "")}, "is not trusted"}}) {
             useTicket(ticket);
             const QString seen = errorOf([&] { test::one(*limited(servers).openSession(), ""); });
-            QVERIFY2(seen.isEmpty() == said.isEmpty() && seen.contains(said),
-                     qPrintable(ticket + ' ' + servers + ": " + seen));
+            says(seen, said);
+            QVERIFY2(seen.isEmpty() == said.isEmpty(), qPrintable(seen));
         }
     }
 
     void listsThousandsOrFails() {
         const engine::SearchRequest everybody{
-            "DC=rehome,DC=test", engine::Scope::Subtree, "(sAMAccountName=crowd*)", {"cn"}};
+            m_base, engine::Scope::Subtree, "(sAMAccountName=crowd*)", {"cn"}};
         ldap::LdapEngine engine = limited();
         const auto session = engine.openSession();
         const QStringList listed = test::names(*session, everybody);
@@ -246,13 +228,11 @@ private Q_SLOTS:
         const auto entries = session->search(everybody);
         QVERIFY(entries->next());
         restartServer();
-        int more = 0;
-        const QString said = errorOf([&] {
+        const QString cut = errorOf([&] {
             while (entries->next())
-                ++more;
+                ;
         });
-        QVERIFY2(said.contains("connection to the server was lost"), qPrintable(said));
-        QVERIFY(more < 2999);
+        says(cut, "connection to the server was lost");
         // Afterwards it works again, and a restart between two operations is not noticed.
         QCOMPARE(test::one(*session, user("user0003")).text("mail"), "user0003@rehome.test");
         restartServer();
@@ -263,16 +243,14 @@ private Q_SLOTS:
         ldap::LdapEngine engine = limited();
         const auto session = engine.openSession();
         ::kill(serverProcess(), SIGSTOP);
-        QElapsedTimer time;
-        time.start();
+        const QDeadlineTimer limit(9s);
         const QStringList said{
             errorOf([&] { test::one(*session, ""); }), errorOf([&] { test::one(*session, ""); }),
-            errorOf([&] { (void)limited("ldaps://" + m_address).openSession(); })};
-        const auto taken = time.elapsed();
+            errorOf([&] { (void)limited({"ldaps://" + m_address}).openSession(); })};
         ::kill(serverProcess(), SIGCONT);
+        QVERIFY(!limit.hasExpired());
         for (const QString& one : said)
-            QVERIFY2(one.contains("no answer within 2 seconds"), qPrintable(one));
-        QVERIFY2(taken < 9000, qPrintable(QString::number(taken)));
+            says(one, "no answer within 2 seconds");
         QCOMPARE(test::one(*session, user("user0005")).text("mail"), "user0005@rehome.test");
     }
 };
