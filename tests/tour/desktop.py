@@ -4,8 +4,8 @@ clicks and keys."""
 import contextlib
 import os
 import re
-import subprocess
 import time
+from subprocess import DEVNULL, PIPE, Popen, run
 
 import gi
 import ldb
@@ -21,32 +21,31 @@ def agree(what, seen, expected):
         raise AssertionError(f"{what}: expected\n    {expected!r}\nbut saw\n    {seen!r}")
 
 
-def until(what, condition, seconds=15):
+def until(what, condition):
     """The first true result of the condition."""
-    end = time.monotonic() + seconds
+    end = time.monotonic() + 60
     while time.monotonic() < end:
         # What is being read may just go away.
         with contextlib.suppress(GLib.Error):
             if result := condition():
                 return result
         time.sleep(0.02)
-    raise TimeoutError(f"waited {seconds} seconds in vain: {what}")
+    raise TimeoutError("waited 60 seconds in vain: " + what)
 
 
-def start(*command, **streams):
+def start(*command, stdout=DEVNULL, stderr=DEVNULL):
     # Ends with the tour, also if that is killed.
-    silent = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL)
-    return subprocess.Popen(["setpriv", "--pdeathsig", "TERM", *command], text=True,
-                            **(silent | streams))
+    return Popen(["setpriv", "--pdeathsig", "TERM", *command], stdout=stdout, stderr=stderr,
+                 text=True)
 
 
 def address(*server):
     """Where a server that has been started can be reached, which it tells by itself."""
-    return start(*server, stdout=subprocess.PIPE).stdout.readline().strip()
+    return start(*server, stdout=PIPE).stdout.readline().strip()
 
 
 def xdotool(*command):
-    subprocess.run(["xdotool", *command], check=True)
+    run(["xdotool", *command], check=True)
 
 
 class Desktop:
@@ -67,12 +66,12 @@ class Desktop:
     def picture(self, name):
         self.taken += 1
         file = f"{self.pictures}/{self.taken:02}-{name}.png"
-        subprocess.run(["import", "-silent", "-window", "root", file], check=True, timeout=20)
+        run(["import", "-silent", "-window", "root", file], check=True, timeout=20)
 
 
 class Program:
     def __init__(self, *command):
-        self.process = start(*command, stderr=subprocess.PIPE)
+        self.process = start(*command, stderr=PIPE)
 
     def windows(self, title, role):
         return [window for program in Widget(Atspi.get_desktop(0)).children()
@@ -80,8 +79,17 @@ class Program:
                 for window in program.children()
                 if (window.name, window.role) == (title, role) and window.has("SHOWING")]
 
-    def window(self, title, role="dialog", seconds=15):
-        return until(f'a window titled "{title}"', lambda: self.windows(title, role), seconds)[0]
+    def window(self, title, role="dialog"):
+        return until(f'a window titled "{title}"', lambda: self.windows(title, role))[0]
+
+    def answer(self, title, text, key="Return", meanwhile=lambda: None):
+        """Answers a message box, having compared its text."""
+        box = self.window(title)
+        agree(f'the text of "{title}"', box.texts(), [text])
+        until("the box has the focus", lambda: box.has("ACTIVE"))
+        meanwhile()
+        xdotool("key", key)
+        until(f'"{title}" goes away', lambda: not self.windows(title, "dialog"))
 
     def directory(self):
         """The rehearsal's records, which it keeps in a file without a name."""
@@ -91,7 +99,7 @@ class Program:
 
     def ended(self, status):
         """What it has written to the standard error stream, when it ends with the status."""
-        errors = self.process.communicate(timeout=15)[1].splitlines()
+        errors = self.process.communicate(timeout=60)[1].splitlines()
         agree("the exit status", self.process.returncode, status)
         return [line.removeprefix("rehome: ") for line in errors if line.startswith("rehome: ")]
 
@@ -113,9 +121,8 @@ class Widget:
         return box.x, box.y, box.width, box.height
 
     def children(self):
-        found = (self.accessible.get_child_at_index(i)
-                 for i in range(self.accessible.get_child_count()))
-        return [Widget(child) for child in found if child]
+        return [Widget(child) for i in range(self.accessible.get_child_count())
+                if (child := self.accessible.get_child_at_index(i))]
 
     def all(self, role):
         """Those of a role at any depth, in order; not inside tables and lists."""
@@ -126,31 +133,28 @@ class Widget:
                 yield from child.all(role)
 
     def one(self, role, name):
-        found = [widget for widget in self.all(role) if widget.name == name]
-        agree(f'number of elements "{name}" ({role})', len(found), 1)
-        return found[0]
+        return until(f'an element "{name}" ({role})',
+                     lambda: [widget for widget in self.all(role) if widget.name == name])[0]
 
     def texts(self):
         return [label.name for label in self.all("label")]
 
-    def cells(self):
-        """A table's texts, row by row, without the narrow first column."""
-        rows, columns = self.accessible.get_n_rows(), self.accessible.get_n_columns()
-        return [tuple(self.cell(row, column).name for column in range(1, columns))
-                for row in range(rows)]
-
     def cell(self, row, column):
         return Widget(self.accessible.get_accessible_at(row, column))
 
-    def click(self, right=None):
-        """In the middle, or at a distance from the right edge."""
+    def cells(self):
+        """A table's texts, row by row, without the narrow first column."""
+        return [tuple(self.cell(row, column).name for column in (1, 2, 3))
+                for row in range(self.accessible.get_n_rows())]
+
+    def click(self, at=0.5):
+        """Somewhere between its left edge, 0, and its right edge, 1."""
         x, y, width, height = self.area()
-        xdotool("mousemove", str(x + width - (right or width // 2)), str(y + height // 2),
-                "click", "1")
+        xdotool("mousemove", str(x + int(at * width)), str(y + height // 2), "click", "1")
 
     def pick(self, text):
         """Opens a combo box and picks an item."""
-        self.click(right=10)
+        self.click(at=0.97)
         items, = self.all("list")
         until(f'the list of "{self.name}" is open', lambda: items.has("SHOWING"))
         items.one("list item", text).click()

@@ -5,7 +5,7 @@ import uuid
 
 import ldb
 
-STATES = {"0": "Online", "1": "Offline", "2": "Mounting", "3": "Dismounting"}
+STATES = ["Online", "Offline", "Mounting", "Dismounting"]
 
 
 def guid_text(octets):
@@ -32,18 +32,17 @@ def full_name(store):
 
 
 class Mailbox:
-    def __init__(self, user, state):
-        self.name, self.dn = user["displayname"][0], user["dn"][0]
-        self.guid = guid_text(user["objectguid"][0])
+    def __init__(self, user, state=None):
+        self.name, self.dn, self.state = user["displayname"][0], user["dn"][0], state
+        self.guid, self.home = guid_text(user["objectguid"][0]), user["homemdb"][0]
         self.mail, self.proxies = user["mail"][0], user.get("proxyaddresses", [])
-        self.home, self.state, self.slow = user["homemdb"][0], state, "rehomeopensafter" in user
         self.policy = "rehomepolicyaddress" in user
 
     row = property(lambda self: (self.name, full_name(self.home), self.state))
-    # What is written down before the mailbox is dropped.
-    drop = property(lambda self: {"objectGUID": self.guid, "distinguishedName": self.dn,
-                                  "homeMDB": self.home, "mail": self.mail,
-                                  "proxyAddresses": self.proxies})
+    # What the directory holds, and what is written down before the mailbox is dropped.
+    entry = property(lambda self: {"objectGUID": self.guid, "distinguishedName": self.dn,
+                                   "homeMDB": self.home, "mail": self.mail,
+                                   "proxyAddresses": self.proxies})
 
 
 class Organisation:
@@ -52,10 +51,9 @@ class Organisation:
         # The stores on servers that are down and in recovery storage groups are not listed.
         without = tuple("," + r["dn"][0] for r in found if r.get("rehomeserverdown") == ["TRUE"]
                         or r.get("msexcheseparambasename", [""])[0].startswith("R"))
-        states = {
-            r["dn"][0]: STATES[r.get("rehomestorestate", ["0"])[0]] for r in found
-            if "msExchPrivateMDB" in r.get("objectclass", [])
-            and not r["dn"][0].endswith(without)}
+        states = {r["dn"][0]: STATES[int(r.get("rehomestorestate", "0")[0])] for r in found
+                  if "msExchPrivateMDB" in r.get("objectclass", [])
+                  and not r["dn"][0].endswith(without)}
         self.mailboxes = [
             Mailbox(r, states.get(r["homemdb"][0], "Unreachable")) for r in found
             if "mailnickname" in r and "mail" in r and "homemdb" in r
@@ -69,7 +67,7 @@ class Organisation:
 
     def move(self, mailboxes):
         """As the tool has to."""
-        self.drops += [mailbox.drop for mailbox in mailboxes]
+        self.drops += [mailbox.entry for mailbox in mailboxes]
         self.moved += mailboxes
         for mailbox in mailboxes:
             mailbox.home, mailbox.state = self.destination, "Online"
