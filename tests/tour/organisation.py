@@ -1,88 +1,73 @@
 """What the window has to show of an organisation, told from its LDIF alone."""
 
-import base64
 import re
 import uuid
 
-STATES = {"0": "Online", "1": "Offline", "2": "Mounting", "3": "Dismounting"}
+import ldb
 
-
-def records(ldif):
-    """Each record as a dictionary of lists, attribute names in small letters."""
-    for block in re.split(r"\n\s*\n", re.sub(r"\n ", "", ldif)):
-        record = {}
-        for line in block.splitlines():
-            match = re.match(r"([\w-]+)(::?) ?(.*)", line)
-            if match and not line.startswith("version:"):
-                name, colons, value = match.groups()
-                value = base64.b64decode(value) if colons == "::" else value.encode()
-                value = value if name.upper().endswith("GUID") else value.decode()
-                record.setdefault(name.lower(), []).append(value)
-        if record:
-            yield record
-
-
-def components(name):
-    return [part.split("=", 1)[1].replace("\\", "")
-            for part in re.split(r"(?<!\\),", name)]
-
-
-def full_name(store):
-    name, group, _, server = components(store)[:4]
-    return f"{server}:{group}\\{name}"
+STATES = ["Online", "Offline", "Mounting", "Dismounting"]
 
 
 def guid_text(octets):
     return "{" + str(uuid.UUID(bytes_le=octets)).upper() + "}"
 
 
+def record(entry):
+    """An entry as a dictionary of lists, attribute names in small letters."""
+    return {"dn": [str(entry.dn)]} | {
+        name.lower(): [value if name.upper().endswith("GUID") else value.decode()
+                       for value in map(bytes, entry[name])] for name in entry if name != "dn"}
+
+
+def records(ldif):
+    # The line with the version is unknown to the parser.
+    entries = ldb.Ldb().parse_ldif(re.sub("^version:.*\n", "", ldif, flags=re.MULTILINE))
+    return [record(entry) for _, entry in entries]
+
+
+def full_name(store):
+    components = ldb.Dn(ldb.Ldb(), store)
+    name, group, _, server = (components.get_component_value(i) for i in range(4))
+    return f"{server}:{group}\\{name}"
+
+
 class Mailbox:
-    def __init__(self, user, state):
-        def first(name):
-            return user.get(name, [None])[0]
-        self.name, self.dn = first("displayname"), first("dn")
-        self.guid = guid_text(first("objectguid"))
-        self.mail, self.proxies = first("mail"), user.get("proxyaddresses", [])
-        self.home, self.state, self.slow = first("homemdb"), state, "rehomeopensafter" in user
-        self.policy = first("rehomepolicyaddress")
+    def __init__(self, user, state=None):
+        self.name, self.dn, self.state = user["displayname"][0], user["dn"][0], state
+        self.guid, self.home = guid_text(user["objectguid"][0]), user["homemdb"][0]
+        self.mail, self.proxies = user["mail"][0], user.get("proxyaddresses", [])
+        self.policy = "rehomepolicyaddress" in user
 
     row = property(lambda self: (self.name, full_name(self.home), self.state))
-    # What is written down before the mailbox is dropped.
-    drop = property(lambda self: {"objectGUID": self.guid, "distinguishedName": self.dn,
-                                  "homeMDB": self.home, "mail": self.mail,
-                                  "proxyAddresses": self.proxies})
+    # What the directory holds, and what is written down before the mailbox is dropped.
+    entry = property(lambda self: {"objectGUID": self.guid, "distinguishedName": self.dn,
+                                   "homeMDB": self.home, "mail": self.mail,
+                                   "proxyAddresses": self.proxies})
 
 
 class Organisation:
     def __init__(self, ldif):
-        found = list(records(ldif))
-        self.local = next(r["rehomelocalserver"][0] for r in found if "rehomelocalserver" in r)
-        down = [r["name"][0] for r in found if r.get("rehomeserverdown") == ["TRUE"]]
-        recovery = [r["dn"][0] for r in found
-                    if r.get("msexcheseparambasename", [""])[0].startswith("R")]
-        self.states = {}  # of the stores that can be listed, by distinguished name
-        for r in found:
-            if "msExchPrivateMDB" in r.get("objectclass", []):
-                name = r["dn"][0]
-                group = re.split(r"(?<!\\),", name, maxsplit=1)[1]
-                if components(name)[3] not in down and group not in recovery:
-                    self.states[name] = STATES[r.get("rehomestorestate", ["0"])[0]]
+        found = records(ldif)
+        # The stores on servers that are down and in recovery storage groups are not listed.
+        without = tuple("," + r["dn"][0] for r in found if r.get("rehomeserverdown") == ["TRUE"]
+                        or r.get("msexcheseparambasename", [""])[0].startswith("R"))
+        states = {r["dn"][0]: STATES[int(r.get("rehomestorestate", "0")[0])] for r in found
+                  if "msExchPrivateMDB" in r.get("objectclass", [])
+                  and not r["dn"][0].endswith(without)}
         self.mailboxes = [
-            Mailbox(r, self.states.get(r["homemdb"][0], "Unreachable")) for r in found
+            Mailbox(r, states.get(r["homemdb"][0], "Unreachable")) for r in found
             if "mailnickname" in r and "mail" in r and "homemdb" in r
             and ",CN=Microsoft Exchange System Objects," not in r["dn"][0]]
+        local = next(r["rehomelocalserver"][0] for r in found if "rehomelocalserver" in r) + ":"
+        # A plainly named local store that is online and does not hold the last mailbox.
+        self.destination = next(
+            store for store, state in states.items() if full_name(store).startswith(local)
+            and state == "Online" and store != self.mailboxes[-1].home and "\\" not in store)
         self.drops, self.moved = [], []
 
-    def destination(self):
-        """A plainly named local store that is online and does not hold the last mailbox."""
-        return next(full_name(s) for s, state in self.states.items() if state == "Online"
-                    and components(s)[3] == self.local and s != self.mailboxes[-1].home
-                    and "\\" not in s)
-
-    def move(self, mailboxes, destination):
+    def move(self, mailboxes):
         """As the tool has to."""
+        self.drops += [mailbox.entry for mailbox in mailboxes]
+        self.moved += mailboxes
         for mailbox in mailboxes:
-            self.drops.append(mailbox.drop)
-            mailbox.home = next(s for s in self.states if full_name(s) == destination)
-            mailbox.state = self.states[mailbox.home]
-            self.moved.append(mailbox)
+            mailbox.home, mailbox.state = self.destination, "Online"
