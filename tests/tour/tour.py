@@ -40,22 +40,18 @@ class MainWindow(Program):
         until("Refresh and Move are enabled",
               lambda: self.move.has("SENSITIVE") and self.refresh.has("SENSITIVE"))
         agree("the grid", self.grid.cells(), [m.row for m in self.expected.mailboxes])
-        self.chooser_shown()
+        store = self.grid.cell(len(self.expected.mailboxes) - 1, 2)
+        until("the chooser shows the last row's store and covers it", lambda: (
+            self.chooser.has("SHOWING"), self.chooser.name, self.chooser.area()) == (
+            True, self.mailbox.row[1], store.area()))
         agree("All is chosen", self.all.has("CHECKED"), True)
         agree("the lists of stores", (self.source.name, self.destination.name), (PROMPT, PROMPT))
 
-    def chooser_shown(self):
-        """The store chooser covers the last row's store and shows it."""
-        store = self.grid.cell(len(self.expected.mailboxes) - 1, 2)
-        until("the chooser stands over the last row", lambda: self.chooser.has("SHOWING")
-              and (self.chooser.area(), self.chooser.name) == (store.area(), self.mailbox.row[1]))
-
     def choose(self, **answer):
         """Picks the destination for the last row, which is in view, and answers the question."""
-        self.chooser_shown()
         self.chooser.pick(self.store)
         self.answer(" Move Mailbox ", f"Are you sure you want to move {self.mailbox.name} from \n"
-                 f"-> {self.mailbox.row[1]}\n\t\t- TO -\n-> {self.store}", **answer)
+                    f"-> {self.mailbox.row[1]}\n\t\t- TO -\n-> {self.store}", **answer)
 
     def moved(self, mailboxes, title, text, picture):
         self.expected.move(mailboxes)
@@ -74,6 +70,7 @@ def moves_one(main):
     until("the chooser is hidden", lambda: not main.chooser.has("SHOWING"))
     main.desktop.picture("answered-no")
     main.grid.cell(len(main.expected.mailboxes) - 1, 1).click()
+    main.refreshed()
     main.choose()
     main.moved([main.mailbox], "Mailbox move", "MailBox moved successfully", "moved-one")
 
@@ -86,7 +83,7 @@ def moves_batch(main, state):
     main.destination.pick(main.store)
     xdotool("key", "alt+m")
     main.answer(" Move Mailbox ",
-             f"Are you Sure You want to Move selected MailBoxes to -\n\n-> {main.store}")
+                f"Are you Sure You want to Move selected MailBoxes to -\n\n-> {main.store}")
     qualified = [m for m in main.expected.mailboxes if m.state == state]
     main.moved(qualified, main.message, f"{len(qualified)} MailBoxes Moved Successfully",
                f"moved-{state.lower()}")
