@@ -10,10 +10,10 @@ import subprocess
 import sys
 
 from desktop import agree
-from organisation import Organisation, components, records
+from organisation import Organisation, full_name, records
 from tour import MESSAGE, TITLE, MainWindow, exits, moves_batch, moves_one, refuses, run
 
-LOCAL = components(os.environ["REHOME_TEST_SERVER"])[0]
+LOCAL = os.environ["REHOME_TEST_SERVER"].split(",")[0].removeprefix("CN=")
 
 
 def changed_by_policy(user):
@@ -52,7 +52,7 @@ def tour(desktop, program, snapshot):
     for user in records(after):
         if "mailnickname" in user:
             agree("the server of " + user["dn"][0], user["msexchhomeservername"][0].split("=")[-1],
-                  components(user["homemdb"][0])[3])
+                  full_name(user["homemdb"][0]).split(":")[0])
 
     refuses(desktop, "Rehome", "takes no arguments", program, "file.ldif")
     os.environ["KRB5CCNAME"] = "/nowhere"
