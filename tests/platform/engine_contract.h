@@ -27,23 +27,20 @@ QString errorOf(Action&& action) {
     return {};
 }
 
-inline QList<engine::Entry> all(engine::Session& session, const engine::SearchRequest& request) {
-    QList<engine::Entry> found;
-    const auto entries = session.search(request);
-    while (auto entry = entries->next())
-        found.append(*entry);
-    return found;
-}
-
 inline QStringList names(engine::Session& session, const engine::SearchRequest& request) {
     QStringList names;
-    for (const auto& entry : all(session, request))
-        names.append(entry.distinguishedName);
+    const auto entries = session.search(request);
+    while (const auto entry = entries->next())
+        names += entry->distinguishedName;
     return names;
 }
 
-inline engine::Entry one(engine::Session& session, const QString& base) {
-    return all(session, {base, engine::Scope::Base, "(objectClass=*)", {}}).value(0);
+/// Empty where there is no such object; all its attributes where none are named.
+inline engine::Entry one(engine::Session& session, const QString& base,
+                         const QStringList& attributes = {}) {
+    return session.search({base, engine::Scope::Base, "(objectClass=*)", attributes})
+        ->next()
+        .value_or(engine::Entry());
 }
 
 inline QString guidBase(const engine::Entry& entry) {
@@ -85,11 +82,10 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
     for (const auto& [base, scope, filter, object, found] : searches)
         QVERIFY2(names(*session, {base, scope, filter, {"name"}}).contains(object) == found,
                  qPrintable(base + ' ' + filter + ' ' + object));
-    const auto root = all(*session, {{}, Base, any, {"DEFAULTNAMINGCONTEXT"}}).value(0);
+    const auto root = one(*session, {}, {"DEFAULTNAMINGCONTEXT"});
     QCOMPARE(root.text("defaultNamingContext"), at.domain);
     QCOMPARE(root.attributes.size(), size_t(1));
-    const QStringList wanted{"DISPLAYname", "objectguid", "noSuchAttribute"};
-    const auto some = all(*session, {at.user, Base, any, wanted}).value(0);
+    const auto some = one(*session, at.user, {"DISPLAYname", "objectguid", "noSuchAttribute"});
     QCOMPARE(some.attributes.size(), size_t(2));
     QCOMPARE(some.attributes.begin()->first, "displayName");
 

@@ -99,10 +99,6 @@ struct Server {
     std::unique_ptr<engine::Session> session = engine.openSession();
 };
 
-engine::SearchRequest request(const QString& attribute, engine::Scope scope = {}) {
-    return {"CN=x", scope, "(objectClass=*)", {attribute}};
-}
-
 /// The names from CN=first to CN=last-1.
 QByteArrayList numbered(int first, int last) {
     QByteArrayList names;
@@ -130,7 +126,8 @@ private Q_SLOTS:
                        LDAP_TAG_CONTROLS, LDAP_CONTROL_PAGEDRESULTS, LBER_OCTETSTRING, 0,
                        cookie.data());
         }};
-        auto found = test::names(*server.session, request("cn", engine::Scope::Subtree));
+        auto found = test::names(*server.session,
+                                 {"CN=x", engine::Scope::Subtree, "(objectClass=*)", {"cn"}});
         QCOMPARE(found.size(), 2500);
         QCOMPARE(found.removeDuplicates(), 0);
         QCOMPARE(server.requests, 3);
@@ -143,7 +140,7 @@ private Q_SLOTS:
                         numbered(first, last));
             asked.result();
         }};
-        const auto entry = test::all(*server.session, request("member")).value(0);
+        const auto entry = test::one(*server.session, "CN=x", {"member"});
         QCOMPARE(entry.attributes.size(), size_t(1));
         QCOMPARE(entry.values("member"), numbered(0, 3200));
     }
@@ -155,7 +152,7 @@ private Q_SLOTS:
                 asked.send("{it{esst{s}}}", LDAP_RES_SEARCH_RESULT, code, "", "something else",
                            LDAP_TAG_REFERRAL, "ldap://other.test/CN=x");
             }};
-            const auto entries = server.session->search(request("cn"));
+            const auto entries = server.session->search({"CN=x", {}, "(objectClass=*)", {}});
             for (int i = 0; i < 7; ++i)
                 QVERIFY(entries->next());
             const QString said = test::errorOf([&] { entries->next(); });
@@ -174,8 +171,8 @@ private Q_SLOTS:
             modify();
             QTest::qSleep(100);
         }
-        test::all(*server.session, request("cn"));
-        test::all(*server.session, request("cn")); // unanswered
+        test::one(*server.session, "CN=x");
+        test::one(*server.session, "CN=x"); // unanswered
         QCOMPARE(server.requests, 5);
         const QString said = test::errorOf(modify); // unanswered
         QVERIFY2(said.contains("not known whether the change was made"), qPrintable(said));
