@@ -20,8 +20,9 @@ def record(entry):
 
 
 def records(ldif):
-    # The line with the version is unknown to the parser.
-    entries = ldb.Ldb().parse_ldif(re.sub("^version:.*\n", "", ldif, flags=re.MULTILINE))
+    # The parser knows no version, and takes nothing but comments for a broken record.
+    known = re.sub(r"^(version:|#).*\n( .*\n)*", "", ldif, flags=re.MULTILINE)
+    entries = ldb.Ldb().parse_ldif(known.rstrip() + "\n")
     return [record(entry) for _, entry in entries]
 
 
