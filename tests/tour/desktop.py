@@ -39,9 +39,9 @@ def start(*command, stdout=DEVNULL, stderr=DEVNULL):
                  text=True)
 
 
-def address(*server):
+def address(server):
     """Where a server that has been started can be reached, which it tells by itself."""
-    return start(*server, stdout=PIPE).stdout.readline().strip()
+    return start(*server.split(), stdout=PIPE).stdout.readline().strip()
 
 
 def xdotool(*command):
@@ -55,10 +55,8 @@ class Desktop:
         os.environ.update(HOME=directory, XDG_RUNTIME_DIR=directory, LC_ALL="C.UTF-8",
                           QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
                           QT_SCALE_FACTOR="1", AT_SPI_BUS_ADDRESS="")
-        os.environ["DISPLAY"] = ":" + address(
-            "Xvfb", "-displayfd", "1", "-screen", "0", "1024x768x24", "-nolisten", "tcp")
-        os.environ["DBUS_SESSION_BUS_ADDRESS"] = address(
-            "dbus-daemon", "--session", "--nofork", "--print-address")
+        os.environ["DISPLAY"] = ":" + address("Xvfb -displayfd 1 -screen 0 1024x768x24")
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = address("dbus-daemon --session --print-address")
         start("openbox", "--sm-disable")
         # What the windows show is read afresh each time.
         Atspi.get_desktop(0).set_cache_mask(Atspi.Cache.NONE)
@@ -66,7 +64,7 @@ class Desktop:
     def picture(self, name):
         self.taken += 1
         file = f"{self.pictures}/{self.taken:02}-{name}.png"
-        run(["import", "-silent", "-window", "root", file], check=True, timeout=20)
+        run(["import", "-silent", "-window", "root", file], check=True)
 
 
 class Program:
@@ -132,10 +130,6 @@ class Widget:
             if child.role not in ("table", "list"):
                 yield from child.all(role)
 
-    def one(self, role, name):
-        return until(f'an element "{name}" ({role})',
-                     lambda: [widget for widget in self.all(role) if widget.name == name])[0]
-
     def texts(self):
         return [label.name for label in self.all("label")]
 
@@ -157,4 +151,5 @@ class Widget:
         self.click(at=0.97)
         items, = self.all("list")
         until(f'the list of "{self.name}" is open', lambda: items.has("SHOWING"))
-        items.one("list item", text).click()
+        item, = (item for item in items.children() if item.name == text)
+        item.click()

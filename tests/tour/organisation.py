@@ -1,6 +1,5 @@
 """What the window has to show of an organisation, told from its LDIF alone."""
 
-import re
 import uuid
 
 import ldb
@@ -20,14 +19,13 @@ def record(entry):
 
 
 def records(ldif):
-    # The line with the version is unknown to the parser.
-    entries = ldb.Ldb().parse_ldif(re.sub("^version:.*\n", "", ldif, flags=re.MULTILINE))
+    # The parser does not know the line with the version.
+    entries = ldb.Ldb().parse_ldif(ldif.replace("\nversion: 1\n", "\n"))
     return [record(entry) for _, entry in entries]
 
 
 def full_name(store):
-    components = ldb.Dn(ldb.Ldb(), store)
-    name, group, _, server = (components.get_component_value(i) for i in range(4))
+    name, group, _, server = (ldb.Dn(ldb.Ldb(), store).get_component_value(i) for i in range(4))
     return f"{server}:{group}\\{name}"
 
 
@@ -54,12 +52,11 @@ class Organisation:
         states = {r["dn"][0]: STATES[int(r.get("rehomestorestate", "0")[0])] for r in found
                   if "msExchPrivateMDB" in r.get("objectclass", [])
                   and not r["dn"][0].endswith(without)}
-        self.mailboxes = [
-            Mailbox(r, states.get(r["homemdb"][0], "Unreachable")) for r in found
-            if "mailnickname" in r and "mail" in r and "homemdb" in r
-            and ",CN=Microsoft Exchange System Objects," not in r["dn"][0]]
-        local = next(r["rehomelocalserver"][0] for r in found if "rehomelocalserver" in r) + ":"
+        self.mailboxes = [Mailbox(r, states.get(r["homemdb"][0], "Unreachable")) for r in found
+                          if {"mailnickname", "mail", "homemdb"} <= r.keys()
+                          and ",CN=Microsoft Exchange System Objects," not in r["dn"][0]]
         # A plainly named local store that is online and does not hold the last mailbox.
+        local = found[0]["rehomelocalserver"][0] + ":"
         self.destination = next(
             store for store, state in states.items() if full_name(store).startswith(local)
             and state == "Online" and store != self.mailboxes[-1].home and "\\" not in store)

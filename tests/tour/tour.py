@@ -18,7 +18,6 @@ from organisation import Mailbox, Organisation, full_name
 SHIPPED = Path(__file__).parent / "../../src/platform/embedded/organisation.ldif"
 TITLE = "Rehome – REHEARSAL, nothing real is touched"
 MESSAGE = "Rehome rehearsal"
-PROMPT = "--- Click to Select ---"
 
 
 class MainWindow(Program):
@@ -27,25 +26,26 @@ class MainWindow(Program):
         self.mailbox, self.store = expected.mailboxes[-1], full_name(expected.destination)
         super().__init__(*command)
         window = self.window(title, role="filler")
-        agree("the frames", [panel.name for panel in window.all("panel")],
-              ["Migration Options", "Source of the migration", "Destination of the migration"])
-        self.grid = window.one("table", "Mailboxes")
+        agree("the names of the parts", [
+            w.name for role in ("panel", "table", "push button") for w in window.all(role)], [
+                "Migration Options", "Source of the migration", "Destination of the migration",
+                "Mailboxes", "Move the selected mailboxes", "Refresh the list", "Exit"])
+        self.grid, = window.all("table")
         self.status, self.source, self.destination, self.chooser = window.all("combo box")
         self.all, self.by_status, _ = window.all("radio button")
-        self.move = window.one("push button", "Move the selected mailboxes")
-        self.refresh = window.one("push button", "Refresh the list")
+        self.buttons = list(window.all("push button"))
 
     def refreshed(self):
         """Waits for the end of whatever goes on, then compares all that the window shows."""
-        until("Refresh and Move are enabled",
-              lambda: self.move.has("SENSITIVE") and self.refresh.has("SENSITIVE"))
+        until("the buttons are enabled", lambda: all(b.has("SENSITIVE") for b in self.buttons))
         agree("the grid", self.grid.cells(), [m.row for m in self.expected.mailboxes])
         store = self.grid.cell(len(self.expected.mailboxes) - 1, 2)
         until("the chooser shows the last row's store and covers it", lambda: (
             self.chooser.has("SHOWING"), self.chooser.name, self.chooser.area()) == (
             True, self.mailbox.row[1], store.area()))
         agree("All is chosen", self.all.has("CHECKED"), True)
-        agree("the lists of stores", (self.source.name, self.destination.name), (PROMPT, PROMPT))
+        agree("the lists of stores", [self.source.name, self.destination.name],
+              ["--- Click to Select ---"] * 2)
 
     def choose(self, **answer):
         """Picks the destination for the last row, which is in view, and answers the question."""
@@ -89,9 +89,9 @@ def moves_batch(main, state):
                f"moved-{state.lower()}")
 
 
-def exits(main, slow=0):
+def exits(main, key="alt+x", picture="summary", slow=0):
     moved = main.expected.moved
-    xdotool("key", "alt+x")
+    xdotool("key", key)
     if slow:
         until("all but the slow mailboxes are repopulated", lambda: main.progress()[:-1] == [
             "Please wait, repopulating mailboxes to Exchange store...", "Repopulated:",
@@ -99,8 +99,8 @@ def exits(main, slow=0):
         main.desktop.picture("repopulation")
 
     def summed_up():
-        main.desktop.picture("summary")
-        if any(m.policy for m in moved):
+        main.desktop.picture(picture)
+        if slow:
             found = {r["dn"][0]: r for r in main.directory()}
             agree("what the directory holds",
                   [Mailbox(found[m.dn]).entry for m in moved], [m.entry for m in moved])
@@ -127,11 +127,7 @@ def closes_by_title_bar(desktop, program, ldif):
     elapses()
     xdotool("key", "Escape")
     refuses(desktop, MESSAGE, "Too many arguments", program, file, file, meanwhile=elapses)
-    xdotool("key", "alt+F4")
-    main.window("Moved Mailboxes")
-    desktop.picture("closed-by-title-bar")
-    xdotool("key", "Return")
-    main.ended(0)
+    exits(main, "alt+F4", "closed-by-title-bar")
 
 
 def refuses(_, title, reason, *command, meanwhile=lambda: None):
