@@ -3,7 +3,6 @@ clicks and keys."""
 
 import contextlib
 import os
-import re
 import time
 from subprocess import DEVNULL, PIPE, Popen, run
 
@@ -33,15 +32,15 @@ def until(what, condition):
     raise TimeoutError("waited 60 seconds in vain: " + what)
 
 
-def start(*command, stdout=DEVNULL, stderr=DEVNULL):
+def start(*command, out=DEVNULL, err=DEVNULL):
     # Ends with the tour, also if that is killed.
-    return Popen(["setpriv", "--pdeathsig", "TERM", *command], stdout=stdout, stderr=stderr,
-                 text=True)
+    command = ["setpriv", "--pdeathsig", "TERM", *command]
+    return Popen(command, stdout=out, stderr=err, text=True)
 
 
 def address(server):
     """Where a server that has been started can be reached, which it tells by itself."""
-    return start(*server.split(), stdout=PIPE).stdout.readline().strip()
+    return start(*server.split(), out=PIPE).stdout.readline().strip()
 
 
 def xdotool(*command):
@@ -50,7 +49,7 @@ def xdotool(*command):
 
 class Desktop:
     def __init__(self, directory, pictures):
-        self.directory, self.pictures, self.taken = directory, pictures, 0
+        self.directory, self.pictures = directory, pictures
         # Nothing of the caller's session may decide what the tour sees.
         os.environ.update(HOME=directory, XDG_RUNTIME_DIR=directory, LC_ALL="C.UTF-8",
                           QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
@@ -62,14 +61,13 @@ class Desktop:
         Atspi.get_desktop(0).set_cache_mask(Atspi.Cache.NONE)
 
     def picture(self, name):
-        self.taken += 1
-        file = f"{self.pictures}/{self.taken:02}-{name}.png"
+        file = f"{self.pictures}/{len(os.listdir(self.pictures)) + 1:02}-{name}.png"
         run(["import", "-silent", "-window", "root", file], check=True)
 
 
 class Program:
     def __init__(self, *command):
-        self.process = start(*command, stderr=PIPE)
+        self.process = start(*command, err=PIPE)
 
     def windows(self, title, role):
         return [window for program in Widget(Atspi.get_desktop(0)).children()
@@ -92,7 +90,7 @@ class Program:
     def directory(self):
         """The rehearsal's records, which it keeps in a file without a name."""
         file, = (file.path for file in os.scandir(f"/proc/{self.process.pid}/fd")
-                 if re.search(r"/rehome-\w+ \(deleted\)$", os.readlink(file)))
+                 if "/rehome-" in os.readlink(file))
         return map(record, ldb.Ldb("tdb://" + file, flags=ldb.FLG_RDONLY).search())
 
     def ended(self, status):

@@ -34,7 +34,6 @@ class Mailbox:
         self.name, self.dn, self.state = user["displayname"][0], user["dn"][0], state
         self.guid, self.home = guid_text(user["objectguid"][0]), user["homemdb"][0]
         self.mail, self.proxies = user["mail"][0], user.get("proxyaddresses", [])
-        self.policy = "rehomepolicyaddress" in user
 
     row = property(lambda self: (self.name, full_name(self.home), self.state))
     # What the directory holds, and what is written down before the mailbox is dropped.
