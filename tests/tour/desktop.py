@@ -34,8 +34,7 @@ def until(what, condition):
 
 def start(*command, out=DEVNULL, err=DEVNULL):
     # Ends with the tour, also if that is killed.
-    command = ["setpriv", "--pdeathsig", "TERM", *command]
-    return Popen(command, stdout=out, stderr=err, text=True)
+    return Popen(("setpriv", "--pdeathsig", "TERM") + command, stdout=out, stderr=err, text=True)
 
 
 def address(server):
@@ -139,8 +138,7 @@ class Widget:
         return [tuple(self.cell(row, column).name for column in (1, 2, 3))
                 for row in range(self.accessible.get_n_rows())]
 
-    def click(self, at=0.5):
-        """Somewhere between its left edge, 0, and its right edge, 1."""
+    def click(self, at=0.5):  # between its left edge, 0, and its right edge, 1
         x, y, width, height = self.area()
         xdotool("mousemove", str(x + int(at * width)), str(y + height // 2), "click", "1")
 

@@ -20,8 +20,7 @@ def record(entry):
 
 def records(ldif):
     # The parser does not know the line with the version.
-    entries = ldb.Ldb().parse_ldif(ldif.replace("\nversion: 1\n", "\n"))
-    return [record(entry) for _, entry in entries]
+    return [record(entry) for _, entry in ldb.Ldb().parse_ldif(ldif.replace("version: 1\n", ""))]
 
 
 def full_name(store):

@@ -1,9 +1,8 @@
 #!/usr/bin/python3
 """Usage: tour.py PROGRAM PICTURES
 
-The whole job from outside, on the organisation that ships: mailboxes are listed, moved one by one
-and in batches, repopulated and summed up. A picture of each step is saved; the first thing that
-differs from what it should be ends the tour."""
+The whole job from outside, on the organisation that ships, with a picture of each step. The first
+thing that differs from what it should be ends the tour."""
 
 import json
 import re
@@ -100,8 +99,7 @@ def exits(main, key="alt+x", picture="summary", slow=0):
         main.desktop.picture(picture)
         if slow:
             found = {r["dn"][0]: r for r in main.directory()}
-            agree("the policy changes addresses",
-                  any("rehomepolicyaddress" in found[m.dn] for m in moved), True)
+            agree("a policy acts", any("rehomepolicyaddress" in found[m.dn] for m in moved), True)
             agree("what the directory holds",
                   [Mailbox(found[m.dn]).entry for m in moved], [m.entry for m in moved])
     main.answer("Moved Mailboxes", "The following mailboxes were moved :\t\n"
