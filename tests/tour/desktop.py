@@ -3,7 +3,6 @@ clicks and keys."""
 
 import contextlib
 import os
-import re
 import time
 from subprocess import DEVNULL, PIPE, Popen, run
 
@@ -33,15 +32,14 @@ def until(what, condition):
     raise TimeoutError("waited 60 seconds in vain: " + what)
 
 
-def start(*command, stdout=DEVNULL, stderr=DEVNULL):
+def start(*command, out=DEVNULL, err=DEVNULL):
     # Ends with the tour, also if that is killed.
-    return Popen(["setpriv", "--pdeathsig", "TERM", *command], stdout=stdout, stderr=stderr,
-                 text=True)
+    return Popen(("setpriv", "--pdeathsig", "TERM") + command, stdout=out, stderr=err, text=True)
 
 
-def address(*server):
+def address(server):
     """Where a server that has been started can be reached, which it tells by itself."""
-    return start(*server, stdout=PIPE).stdout.readline().strip()
+    return start(*server.split(), out=PIPE).stdout.readline().strip()
 
 
 def xdotool(*command):
@@ -50,28 +48,25 @@ def xdotool(*command):
 
 class Desktop:
     def __init__(self, directory, pictures):
-        self.directory, self.pictures, self.taken = directory, pictures, 0
+        self.directory, self.pictures = directory, pictures
         # Nothing of the caller's session may decide what the tour sees.
         os.environ.update(HOME=directory, XDG_RUNTIME_DIR=directory, LC_ALL="C.UTF-8",
                           QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
                           QT_SCALE_FACTOR="1", AT_SPI_BUS_ADDRESS="")
-        os.environ["DISPLAY"] = ":" + address(
-            "Xvfb", "-displayfd", "1", "-screen", "0", "1024x768x24", "-nolisten", "tcp")
-        os.environ["DBUS_SESSION_BUS_ADDRESS"] = address(
-            "dbus-daemon", "--session", "--nofork", "--print-address")
+        os.environ["DISPLAY"] = ":" + address("Xvfb -displayfd 1 -screen 0 1024x768x24")
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = address("dbus-daemon --session --print-address")
         start("openbox", "--sm-disable")
         # What the windows show is read afresh each time.
         Atspi.get_desktop(0).set_cache_mask(Atspi.Cache.NONE)
 
     def picture(self, name):
-        self.taken += 1
-        file = f"{self.pictures}/{self.taken:02}-{name}.png"
-        run(["import", "-silent", "-window", "root", file], check=True, timeout=20)
+        file = f"{self.pictures}/{len(os.listdir(self.pictures)) + 1:02}-{name}.png"
+        run(["import", "-silent", "-window", "root", file], check=True)
 
 
 class Program:
     def __init__(self, *command):
-        self.process = start(*command, stderr=PIPE)
+        self.process = start(*command, err=PIPE)
 
     def windows(self, title, role):
         return [window for program in Widget(Atspi.get_desktop(0)).children()
@@ -94,7 +89,7 @@ class Program:
     def directory(self):
         """The rehearsal's records, which it keeps in a file without a name."""
         file, = (file.path for file in os.scandir(f"/proc/{self.process.pid}/fd")
-                 if re.search(r"/rehome-\w+ \(deleted\)$", os.readlink(file)))
+                 if "/rehome-" in os.readlink(file))
         return map(record, ldb.Ldb("tdb://" + file, flags=ldb.FLG_RDONLY).search())
 
     def ended(self, status):
@@ -132,10 +127,6 @@ class Widget:
             if child.role not in ("table", "list"):
                 yield from child.all(role)
 
-    def one(self, role, name):
-        return until(f'an element "{name}" ({role})',
-                     lambda: [widget for widget in self.all(role) if widget.name == name])[0]
-
     def texts(self):
         return [label.name for label in self.all("label")]
 
@@ -147,8 +138,7 @@ class Widget:
         return [tuple(self.cell(row, column).name for column in (1, 2, 3))
                 for row in range(self.accessible.get_n_rows())]
 
-    def click(self, at=0.5):
-        """Somewhere between its left edge, 0, and its right edge, 1."""
+    def click(self, at=0.5):  # between its left edge, 0, and its right edge, 1
         x, y, width, height = self.area()
         xdotool("mousemove", str(x + int(at * width)), str(y + height // 2), "click", "1")
 
@@ -157,4 +147,5 @@ class Widget:
         self.click(at=0.97)
         items, = self.all("list")
         until(f'the list of "{self.name}" is open', lambda: items.has("SHOWING"))
-        items.one("list item", text).click()
+        item, = (item for item in items.children() if item.name == text)
+        item.click()

@@ -27,8 +27,9 @@ def records(ldif):
 
 
 def full_name(store):
-    components = ldb.Dn(ldb.Ldb(), store)
-    name, group, _, server = (components.get_component_value(i) for i in range(4))
+    """As the tool writes it, without any backslash of the names' own."""
+    name, group, _, server = (ldb.Dn(ldb.Ldb(), store).get_component_value(i).replace("\\", "")
+                              for i in range(4))
     return f"{server}:{group}\\{name}"
 
 
@@ -37,7 +38,6 @@ class Mailbox:
         self.name, self.dn, self.state = user["displayname"][0], user["dn"][0], state
         self.guid, self.home = guid_text(user["objectguid"][0]), user["homemdb"][0]
         self.mail, self.proxies = user["mail"][0], user.get("proxyaddresses", [])
-        self.policy = "rehomepolicyaddress" in user
 
     row = property(lambda self: (self.name, full_name(self.home), self.state))
     # What the directory holds, and what is written down before the mailbox is dropped.
@@ -55,12 +55,11 @@ class Organisation:
         states = {r["dn"][0]: STATES[int(r.get("rehomestorestate", "0")[0])] for r in found
                   if "msExchPrivateMDB" in r.get("objectclass", [])
                   and not r["dn"][0].endswith(without)}
-        self.mailboxes = [
-            Mailbox(r, states.get(r["homemdb"][0], "Unreachable")) for r in found
-            if "mailnickname" in r and "mail" in r and "homemdb" in r
-            and ",CN=Microsoft Exchange System Objects," not in r["dn"][0]]
-        local = next(r["rehomelocalserver"][0] for r in found if "rehomelocalserver" in r) + ":"
+        self.mailboxes = [Mailbox(r, states.get(r["homemdb"][0], "Unreachable")) for r in found
+                          if {"mailnickname", "mail", "homemdb"} <= r.keys()
+                          and ",CN=Microsoft Exchange System Objects," not in r["dn"][0]]
         # A plainly named local store that is online and does not hold the last mailbox.
+        local = found[0]["rehomelocalserver"][0] + ":"
         self.destination = next(
             store for store, state in states.items() if full_name(store).startswith(local)
             and state == "Online" and store != self.mailboxes[-1].home and "\\" not in store)

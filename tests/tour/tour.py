@@ -1,9 +1,8 @@
 #!/usr/bin/python3
 """Usage: tour.py PROGRAM PICTURES
 
-The whole job from outside, on the organisation that ships: mailboxes are listed, moved one by one
-and in batches, repopulated and summed up. A picture of each step is saved; the first thing that
-differs from what it should be ends the tour."""
+The whole job from outside, on the organisation that ships, with a picture of each step. The first
+thing that differs from what it should be ends the tour."""
 
 import json
 import re
@@ -18,7 +17,6 @@ from organisation import Mailbox, Organisation, full_name
 SHIPPED = Path(__file__).parent / "../../src/platform/embedded/organisation.ldif"
 TITLE = "Rehome – REHEARSAL, nothing real is touched"
 MESSAGE = "Rehome rehearsal"
-PROMPT = "--- Click to Select ---"
 
 
 class MainWindow(Program):
@@ -27,25 +25,25 @@ class MainWindow(Program):
         self.mailbox, self.store = expected.mailboxes[-1], full_name(expected.destination)
         super().__init__(*command)
         window = self.window(title, role="filler")
-        agree("the frames", [panel.name for panel in window.all("panel")],
-              ["Migration Options", "Source of the migration", "Destination of the migration"])
-        self.grid = window.one("table", "Mailboxes")
+        agree("the names of the parts", [
+            w.name for role in ("panel", "table", "push button") for w in window.all(role)], [
+                "Migration Options", "Source of the migration", "Destination of the migration",
+                "Mailboxes", "Move the selected mailboxes", "Refresh the list", "Exit"])
+        self.grid, = window.all("table")
         self.status, self.source, self.destination, self.chooser = window.all("combo box")
         self.all, self.by_status, _ = window.all("radio button")
-        self.move = window.one("push button", "Move the selected mailboxes")
-        self.refresh = window.one("push button", "Refresh the list")
+        self.buttons = list(window.all("push button"))
 
     def refreshed(self):
         """Waits for the end of whatever goes on, then compares all that the window shows."""
-        until("Refresh and Move are enabled",
-              lambda: self.move.has("SENSITIVE") and self.refresh.has("SENSITIVE"))
+        until("the buttons are enabled", lambda: all(b.has("SENSITIVE") for b in self.buttons))
         agree("the grid", self.grid.cells(), [m.row for m in self.expected.mailboxes])
         store = self.grid.cell(len(self.expected.mailboxes) - 1, 2)
         until("the chooser shows the last row's store and covers it", lambda: (
             self.chooser.has("SHOWING"), self.chooser.name, self.chooser.area()) == (
             True, self.mailbox.row[1], store.area()))
-        agree("All is chosen", self.all.has("CHECKED"), True)
-        agree("the lists of stores", (self.source.name, self.destination.name), (PROMPT, PROMPT))
+        agree("what is chosen", [self.all.has("CHECKED"), self.source.name, self.destination.name],
+              [True, "--- Click to Select ---", "--- Click to Select ---"])
 
     def choose(self, **answer):
         """Picks the destination for the last row, which is in view, and answers the question."""
@@ -53,11 +51,11 @@ class MainWindow(Program):
         self.answer(" Move Mailbox ", f"Are you sure you want to move {self.mailbox.name} from \n"
                     f"-> {self.mailbox.row[1]}\n\t\t- TO -\n-> {self.store}", **answer)
 
-    def moved(self, mailboxes, title, text, picture):
+    def moved(self, mailboxes, title, text):
         self.expected.move(mailboxes)
         self.answer(title, text)
         self.refreshed()
-        self.desktop.picture(picture)
+        self.desktop.picture("moved")
 
     def progress(self):
         return self.window("Mailbox drop & recreation status").texts()
@@ -72,7 +70,7 @@ def moves_one(main):
     main.grid.cell(len(main.expected.mailboxes) - 1, 1).click()
     main.refreshed()
     main.choose()
-    main.moved([main.mailbox], "Mailbox move", "MailBox moved successfully", "moved-one")
+    main.moved([main.mailbox], "Mailbox move", "MailBox moved successfully")
 
 
 def moves_batch(main, state):
@@ -85,13 +83,12 @@ def moves_batch(main, state):
     main.answer(" Move Mailbox ",
                 f"Are you Sure You want to Move selected MailBoxes to -\n\n-> {main.store}")
     qualified = [m for m in main.expected.mailboxes if m.state == state]
-    main.moved(qualified, main.message, f"{len(qualified)} MailBoxes Moved Successfully",
-               f"moved-{state.lower()}")
+    main.moved(qualified, main.message, f"{len(qualified)} MailBoxes Moved Successfully")
 
 
-def exits(main, slow=0):
+def exits(main, key="alt+x", picture="summary", slow=0):
     moved = main.expected.moved
-    xdotool("key", "alt+x")
+    xdotool("key", key)
     if slow:
         until("all but the slow mailboxes are repopulated", lambda: main.progress()[:-1] == [
             "Please wait, repopulating mailboxes to Exchange store...", "Repopulated:",
@@ -99,25 +96,24 @@ def exits(main, slow=0):
         main.desktop.picture("repopulation")
 
     def summed_up():
-        main.desktop.picture("summary")
-        if any(m.policy for m in moved):
+        main.desktop.picture(picture)
+        if slow:
             found = {r["dn"][0]: r for r in main.directory()}
+            agree("a policy acts", any("rehomepolicyaddress" in found[m.dn] for m in moved), True)
             agree("what the directory holds",
                   [Mailbox(found[m.dn]).entry for m in moved], [m.entry for m in moved])
     main.answer("Moved Mailboxes", "The following mailboxes were moved :\t\n"
                 + "".join(f"\n\t{m.mail}" for m in moved), meanwhile=summed_up)
-    # What was written down before each drop, and nothing else.
     drops = [json.loads(line.removeprefix("drop ")) for line in main.ended(0)]
-    agree("the drops", [{name: drop[name] for name in main.mailbox.entry} for drop in drops],
-          main.expected.drops)
+    agree("what was written down before each drop, and nothing else", [
+        {name: drop[name] for name in main.mailbox.entry} for drop in drops], main.expected.drops)
 
 
 def closes_by_title_bar(desktop, program, ldif):
     """The repopulation goes on whoever has the focus, and is not left by Escape."""
-    file = Path(desktop.directory, "practice.ldif")
+    file = Path(desktop.directory, "own.ldif")
     file.write_text(re.sub(r"(rehomeOpensAfter): \d+", r"\1: never", ldif), encoding="utf-8")
-    main = MainWindow(desktop, Organisation(ldif), TITLE + " (practice.ldif)", MESSAGE, program,
-                      file)
+    main = MainWindow(desktop, Organisation(ldif), TITLE + " (own.ldif)", MESSAGE, program, file)
     moves_batch(main, "Unreachable")
 
     def elapses():
@@ -127,11 +123,7 @@ def closes_by_title_bar(desktop, program, ldif):
     elapses()
     xdotool("key", "Escape")
     refuses(desktop, MESSAGE, "Too many arguments", program, file, file, meanwhile=elapses)
-    xdotool("key", "alt+F4")
-    main.window("Moved Mailboxes")
-    desktop.picture("closed-by-title-bar")
-    xdotool("key", "Return")
-    main.ended(0)
+    exits(main, "alt+F4", "closed-by-title-bar")
 
 
 def refuses(_, title, reason, *command, meanwhile=lambda: None):
@@ -148,7 +140,6 @@ def tour(desktop, program):
     moves_one(main)
     moves_batch(main, "Offline")
     moves_batch(main, "Unreachable")
-    agree("the policy changes addresses", any(m.policy for m in main.expected.moved), True)
     exits(main, slow=1)
     closes_by_title_bar(desktop, program, ldif)
 
@@ -164,7 +155,6 @@ def run(steps, pictures, *arguments):
             desktop.picture("failed")
             print(f"THE TOUR FAILED; the last picture in {pictures} shows the screen.")
             raise
-    print(f"The tour is over; its pictures are in {pictures}")
 
 
 if __name__ == "__main__":
