@@ -53,6 +53,7 @@ class MainWindow(Program):
 
     def moved(self, mailboxes, title, text):
         self.expected.move(mailboxes)
+        print(f"moved to {self.store}: {', '.join(m.name for m in mailboxes)}")
         self.answer(title, text)
         self.refreshed()
         self.desktop.picture("moved")
