@@ -5,10 +5,6 @@
 
 namespace rehome::test {
 
-inline QString u(const char* text) {
-    return QString::fromUtf8(text);
-}
-
 /// Writes a small organisation as LDIF, object by object.
 class OrganisationText {
 public:

@@ -26,14 +26,6 @@ struct Rehearsal {
         }
         return texts;
     }
-    /// Every user with an alias, with its GUID and addresses.
-    std::unique_ptr<platform::RecordSet> users() {
-        const auto connection = directory.CreateConnection();
-        connection->setProvider("ADSDSOObject");
-        connection->Open("ADs Provider", {}, {}, -1);
-        return connection->Execute(
-            "<LDAP://DC=t>;(mailNickname=*);objectGUID,mail,proxyAddresses;subtree", -1);
-    }
 
     embedded::Organisation organisation;
     embedded::EmbeddedEngine engine{organisation};
