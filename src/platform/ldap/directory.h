@@ -2,6 +2,7 @@
 
 #include "platform/ldap/connection.h"
 #include "platform/ldap/ldap_settings.h"
+#include "platform/ldap/schema.h"
 
 #include <QStringList>
 
@@ -22,11 +23,13 @@ public:
     /// Whether the server's root object offers the paged-results control (RFC 2696). Asked once for
     /// each server. Throws Failure where the connection is lost.
     bool pages(const std::shared_ptr<Connection>& connection);
+    Schema& schema() { return m_schema; }
 
 private:
     LdapSettings m_settings;
     QStringList m_servers;
     std::map<QString, bool> m_pages;
+    Schema m_schema;
 };
 
 } // namespace rehome::ldap

@@ -47,7 +47,12 @@ public:
     }
 
     void modify(const QString& name, const QList<engine::Replacement>& replacements) override {
-        const int request = retryOnce([&] { return m_connection->sendModify(name, replacements); },
+        const auto writable =
+            retryOnce([&] { return m_directory.schema().writable(m_connection, replacements); },
+                      [](const Failure& failure) { return failure.connectionLost(); });
+        if (writable.isEmpty())
+            return;
+        const int request = retryOnce([&] { return m_connection->sendModify(name, writable); },
                                       [](const Failure& failure) { return failure.notSent(); });
         m_connection->finish(request, {Stage::Modify, name});
     }

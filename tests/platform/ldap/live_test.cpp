@@ -117,6 +117,9 @@ private Q_SLOTS:
         says(missing, "(result 32)");
         says(missing, "refresh");
         says(errorOf([&] { stored("CN=a" + QString(QChar(0))); }), "NUL");
+        // What no object can have is left out of a change.
+        engine.openSession()->modify(user("user0006"), {{"noSuch", {"x"}}, {"mail", {"s@x"}}});
+        QCOMPARE(stored(user("user0006")).text("mail"), "s@x");
     }
 
     void aMoveAndARefreshTakeFewRoundTrips() {

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/ldap/connection.h"
+
+#include <map>
+
+namespace rehome::ldap {
+
+/// What attributes a directory has: the `lDAPDisplayName` of the objects of class attributeSchema.
+/// Each is asked for once.
+class Schema {
+public:
+    /// Without the replacements of attributes that no object can have: a server refuses a whole
+    /// modification for one of them. All of them where the schema cannot be read. Throws Failure
+    /// where the connection is lost.
+    QList<engine::Replacement> writable(const std::shared_ptr<Connection>& connection,
+                                        const QList<engine::Replacement>& replacements);
+
+private:
+    void ask(const std::shared_ptr<Connection>& connection, const QStringList& names);
+
+    std::map<QString, bool, engine::AttributeNameLess> m_known;
+};
+
+} // namespace rehome::ldap
