@@ -48,7 +48,7 @@ public:
 class Network {
 public:
     virtual ~Network() = default;
-    /// The short host name in capitals, as a NetBIOS computer name is. Throws Error.
+    /// The NetBIOS name of the computer that the tool runs on. Throws Error where it has none.
     virtual QString ComputerName() = 0;
 };
 

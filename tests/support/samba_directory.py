@@ -17,7 +17,7 @@ SERVERS = ("CN=Servers,CN=First Administrative Group,CN=Administrative Groups,CN
 LEGACY = "/o=Test Organisation/ou=First Administrative Group/cn=Configuration/cn=Servers/cn="
 PASSWORD = "Throw-away1"
 HERE = pathlib.Path(__file__).parent
-LOCAL = socket.gethostname().split(".")[0].upper()
+LOCAL = socket.gethostname().split(".")[0].upper()[:15]  # as its NetBIOS name
 
 
 def run(*command, **more):

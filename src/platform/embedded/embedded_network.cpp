@@ -1,6 +1,6 @@
 #include "platform/embedded/embedded_network.h"
 
-#include <QSysInfo>
+#include "platform/computer_name.h"
 
 using namespace Qt::StringLiterals;
 
@@ -10,7 +10,7 @@ EmbeddedNetwork::EmbeddedNetwork(const Organisation& organisation) {
     const auto& root = organisation.rootObject();
     m_name = root.text(u"rehomeLocalServer"_s);
     if (m_name.isEmpty())
-        m_name = QSysInfo::machineHostName().section(u'.', 0, 0).toUpper();
+        m_name = platform::computerName();
 
     const auto servers = organisation.search({root.text(u"configurationNamingContext"_s),
                                               engine::Scope::Subtree,

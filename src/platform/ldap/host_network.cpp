@@ -1,11 +1,11 @@
 #include "platform/ldap/host_network.h"
 
-#include <QSysInfo>
+#include "platform/computer_name.h"
 
 namespace rehome::ldap {
 
 QString HostNetwork::ComputerName() {
-    const QString name = QSysInfo::machineHostName().section(u'.', 0, 0).toUpper();
+    const QString name = platform::computerName();
     if (name.isEmpty())
         throw Error(QStringLiteral("This computer has no host name: set one (hostnamectl)."));
     return name;
