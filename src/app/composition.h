@@ -20,8 +20,9 @@ struct Engines {
 int runProgram(int argc, char** argv, const QString& title,
                const std::function<int(Application&)>& body);
 
-/// Loads and shows the main window over an engine and runs until the process ends. Throws Error
-/// where the window cannot be loaded.
+/// Loads and shows the main window over an engine and runs until the process ends; where the
+/// environment asks for it, with a Trace in between. Throws Error where the window cannot be
+/// loaded.
 int runTool(Application& application, const Engines& engines, const QString& caption);
 
 } // namespace rehome::app

@@ -44,7 +44,7 @@ struct Closing : Window {
         } catch (const test::TestDesktop::Ended& ended) {
             QCOMPARE(ended.status, 0);
         }
-        QCOMPARE(calls.sessions, 1); // that of the bindings; the connection is closed
+        QCOMPARE(calls.underWay("session"), 1); // that of the bindings; the connection is closed
     }
 };
 

@@ -157,14 +157,14 @@ private Q_SLOTS:
         rs->MoveNext();
         QVERIFY_THROWS_EXCEPTION(Error, rs->MoveFirst());
         const auto closed = search(), orphan = search();
-        r.calls.entriesLeft = 0;
+        r.calls.breakOff = true;
         QVERIFY_THROWS_EXCEPTION(Error, rs->MoveNext());
         QVERIFY_THROWS_EXCEPTION(Error, rs->Fields("mail")); // of the record before
-        r.calls.entriesLeft = 0; // a search that fails at once does so when it is executed
+        r.calls.breakOff = true; // a search that fails at once does so when it is executed
         QVERIFY_THROWS_EXCEPTION(Error, search());
         rs.reset();
         closed->Close();
-        QCOMPARE(r.calls.searchesUnderWay, 1);
+        QCOMPARE(r.calls.underWay("find"), 1);
         connection->Close();
         QVERIFY_THROWS_EXCEPTION(Error, orphan->MoveNext());
         QVERIFY_THROWS_EXCEPTION(Error, search());

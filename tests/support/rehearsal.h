@@ -7,7 +7,7 @@
 #include "platform/exchange/exchange_objects.h"
 #include "platform/platform.h"
 #include "support/organisation_text.h"
-#include "support/recording_engine.h"
+#include "support/recorded_calls.h"
 #include "support/test_desktop.h"
 
 namespace rehome::test {
@@ -31,11 +31,12 @@ struct Rehearsal {
     embedded::EmbeddedEngine engine{organisation};
     embedded::EmbeddedProbe probe{organisation};
     embedded::EmbeddedNetwork network{organisation};
-    RecordingEngine calls{engine, probe};
+    RecordedCalls calls;
+    engine::ObservedEngine observed{engine, probe, calls};
     TestJournal journal;
     TestDesktop desktop;
-    adsi::Directory directory{calls};
-    exchange::ExchangeObjects exchange{directory, calls, journal};
+    adsi::Directory directory{observed};
+    exchange::ExchangeObjects exchange{directory, observed, journal};
     platform::Platform platform{directory, exchange, network, desktop, journal};
 };
 

@@ -84,7 +84,7 @@ struct Window {
     const bool look = (main_window::applyLook(*qApp), true);
     Rehearsal rehearsal;
     TestDesktop& desktop = rehearsal.desktop;
-    RecordingEngine& calls = rehearsal.calls;
+    RecordedCalls& calls = rehearsal.calls;
     main_window::frmMain frame{rehearsal.platform, "Rehome test"};
     const main_window::State& state = frame.state();
     main_window::FlexGrid& grid = control<main_window::FlexGrid>("msfgMain");

@@ -3,6 +3,7 @@ clicks and keys."""
 
 import contextlib
 import os
+import tempfile
 import time
 from subprocess import DEVNULL, PIPE, Popen, run
 
@@ -66,7 +67,8 @@ class Desktop:
 
 class Program:
     def __init__(self, *command):
-        self.process = start(*command, err=PIPE)
+        self.errors = tempfile.TemporaryFile("w+")
+        self.process = start(*command, err=self.errors)
 
     def windows(self, title, role):
         return [window for program in Widget(Atspi.get_desktop(0)).children()
@@ -94,9 +96,10 @@ class Program:
 
     def ended(self, status):
         """What it has written to the standard error stream, when it ends with the status."""
-        errors = self.process.communicate(timeout=60)[1].splitlines()
-        agree("the exit status", self.process.returncode, status)
-        return [line.removeprefix("rehome: ") for line in errors if line.startswith("rehome: ")]
+        agree("the exit status", self.process.wait(timeout=60), status)
+        self.errors.seek(0)
+        return [line.removeprefix("rehome: ").rstrip("\n") for line in self.errors
+                if line.startswith("rehome: ")]
 
 
 class Widget:

@@ -87,7 +87,7 @@ def moves_batch(main, state):
     main.moved(qualified, main.message, f"{len(qualified)} MailBoxes Moved Successfully")
 
 
-def exits(main, key="alt+x", picture="summary", slow=0):
+def exits(main, key="alt+x", picture="summary", slow=0, traced=False):
     moved = main.expected.moved
     xdotool("key", key)
     if slow:
@@ -105,7 +105,11 @@ def exits(main, key="alt+x", picture="summary", slow=0):
                   [Mailbox(found[m.dn]).entry for m in moved], [m.entry for m in moved])
     main.answer("Moved Mailboxes", "The following mailboxes were moved :\t\n"
                 + "".join(f"\n\t{m.mail}" for m in moved), meanwhile=summed_up)
-    drops = [json.loads(line.removeprefix("drop ")) for line in main.ended(0)]
+    told = main.ended(0)
+    trace = [line for line in told if line.startswith("trace ")]
+    agree("creations in the trace", sum("homeMDB=CN=" in line for line in trace),
+          len(moved) if traced else 0)
+    drops = [json.loads(line.removeprefix("drop ")) for line in told if line not in trace]
     agree("what was written down before each drop, and nothing else", [
         {name: drop[name] for name in main.mailbox.entry} for drop in drops], main.expected.drops)
 
@@ -114,7 +118,8 @@ def closes_by_title_bar(desktop, program, ldif):
     """The repopulation goes on whoever has the focus, and is not left by Escape."""
     file = Path(desktop.directory, "own.ldif")
     file.write_text(re.sub(r"(rehomeOpensAfter): \d+", r"\1: never", ldif), encoding="utf-8")
-    main = MainWindow(desktop, Organisation(ldif), TITLE + " (own.ldif)", MESSAGE, program, file)
+    main = MainWindow(desktop, Organisation(ldif), TITLE + " (own.ldif)", MESSAGE,
+                      "env", "REHOME_TRACE=1", program, file)
     moves_batch(main, "Unreachable")
 
     def elapses():
@@ -124,7 +129,7 @@ def closes_by_title_bar(desktop, program, ldif):
     elapses()
     xdotool("key", "Escape")
     refuses(desktop, MESSAGE, "Too many arguments", program, file, file, meanwhile=elapses)
-    exits(main, "alt+F4", "closed-by-title-bar")
+    exits(main, "alt+F4", "closed-by-title-bar", traced=True)
 
 
 def refuses(_, title, reason, *command, meanwhile=lambda: None):

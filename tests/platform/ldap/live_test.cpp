@@ -6,7 +6,7 @@
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
-#include "support/recording_engine.h"
+#include "support/recorded_calls.h"
 #include "support/test_desktop.h"
 
 #include <QProcess>
@@ -44,11 +44,12 @@ struct Live {
     ldap::LdapEngine engine;
     ldap::HostNetwork network;
     ldap::LdapProbe unrecorded{engine, network};
-    test::RecordingEngine calls{engine, unrecorded};
-    ldap::LdapProbe probe{calls, network};
+    test::RecordedCalls calls;
+    engine::ObservedEngine observed{engine, unrecorded, calls};
+    ldap::LdapProbe probe{observed, network}; // its round trips count too
     test::TestJournal journal;
     test::TestDesktop desktop;
-    adsi::Directory directory{calls};
+    adsi::Directory directory{observed};
     exchange::ExchangeObjects exchange{directory, probe, journal};
     platform::Platform platform{directory, exchange, network, desktop, journal};
     main_window::frmMain frame{platform, "Rehome"};

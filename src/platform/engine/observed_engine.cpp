@@ -1,0 +1,134 @@
+#include "platform/engine/observed_engine.h"
+
+#include "platform/error.h"
+
+#include <QStringDecoder>
+
+#include <algorithm>
+
+namespace rehome::engine {
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+QString textOf(const SearchRequest& request) {
+    if (request.scope == Scope::Base)
+        return u"read "_s + request.base;
+    return u"find %1 %2 %3"_s.arg(request.base, request.filter, request.attributes.join(u','));
+}
+
+/// As text, or in hexadecimal digits where it is none.
+QString textOf(const QByteArray& value) {
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QString text = decoder(value);
+    const bool printable =
+        !decoder.hasError() && std::all_of(text.begin(), text.end(),
+                                           [](QChar c) { return c.isPrint() || c.isSurrogate(); });
+    return printable ? text : u"0x"_s + QString::fromLatin1(value.toHex());
+}
+
+QString textOf(const QString& name, const QList<Replacement>& replacements) {
+    QStringList changes;
+    for (const auto& [attribute, values] : replacements) {
+        QStringList texts;
+        for (const QByteArray& value : values)
+            texts += textOf(value);
+        changes += attribute + u'=' + texts.join(u',');
+    }
+    return u"modify %1 %2"_s.arg(name, changes.join(u';'));
+}
+
+} // namespace
+
+/// One call, from its asking to its end.
+class ObservedEngine::Call {
+public:
+    Call(ObservedEngine& engine, const QString& text)
+        : m_observer(engine.m_observer), m_number(++engine.m_calls) {
+        m_observer.asks(m_number, text);
+    }
+    ~Call() { m_observer.ends(m_number, m_how); }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    template <class Action>
+    auto pass(Action&& action) {
+        try {
+            return action();
+        } catch (const std::exception& error) {
+            m_how = u"failed: "_s + describe(error);
+            throw;
+        }
+    }
+    void found(const QString& distinguishedName) { m_observer.finds(m_number, distinguishedName); }
+    void setHow(const QString& how) { m_how = how; }
+
+private:
+    Observer& m_observer;
+    int m_number;
+    QString m_how = u"done"_s;
+};
+
+class ObservedEngine::ObservedEntries final : public Entries {
+public:
+    ObservedEntries(ObservedEngine& engine, Session& session, const SearchRequest& request)
+        : m_call(engine, textOf(request)),
+          m_entries(m_call.pass([&] { return session.search(request); })) {
+        m_call.setHow(u"given up"_s);
+    }
+    std::optional<Entry> next() override {
+        auto entry = m_call.pass([&] { return m_entries->next(); });
+        if (entry)
+            m_call.found(entry->distinguishedName);
+        else
+            m_call.setHow(u"done"_s);
+        return entry;
+    }
+
+private:
+    Call m_call;
+    std::unique_ptr<Entries> m_entries;
+};
+
+class ObservedEngine::ObservedSession final : public Session {
+public:
+    explicit ObservedSession(ObservedEngine& engine)
+        : m_engine(engine), m_call(engine, u"session"_s),
+          m_session(m_call.pass([&] { return engine.m_engine.openSession(); })) {}
+
+    std::unique_ptr<Entries> search(const SearchRequest& request) override {
+        return std::make_unique<ObservedEntries>(m_engine, *m_session, request);
+    }
+    void modify(const QString& name, const QList<Replacement>& replacements) override {
+        Call(m_engine, textOf(name, replacements)).pass([&] {
+            m_session->modify(name, replacements);
+        });
+    }
+
+private:
+    ObservedEngine& m_engine;
+    Call m_call;
+    std::unique_ptr<Session> m_session;
+};
+
+std::unique_ptr<Session> ObservedEngine::openSession() {
+    return std::make_unique<ObservedSession>(*this);
+}
+
+void ObservedEngine::checkServer(const QString& serverName) {
+    Call(*this, u"server "_s + serverName).pass([&] { m_probe.checkServer(serverName); });
+}
+
+qint16 ObservedEngine::storeStatus(const QString& storeName) {
+    Call call(*this, u"status "_s + storeName);
+    const qint16 status = call.pass([&] { return m_probe.storeStatus(storeName); });
+    call.setHow(QString::number(status));
+    return status;
+}
+
+void ObservedEngine::openMailbox(const QString& userName) {
+    Call(*this, u"open "_s + userName).pass([&] { m_probe.openMailbox(userName); });
+}
+
+} // namespace rehome::engine

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "platform/engine/engine.h"
+#include "platform/engine/exchange_probe.h"
+
+namespace rehome::engine {
+
+/// Is told all that is asked of a directory and of Exchange, in order, and what comes of it. `call`
+/// numbers the calls: searches and sessions are under way while other calls are made.
+class Observer {
+public:
+    virtual ~Observer() = default;
+
+    /// A call is to be made: "session", "read NAME", "find BASE FILTER ATTRIBUTES", "modify NAME
+    /// ATTRIBUTE=VALUE,VALUE;…", "server NAME", "status NAME" or "open NAME". Where this throws,
+    /// the call fails so and is not made.
+    virtual void asks(int call, const QString& text) = 0;
+    /// A search has found an object. Where this throws, the search breaks off.
+    virtual void finds(int call, const QString& distinguishedName) = 0;
+    /// The call is over: "done", "failed: " and the reason, "given up" for a search that was not
+    /// read to its end, or what a probe has answered.
+    virtual void ends(int call, const QString& how) noexcept = 0;
+};
+
+/// Passes everything on to an engine and a probe, and tells an observer. All three must outlive it.
+class ObservedEngine final : public Engine, public ExchangeProbe {
+public:
+    ObservedEngine(Engine& engine, ExchangeProbe& probe, Observer& observer)
+        : m_engine(engine), m_probe(probe), m_observer(observer) {}
+
+    std::unique_ptr<Session> openSession() override;
+    void checkServer(const QString& serverName) override;
+    qint16 storeStatus(const QString& storeName) override;
+    void openMailbox(const QString& userName) override;
+
+private:
+    class Call;
+    class ObservedEntries;
+    class ObservedSession;
+
+    Engine& m_engine;
+    ExchangeProbe& m_probe;
+    Observer& m_observer;
+    int m_calls = 0;
+};
+
+} // namespace rehome::engine
