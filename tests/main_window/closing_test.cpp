@@ -82,17 +82,11 @@ private Q_SLOTS:
                      "new@tSMTP:new@t");
             w.close();
             const QString id = (*w.state.MovedMailboxes.begin())->GetID().mid(1, 36);
-            const QString bind = "read <GUID=" + id + '>';
-            const QStringList made{bind,
-                                   bind,
-                                   "modify <GUID=" + id + "> mail=p@t;ProxyAddresses=" + addresses,
-                                   bind,
-                                   "read ",
-                                   "find DC=t (&(objectCategory=person)(objectClass=user)"
-                                   "(|(proxyAddresses=smtp:p@t)(mail=p@t))) homeMDB,mailNickname",
-                                   "status " + OrganisationText::storeDN("EX1/SG/B"),
-                                   "open CN=p,DC=t"};
-            QCOMPARE(w.calls.made, made);
+            QCOMPARE(w.calls.made.join('|').replace("<GUID=" + id + '>', "U"),
+                     QString("read U|read U|modify U mail=p@t;ProxyAddresses=%1|read U|read |find "
+                             "DC=t (&(objectCategory=person)(objectClass=user)(|(proxyAddresses="
+                             "smtp:p@t)(mail=p@t))) homeMDB,mailNickname|status %2|open CN=p,DC=t")
+                         .arg(addresses, OrganisationText::storeDN("EX1/SG/B")));
             QCOMPARE(w.values("p", "mail") + w.values("p", "proxyAddresses"),
                      QString("p@t") + addresses);
         }
@@ -110,9 +104,6 @@ private Q_SLOTS:
             QVERIFY(w.dialog->isVisible());
             QCOMPARE(w.label("lblElapsedTime"), "00:22:00");
             QCOMPARE(w.label("lblRecreated") + '/' + w.label("lblTotal"), "2/4");
-            for (const auto* label :
-                 w.dialog->findChildren<QLabel*>(QString(), Qt::FindDirectChildrenOnly))
-                QCOMPARE(label->sizeHint().boundedTo(label->size()), label->sizeHint());
             QVERIFY(!w.timer->isActive());
         };
         w.close();
@@ -140,13 +131,6 @@ private Q_SLOTS:
             QCOMPARE(w.desktop.shown.size(), 1); // the summary
             QCOMPARE(w.values("u1", "mail"), "u1@t");
         }
-    }
-
-    void times() {
-        const std::pair<int, const char*> expected[] = {
-            {0, "00:00:00"}, {3599, "00:59:59"}, {3600, "01:00:00"}, {360000, "100:00:00"}};
-        for (const auto& [seconds, text] : expected)
-            QCOMPARE(repopulation::FormatTime(seconds), text);
     }
 };
 

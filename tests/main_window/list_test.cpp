@@ -1,10 +1,8 @@
 #include "support/window_driver.h"
-#include "topology/names.h"
 
 #include <QHeaderView>
 
 using namespace rehome;
-using namespace rehome::topology;
 using test::OrganisationText;
 using test::Window;
 
@@ -14,18 +12,6 @@ class ListTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void names() {
-        const QString longest = QString(32766, 'a') + ',';
-        QCOMPARE(FindUnescapedComma("a\\,b,c"), qint16(5));
-        QCOMPARE(FindUnescapedComma("a\\\\,b"), qint16(0));
-        QCOMPARE(FindUnescapedComma(longest), qint16(32767));
-        QVERIFY_THROWS_EXCEPTION(Error, FindUnescapedComma(longest + 'b'));
-        const QString dn = "CN=St\\,ore,CN=S\\\\G1,CN=InformationStore,CN=E\\+X1,CN=Servers,DC=t";
-        QCOMPARE(MakeStoreFullName(GetServerFromDN(dn), GetGroupFromDN(dn), GetStoreFromDN(dn)),
-                 "E+X1:SG1\\St,ore");
-        QVERIFY_THROWS_EXCEPTION(Error, GetServerFromDN("CN=a,CN=b,CN=c,CN=d"));
-    }
-
     void firstView() {
         Window w;
         w.open();
@@ -43,12 +29,6 @@ private Q_SLOTS:
         QVERIFY(!w.combo("comboSourceMBx").isEnabled() && !w.combo("comboStatus").isEnabled());
         QVERIFY(w.button("btnMove").isEnabled() && w.button("btnRefresh").isEnabled());
         QVERIFY(w.chooser().isVisible());
-
-        Window nobody{OrganisationText()};
-        nobody.open();
-        QCOMPARE(nobody.grid.Rows(), 1);
-        QVERIFY(nobody.chooser().isVisible() && nobody.button("btnMove").isEnabled());
-        QCOMPARE(nobody.chooser().Text(), "Target Mail Store");
     }
 
     void callOrder() {
@@ -82,20 +62,6 @@ private Q_SLOTS:
             QVERIFY_THROWS_EXCEPTION(Error, failing.frame.Form_Load());
             QVERIFY(failing.desktop.shown.isEmpty());
         }
-    }
-
-    /// A second server of a name stops it: the first stays, and both names. Upper case is made unit
-    /// by unit, so that "ß" is not "SS".
-    void serversOfOneName() {
-        OrganisationText text;
-        for (const char* dn : {"CN=Straße", "CN=STRASSE", "CN=straße,CN=Other"})
-            text.object(QString(dn) + ",CN=Configuration,DC=t", {"msExchExchangeServer"});
-        Window w(text);
-        QVERIFY_THROWS_EXCEPTION(Error, w.frame.Form_Load());
-        const auto& found = w.state.ServerNames;
-        QCOMPARE(QStringList(found.begin(), found.end()).join(' '), "Straße STRASSE straße");
-        QCOMPARE(w.state.ServerDNs.Count(), 2);
-        QCOMPARE(w.state.ServerDNs.at("STRAßE"), "CN=Straße,CN=Configuration,DC=t");
     }
 
     void whoIsListed() {
@@ -147,39 +113,32 @@ private Q_SLOTS:
         }
     }
 
-    void failingRow_data() {
-        QTest::addColumn<QString>("failing");
-        QTest::addColumn<QString>("told");
-        const QString mail = "mail: t@t\n", name = "displayName: T\n";
-        QTest::newRow("no name") << mail + "homeMDB: CN=S\n"
-                                 << "\"displayName\" of CN=u30,";
-        QTest::newRow("no store") << mail + name + "msExchHomeServerName: x\n"
-                                  << "\"homeMDB\" of CN=u30,";
-        QTest::newRow("not a store") << mail + name + "homeMDB: CN=S,DC=t\n"
-                                     << "CN=S,DC=t";
-    }
     void failingRow() {
-        QFETCH(QString, failing);
-        QFETCH(QString, told);
-        OrganisationText text = test::smallOrganisation(29);
-        Window w(text.bareUser("u30", failing).user("u31", "EX2/SG/C"));
-        int modelRows = 0;
-        w.desktop.whileShown = [&] { modelRows = w.grid.model()->rowCount(); };
-        w.open();
-        const auto& box = w.desktop.shown.value(0);
-        QVERIFY(box.Text.startsWith("Failed to refresh list of mailboxes. Error="));
-        QVERIFY2(box.Text.contains(told), qPrintable(box.Text));
-        QVERIFY(box.Icon == platform::Icon::None && box.Title.isNull());
-        QCOMPARE(modelRows, 30); // visible behind the message already
-        QCOMPARE(w.state.GridMailboxes.Count(), 29);
-        QVERIFY(!w.button("btnMove").isEnabled() && !w.button("btnRefresh").isEnabled());
-        QVERIFY(!w.grid.Redraw() && w.grid.ScrollBars() == main_window::FlexGrid::Bars::None);
-        QVERIFY(!w.chooser().isVisible());
-        QTest::mouseClick(w.grid.horizontalHeader()->viewport(), Qt::LeftButton, {}, {50, 10});
-        QVERIFY(w.grid.geometry().contains(w.chooser().geometry())); // its row is in view
-        w.pick("comboStoreName", "EX1:SG\\B");                       // but has no record
-        QVERIFY(!w.chooser().isVisible());
-        QCOMPARE(w.desktop.shown.size(), 1);
+        const QString mail = "mail: t@t\n", name = "displayName: T\n";
+        for (const auto& [failing, told] :
+             {std::pair(mail + "homeMDB: CN=S\n", "\"displayName\" of CN=u30,"),
+              {mail + name + "msExchHomeServerName: x\n", "\"homeMDB\" of CN=u30,"},
+              {mail + name + "homeMDB: CN=S,DC=t\n", "CN=S,DC=t"}}) {
+            OrganisationText text = test::smallOrganisation(29);
+            Window w(text.bareUser("u30", failing).user("u31", "EX2/SG/C"));
+            int modelRows = 0;
+            w.desktop.whileShown = [&] { modelRows = w.grid.model()->rowCount(); };
+            w.open();
+            const auto& box = w.desktop.shown.value(0);
+            QVERIFY(box.Text.startsWith("Failed to refresh list of mailboxes. Error="));
+            QVERIFY2(box.Text.contains(told), qPrintable(box.Text));
+            QVERIFY(box.Icon == platform::Icon::None && box.Title.isNull());
+            QCOMPARE(modelRows, 30); // visible behind the message already
+            QCOMPARE(w.state.GridMailboxes.Count(), 29);
+            QVERIFY(!w.button("btnMove").isEnabled() && !w.button("btnRefresh").isEnabled());
+            QVERIFY(!w.grid.Redraw() && w.grid.ScrollBars() == main_window::FlexGrid::Bars::None);
+            QVERIFY(!w.chooser().isVisible());
+            QTest::mouseClick(w.grid.horizontalHeader()->viewport(), Qt::LeftButton, {}, {50, 10});
+            QVERIFY(w.grid.geometry().contains(w.chooser().geometry())); // its row is in view
+            w.pick("comboStoreName", "EX1:SG\\B");                       // but has no record
+            QVERIFY(!w.chooser().isVisible());
+            QCOMPARE(w.desktop.shown.size(), 1);
+        }
     }
 
     void tooManyMailboxes() {
@@ -191,22 +150,6 @@ private Q_SLOTS:
         QVERIFY(w.desktop.texts().value(0).contains("32,767"));
         QCOMPARE(w.grid.Rows(), 32768);
         QCOMPARE(w.state.MailboxRowCount, qint16(32767));
-    }
-
-    void refreshStartsAfresh() {
-        Window w;
-        w.open();
-        const QByteArray elsewhere = OrganisationText::storeDN("EX2/SG/D").toUtf8();
-        w.rehearsal.organisation.modify("CN=u1,DC=t", {{"homeMDB", {elsewhere}}});
-        w.press("rdoFromStore");
-        w.pick("comboSourceMBx", "EX2:SG\\C");
-        w.pick("comboDestMBx", "EX1:SG\\B");
-        w.press("btnRefresh");
-        QCOMPARE(w.rows().constFirst(), "Display u1|EX2:SG\\D|Offline");
-        QVERIFY(w.control<QRadioButton>("rdoALL").isChecked());
-        QCOMPARE(w.state.SourceMode, main_window::Source::All);
-        QCOMPARE(w.state.SourceStoreName + w.state.DestStoreName, QString());
-        QCOMPARE(w.combo("comboDestMBx").Text(), "--- Click to Select ---");
     }
 };
 

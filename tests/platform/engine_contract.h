@@ -67,8 +67,6 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
         {at.user.toUpper().replace(",OU=", " , OU= "), Base, any, at.user},
         {guidBase(user).toUpper(), Base, any, at.user},
         {at.container, OneLevel, any, at.user},
-        {at.container, OneLevel, any, at.container, false},
-        {at.container, Subtree, any, at.container},
         {at.domain, OneLevel, any, at.user, false},
         {at.domain, Subtree, any, at.user},
         {at.domain, Subtree, any, at.server, false}, // of another naming context

@@ -38,7 +38,7 @@ void EmbeddedProbe::openMailbox(const QString& userName) {
     const auto user = existing(m_organisation, userName);
     const auto after = rehearsalAttributes(user).opensAfter;
     const int creation = m_organisation.mailboxCreations(userName);
-    const auto now = m_clock();
+    const auto now = std::chrono::steady_clock::now();
 
     auto attempt = m_attempts.find(user.distinguishedName);
     if (attempt == m_attempts.end() || attempt->creation != creation)

@@ -6,7 +6,6 @@
 #include <QHash>
 
 #include <chrono>
-#include <functional>
 
 namespace rehome::embedded {
 
@@ -14,11 +13,7 @@ namespace rehome::embedded {
 /// organisation must outlive it.
 class EmbeddedProbe : public engine::ExchangeProbe {
 public:
-    using Clock = std::function<std::chrono::steady_clock::time_point()>;
-
-    explicit EmbeddedProbe(const Organisation& organisation,
-                           Clock clock = &std::chrono::steady_clock::now)
-        : m_organisation(organisation), m_clock(std::move(clock)) {}
+    explicit EmbeddedProbe(const Organisation& organisation) : m_organisation(organisation) {}
 
     void checkServer(const QString& serverName) override;
     /// Throws Error also where the store's server is down.
@@ -32,7 +27,6 @@ private:
     };
 
     const Organisation& m_organisation;
-    Clock m_clock;
     QHash<QString, Attempt> m_attempts; ///< by the user's distinguished name
 };
 

@@ -196,9 +196,6 @@ private Q_SLOTS:
         QCOMPARE(live.move(shown, live.chooser.itemText(item)), moved);
         QCOMPARE(engine::firstValue(home(user(odd))), engine::firstValue(store));
         QCOMPARE(live.find(shown).siblingAtColumn(3).data(), "Online");
-        const auto person = live.exchange.CreatePerson();
-        person->DataSource().Open("mailto:o(*)\\d@x", {});
-        QVERIFY(!person->Mailbox()->FolderLocation().isEmpty());
     }
 
     void signingOnSaysWhatIsMissing() {
