@@ -74,14 +74,15 @@ class ObservedEngine::ObservedEntries final : public Entries {
 public:
     ObservedEntries(ObservedEngine& engine, Session& session, const SearchRequest& request)
         : m_call(engine, textOf(request)),
-          m_entries(m_call.pass([&] { return session.search(request); })) {
+          m_entries(m_call.pass([&] { return session.search(request); })),
+          m_single(request.scope == Scope::Base) {
         m_call.setHow(u"given up"_s);
     }
     std::optional<Entry> next() override {
         auto entry = m_call.pass([&] { return m_entries->next(); });
         if (entry)
             m_call.found(entry->distinguishedName);
-        else
+        if (!entry || m_single)
             m_call.setHow(u"done"_s);
         return entry;
     }
@@ -89,6 +90,7 @@ public:
 private:
     Call m_call;
     std::unique_ptr<Entries> m_entries;
+    const bool m_single; ///< there is no second entry to wait for
 };
 
 class ObservedEngine::ObservedSession final : public Session {
