@@ -157,6 +157,9 @@ private Q_SLOTS:
     void batchChecks() {
         Window w;
         w.open();
+        w.press("rdoFromStore");
+        w.pick("comboSourceMBx", "EX2:SG\\C");
+        w.press("btnRefresh"); // forgets the source
         auto& destination = w.combo("comboDestMBx");
         destination.lineEdit()->selectAll();
         QTest::keyClicks(&destination, "EX1:SG\\B"); // typed, not picked

@@ -58,7 +58,6 @@ private Q_SLOTS:
             {"", "lacks the root object"},
             {good + "displayName\n", "t.ldif, line 12"},
             {good + "displayName:: ?\n", "line 12: the value of displayname"},
-            {good + "\ndn: nonsense\ncn: a\n", "line 13"},
             {good + "\ndn: cn=a , dc=T\ncn: a\n",
              "line 13: a second record of cn=a , dc=T; the first is on line 10"},
             {good + guid + "\ndn: CN=B,DC=t\n" + guid, "line 14: CN=B,DC=t has the same"},
