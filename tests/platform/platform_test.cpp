@@ -2,7 +2,6 @@
 #include "engine_contract.h"
 #include "platform/adsi/command_text.h"
 #include "support/rehearsal.h"
-#include "topology/text_case.h"
 
 using namespace rehome;
 using namespace rehome::embedded;
@@ -82,7 +81,6 @@ private Q_SLOTS:
                  "OU=a\\;b\\>,DC=t(a=\\28;>)x|y");
         QCOMPARE(engine::filterValue(QString("a*(b)\\c") + QChar(0)), "a\\2a\\28b\\29\\5cc\\00");
         QCOMPARE(engine::firstValue("CN=a\\,\\C3\\BC\\\\,DC=t"), "a,ü\\");
-        QCOMPARE(topology::upperCase("straße"), "STRAßE");
     }
 
     void recordSets() {
