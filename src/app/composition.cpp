@@ -5,14 +5,33 @@
 #include "platform/adsi/directory.h"
 #include "platform/exchange/exchange_objects.h"
 
+#include <QTime>
+
+#include <cstdlib>
+
 namespace rehome::app {
 
 namespace {
 
+// Qt's message handler and atexit take functions without a context.
+journal::KeptJournal* theJournal = nullptr;
+
+void writeMessage(QtMsgType, const QMessageLogContext& context, const QString& text) {
+    const QString time = QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz"));
+    for (const QString& line : text.split(u'\n', Qt::SkipEmptyParts))
+        theJournal->trace(
+            QStringLiteral("%1 %2 %3").arg(time, QLatin1String(context.category), line));
+}
+
+/// The tool itself never calls exit; Qt does where the display goes away.
+void endedByExit() {
+    theJournal->tellStates();
+}
+
 int runWindow(Application& application, const Engines& engines, const QString& caption) {
     platform::Journal& journal = application.journal();
-    adsi::Directory directory(engines.directory);
-    exchange::ExchangeObjects exchange(directory, engines.probe, journal);
+    adsi::Directory directory(engines.directory, journal);
+    exchange::ExchangeObjects exchange(directory, engines.probe);
     const platform::Platform platform{directory, exchange, engines.network, application, journal};
     main_window::frmMain window(platform, caption);
     window.Form_Load();
@@ -22,21 +41,27 @@ int runWindow(Application& application, const Engines& engines, const QString& c
 
 } // namespace
 
-int runProgram(int argc, char** argv, const QString& title,
+int runProgram(int argc, char** argv, const QString& title, journal::KeptJournal::Of of,
                const std::function<int(Application&)>& body) {
-    ErrorStreamJournal journal;
-    Application application(argc, argv, title, journal);
+    journal::fillStandardDescriptors();
+    journal::KeptJournal journal(of);
+    theJournal = &journal;
+    qInstallMessageHandler(writeMessage);
+    std::atexit(endedByExit);
+    Signals fromOutside([&] { journal.tellStates(); });
+    Application application(argc, argv, title, journal, fromOutside);
     try {
-        return body(application);
+        const int status = body(application);
+        application.End(status);
     } catch (const std::exception& error) {
         application.Fail(describe(error));
     }
 }
 
 int runTool(Application& application, const Engines& engines, const QString& caption) {
-    if (!qEnvironmentVariableIsSet(Trace::Variable))
+    if (!traceCategory().isDebugEnabled())
         return runWindow(application, engines, caption);
-    Trace trace(application.journal());
+    Trace trace;
     engine::ObservedEngine observed(engines.directory, engines.probe, trace);
     return runWindow(application, {observed, observed, engines.network}, caption);
 }

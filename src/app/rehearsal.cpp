@@ -30,24 +30,26 @@ QString caption(const QStringList& arguments) {
 
 void warnWithoutLocalServer(platform::Journal& journal, embedded::EmbeddedNetwork& network) {
     if (!network.namesServer())
-        journal.Write(QStringLiteral("no Exchange server of this organisation is called \"%1\", so "
-                                     "no store is local and none can be a destination; name the "
-                                     "local one in the attribute rehomeLocalServer of the root "
-                                     "object")
-                          .arg(network.ComputerName()));
+        journal.Tell(platform::Event::Remark,
+                     QStringLiteral("no Exchange server of this organisation is called \"%1\", so "
+                                    "no store is local and none can be a destination; name the "
+                                    "local one in the attribute rehomeLocalServer of the root "
+                                    "object")
+                         .arg(network.ComputerName()));
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     const QString title = QStringLiteral("Rehome rehearsal");
-    return app::runProgram(argc, argv, title, [](app::Application& application) {
-        const QStringList arguments = QApplication::arguments().mid(1);
-        embedded::Organisation organisation = openOrganisation(arguments);
-        embedded::EmbeddedEngine engine(organisation);
-        embedded::EmbeddedProbe probe(organisation);
-        embedded::EmbeddedNetwork network(organisation);
-        warnWithoutLocalServer(application.journal(), network);
-        return app::runTool(application, {engine, probe, network}, caption(arguments));
-    });
+    return app::runProgram(
+        argc, argv, title, journal::KeptJournal::Of::Rehearsal, [](app::Application& application) {
+            const QStringList arguments = QApplication::arguments().mid(1);
+            embedded::Organisation organisation = openOrganisation(arguments);
+            embedded::EmbeddedEngine engine(organisation);
+            embedded::EmbeddedProbe probe(organisation);
+            embedded::EmbeddedNetwork network(organisation);
+            warnWithoutLocalServer(application.journal(), network);
+            return app::runTool(application, {engine, probe, network}, caption(arguments));
+        });
 }

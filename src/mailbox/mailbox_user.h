@@ -27,6 +27,9 @@ public:
     bool initFromRS(const platform::RecordSet& rs, const QString& SourceStore,
                     const QString& SourceStoreState);
 
+    /// What the journal calls it.
+    QString label() const;
+
     /// The object GUID: 38 characters, braced, in capitals.
     const QString& GetID() const { return m_id; }
 
@@ -38,15 +41,20 @@ public:
     /// Error; nothing is written then.
     void UpdateEmail() const;
 
-    /// Creates the mailbox on the store of that distinguished name. A failure is shown; the result
-    /// tells whether the mailbox was created.
+    /// Creates the mailbox on the store of that distinguished name. A failure is shown, with what
+    /// the user has now; the result tells whether the mailbox was created.
     bool CreateUserMailbox(const QString& newHomeMDB) const;
+
+    /// While it lives, the process is not ended from outside.
+    platform::Undivided whole() const { return platform::Undivided(m_platform.Desktop); }
 
     /// Deletes the mailbox. A failure ends it silently; its reason goes to the journal alone.
     void DropUserMailbox() const;
 
 private:
-    std::unique_ptr<platform::IADsUser> bindUser() const;
+    std::unique_ptr<platform::IADsUser> bindUser(platform::Purpose purpose) const;
+    /// What a failed creation has left behind, and how to go on from there.
+    QString whatNow() const;
 
     const platform::Platform& m_platform;
     QString m_id;
@@ -54,6 +62,7 @@ private:
     platform::Value m_proxyAddresses;
     QString m_sourceStore;
     QString m_sourceStoreState;
+    mutable QString m_dropRefusal; ///< why the last drop came to nothing, null if it did not
 };
 
 } // namespace rehome::mailbox

@@ -15,6 +15,7 @@ bool MoveMailbox2(const std::shared_ptr<const MailboxUser>& muser, const QString
     if (store == StoreList.end())
         return false;
 
+    const platform::Undivided move = muser->whole();
     muser->DropUserMailbox();
     const bool created = muser->CreateUserMailbox((*store)->DN());
     if (!topology::CollectionContains(muser->GetID(), MovedMailboxes))

@@ -70,6 +70,7 @@ void MailboxList::RefreshIt() {
     m_state.MailboxRowCount = 0;
     m_state.StoreList = {};
     listStores(localServer);
+    tellWhatIsMissing(localServer);
 
     try {
         listMailboxes();
@@ -89,6 +90,22 @@ void MailboxList::listStores(const QString& localServer) {
                                      m_controls.comboStoreName->AddItem(fullName);
                                  });
     }
+}
+
+void MailboxList::tellWhatIsMissing(const QString& localServer) {
+    const auto remark = [&](const QString& text) {
+        m_platform.Journal.Tell(platform::Event::Remark, text);
+    };
+    if (m_state.ServerNames.Count() == 0)
+        remark(QStringLiteral("no Exchange server is found: the organisation holds none, or you "
+                              "may not read its configuration"));
+    else if (m_state.StoreList.Count() == 0)
+        remark(QStringLiteral("no mailbox store is found: the servers cannot be opened, or you may "
+                              "not read the organisation's configuration"));
+    else if (m_controls.comboStoreName->count() == 0)
+        remark(QStringLiteral("no mailbox store is local, so none can be a destination: no server "
+                              "called %1 could be opened")
+                   .arg(localServer));
 }
 
 void MailboxList::listMailboxes() {
@@ -158,6 +175,11 @@ void MailboxList::finish(const topology::KeyedCollection<QString>& sourceStores)
     m_controls.comboStoreName->setText(grid.Text());
     m_controls.showChooser();
     m_controls.enableInOrder(*m_controls.btnRefresh, *m_controls.btnMove);
+    m_platform.Journal.Tell(platform::Event::Listed,
+                            QStringLiteral("listed %1 mailboxes; %2 mailbox stores on %3 servers")
+                                .arg(m_state.MailboxRowCount)
+                                .arg(m_state.StoreList.Count())
+                                .arg(m_state.ServerNames.Count()));
 }
 
 } // namespace rehome::main_window

@@ -11,8 +11,7 @@ class MailboxList {
 public:
     /// What it is given must outlive it.
     MailboxList(Controls& controls, State& state, const platform::Platform& platform)
-        : m_controls(controls), m_state(state), m_platform(platform),
-          m_stores(platform.Directory, platform.Exchange) {}
+        : m_controls(controls), m_state(state), m_platform(platform), m_stores(platform) {}
 
     /// Rebuilds all that the window shows. Throws Error where the servers cannot be found or the
     /// grid cannot be prepared; any later failure is shown and leaves the rows listed so far, with
@@ -22,6 +21,8 @@ public:
 private:
     void InitGUI();
     void listStores(const QString& localServer);
+    /// Why no mailbox can be moved, where that is so.
+    void tellWhatIsMissing(const QString& localServer);
     void listMailboxes();
     void listMailbox(const platform::RecordSet& rs,
                      topology::KeyedCollection<QString>& sourceStores);

@@ -109,7 +109,8 @@ void frmMain::Form_Unload(qint16&) {
     try {
         finishMovedMailboxes(summary);
     } catch (const std::exception& error) {
-        m_platform.Journal.Write(QStringLiteral("closing: ") + describe(error));
+        m_platform.Journal.Tell(platform::Event::Remark,
+                                QStringLiteral("closing: ") + describe(error));
     }
     if (m_state.MovedMailboxes.Count() > 0)
         m_platform.Desktop.Show(

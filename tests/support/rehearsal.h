@@ -35,8 +35,8 @@ struct Rehearsal {
     engine::ObservedEngine observed{engine, probe, calls};
     TestJournal journal;
     TestDesktop desktop;
-    adsi::Directory directory{observed};
-    exchange::ExchangeObjects exchange{directory, observed, journal};
+    adsi::Directory directory{observed, journal};
+    exchange::ExchangeObjects exchange{directory, observed};
     platform::Platform platform{directory, exchange, network, desktop, journal};
 };
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/adsi/directory.h"
-#include "platform/desktop.h"
 #include "platform/engine/exchange_probe.h"
+#include "platform/exchange/destinations.h"
 #include "platform/exchange_management.h"
 
 namespace rehome::exchange {
@@ -11,9 +11,8 @@ namespace rehome::exchange {
 /// them.
 class ExchangeObjects final : public platform::ExchangeManagement {
 public:
-    ExchangeObjects(adsi::Directory& directory, engine::ExchangeProbe& probe,
-                    platform::Journal& journal)
-        : m_directory(directory), m_probe(probe), m_journal(journal) {}
+    ExchangeObjects(adsi::Directory& directory, engine::ExchangeProbe& probe)
+        : m_directory(directory), m_probe(probe) {}
 
     std::unique_ptr<platform::ExchangeServer> CreateExchangeServer() override;
     std::unique_ptr<platform::StorageGroup> CreateStorageGroup() override;
@@ -24,7 +23,7 @@ public:
 private:
     adsi::Directory& m_directory;
     engine::ExchangeProbe& m_probe;
-    platform::Journal& m_journal;
+    Destinations m_destinations;
 };
 
 } // namespace rehome::exchange

@@ -49,8 +49,8 @@ struct Live {
     ldap::LdapProbe probe{observed, network}; // its round trips count too
     test::TestJournal journal;
     test::TestDesktop desktop;
-    adsi::Directory directory{observed};
-    exchange::ExchangeObjects exchange{directory, probe, journal};
+    adsi::Directory directory{observed, journal};
+    exchange::ExchangeObjects exchange{directory, probe};
     platform::Platform platform{directory, exchange, network, desktop, journal};
     main_window::frmMain frame{platform, "Rehome"};
     main_window::FlexGrid& grid = *frame.findChild<main_window::FlexGrid*>();

@@ -1,0 +1,5 @@
+#pragma once
+#include <QString>
+namespace rehome::platform {
+QString shownText(const QString& name);
+}
