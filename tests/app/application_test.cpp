@@ -17,6 +17,9 @@
 #include <csignal>
 #include <cstdio>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
 
 using namespace rehome;
 
@@ -188,6 +191,33 @@ private Q_SLOTS:
         QVERIFY(whole.stream.contains("\n\ndn:: PEdVSUQ9"));
         QCOMPARE(whole.stream.count("\n-\n"), 8);
         QVERIFY(whole.stream.contains("\nreplace: homeMTA\n-\n"));
+    }
+
+    void tellsTheSystemLog() {
+        const char* place = "/dev/log";
+        if (QFile::exists(place))
+            QSKIP("this computer has a system log of its own");
+        const int log = socket(AF_UNIX, SOCK_DGRAM, 0);
+        const sockaddr_un address{AF_UNIX, "/dev/log"};
+        const auto* there = reinterpret_cast<const sockaddr*>(&address);
+        QVERIFY(bind(log, there, sizeof address) == 0);
+        QStringList lines;
+        std::thread reader([&] {
+            char line[2000];
+            for (ssize_t size = 0; (size = recv(log, line, sizeof line, 0)) > 1;)
+                lines += QString::fromUtf8(line, size).section(": ", 1);
+        });
+        run("\"$0\" one 2>stream");
+        sendto(log, ".", 1, 0, there, sizeof address);
+        reader.join();
+        close(log);
+        QFile::remove(place);
+        QCOMPARE(lines.size(), 4);
+        QCOMPARE(lines.at(0), "listed 4 mailboxes; 4 mailbox stores on 2 servers");
+        for (const char* text : {"dropped from CN=C,", "created on CN=B,"})
+            QCOMPARE(lines.filter(QRegularExpression("^u1@t \\{[-0-9A-F]{36}\\}: " + QString(text)))
+                         .size(),
+                     1);
     }
 
     void signalsStrikeBetweenMailboxes() {
