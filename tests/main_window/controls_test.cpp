@@ -28,28 +28,22 @@ private Q_SLOTS:
     void layout() {
         Window w;
         w.open();
-        const struct {
-            const char *name, *text;
-            int left, top, width, height; // twips
-        } controls[] = {{"msfgMain", "", 120, 120, 9735, 4215},
-                        {"Frame1", "Migration Options", 120, 4440, 9735, 3855},
-                        {"Frame2", "Source", 240, 360, 9255, 1815},
-                        {"rdoALL", " All", 120, 240, 8895, 255},
-                        {"rdoCriteria", "Mailboxes having  store status ", 120, 720, 2775, 255},
-                        {"comboStatus", "", 2880, 720, 3375, 360},
-                        {"rdoFromStore", "Mailboxes from store", 120, 1200, 1815, 255},
-                        {"comboSourceMBx", "", 1920, 1200, 7215, 360},
-                        {"btnMove", "&Move", 3900, 2300, 1815, 375},
-                        {"Frame3", "Destination", 240, 2760, 9255, 855},
-                        {"Label4", "Destination mailstore", 120, 360, 1695, 255},
-                        {"comboDestMBx", "", 1800, 360, 7335, 360},
-                        {"btnRefresh", "&Refresh", 3480, 8520, 1455, 375},
-                        {"btnExit", "E&xit", 5160, 8520, 1455, 375}};
-        for (const auto& [name, text, left, top, width, height] : controls) {
-            const auto& control = w.control<QWidget>(name);
-            QCOMPARE(control.geometry(), QRect(left / 15, top / 15, width / 15, height / 15));
-            const QString seen = control.property("text").toString();
-            QCOMPARE(seen + control.property("title").toString(), text);
+        const QString expected = // left, top, width and height in twips, and the caption
+            "msfgMain 120 120 9735 4215|Frame1 120 4440 9735 3855 Migration Options|"
+            "Frame2 240 360 9255 1815 Source|rdoALL 120 240 8895 255  All|"
+            "rdoCriteria 120 720 2775 255 Mailboxes having  store status |"
+            "comboStatus 2880 720 3375 360|rdoFromStore 120 1200 1815 255 Mailboxes from store|"
+            "comboSourceMBx 1920 1200 7215 360|btnMove 3900 2300 1815 375 &Move|"
+            "Frame3 240 2760 9255 855 Destination|Label4 120 360 1695 255 Destination mailstore|"
+            "comboDestMBx 1800 360 7335 360|btnRefresh 3480 8520 1455 375 &Refresh|"
+            "btnExit 5160 8520 1455 375 E&xit";
+        for (const QString& line : expected.split('|')) {
+            const QStringList parts = line.split(' ');
+            const auto& control = w.control<QWidget>(qPrintable(parts.at(0)));
+            const auto pixels = [&](int part) { return parts.at(part).toInt() / 15; };
+            QCOMPARE(control.geometry(), QRect(pixels(1), pixels(2), pixels(3), pixels(4)));
+            const QString caption = control.property("text").toString();
+            QCOMPARE(caption + control.property("title").toString(), parts.mid(5).join(' '));
         }
         QString headings;
         for (int column = 0; column < 4; ++column)

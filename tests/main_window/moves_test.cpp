@@ -165,16 +165,12 @@ private Q_SLOTS:
                  "EX1:SG\\A\u202EBEX1:SG\\A\uFFFDB" + shown);
         w.press("rdoFromStore");
         w.pick("comboSourceMBx", w.grid.Text());
-        for (int i = 0; i < 2; ++i) {
-            w.pick("comboDestMBx", store);
-            QCOMPARE(w.combo("comboDestMBx").lineEdit()->text(), "EX1:SG\\A\\\uFFFDB");
-            w.press("btnMove");
-            w.press("rdoALL");
-        }
-        QStringList told = w.desktop.texts().mid(2);
-        QVERIFY(told.takeFirst().endsWith("\r\n\r\n-> EX1:SG\\A\\\uFFFDB"));
-        QCOMPARE(told.at(0), "No MailBox found in EX1:SG\\A\uFFFDB");
-        QCOMPARE(told.at(2), "3 MailBoxes Moved Successfully");
+        w.pick("comboDestMBx", store);
+        QCOMPARE(w.combo("comboDestMBx").lineEdit()->text(), "EX1:SG\\A\\\uFFFDB");
+        w.press("btnMove");
+        const QStringList told = w.desktop.texts().mid(2);
+        QVERIFY(told.at(0).endsWith("\r\n\r\n-> EX1:SG\\A\\\uFFFDB"));
+        QCOMPARE(told.at(1), "No MailBox found in EX1:SG\\A\uFFFDB");
     }
 
     void batchReportsFailures() {
