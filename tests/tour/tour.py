@@ -31,7 +31,8 @@ class MainWindow(Program):
                 "Mailboxes", "Move the selected mailboxes", "Refresh the list", "Exit"])
         self.grid, = window.all("table")
         self.status, self.source, self.destination, self.chooser = window.all("combo box")
-        self.all, self.by_status, _ = window.all("radio button")
+        self.options = list(window.all("radio button"))
+        self.chosen = "All mailboxes"
         self.buttons = list(window.all("push button"))
 
     def refreshed(self):
@@ -42,8 +43,11 @@ class MainWindow(Program):
         until("the chooser shows the last row's store and covers it", lambda: (
             self.chooser.has("SHOWING"), self.chooser.name, self.chooser.area()) == (
             True, self.mailbox.row[1], store.area()))
-        agree("what is chosen", [self.all.has("CHECKED"), self.source.name, self.destination.name],
-              [True, "--- Click to Select ---", "--- Click to Select ---"])
+        agree("what is chosen", [o.name for o in self.options if o.has("CHECKED")]
+              + [c.name for c in (self.status, self.source, self.destination)],
+              [self.chosen, "Offline", "--- Click to Select ---", "--- Click to Select ---"])
+        agree("the lists to choose in", [c.has("SENSITIVE") for c in (self.status, self.source)],
+              [self.chosen != "All mailboxes", False])
 
     def choose(self, **answer):
         """Picks the destination for the last row, which is in view, and answers the question."""
@@ -77,7 +81,8 @@ def moves_one(main):
 def moves_batch(main, state):
     xdotool("key", "alt+m")
     main.answer(main.message, "Please Select the Destination MailStore")
-    main.by_status.click()
+    main.options[1].click()
+    main.chosen = "Mailboxes having store status"
     main.status.pick(state)
     main.destination.pick(main.store)
     xdotool("key", "alt+m")
@@ -127,6 +132,11 @@ def closes_by_title_bar(desktop, program, ldif):
         until("time elapses", lambda: main.progress()[-1] > before[-1])
     xdotool("key", "alt+F4")
     elapses()
+    before = main.progress()[-1]
+    dialog = ("search", "--name", "^Mailbox drop")
+    xdotool(*dialog, "windowminimize", "sleep", "2.5")
+    xdotool(*dialog, "windowactivate", "--sync")
+    agree("minimised, it goes on", main.progress()[-1] > before, True)
     xdotool("key", "Escape")
     refuses(desktop, MESSAGE, "Too many arguments", program, file, file, meanwhile=elapses)
     exits(main, "alt+F4", "closed-by-title-bar", traced=True)
