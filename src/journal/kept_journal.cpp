@@ -3,7 +3,8 @@
 #include "platform/error.h"
 #include "platform/shown_text.h"
 
-#include <QDateTime>
+#include <array>
+#include <ctime>
 
 namespace rehome::journal {
 
@@ -20,6 +21,16 @@ bool isFailure(Event event) {
 bool toldOnce(Event event) {
     return event == Event::Remark || event == Event::AddressNotRestored ||
            event == Event::NotOpened;
+}
+
+/// The local time. Qt's own is gone already when the process exits under a lost display.
+QString now() {
+    const std::time_t seconds = std::time(nullptr);
+    tm parts{};
+    localtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%FT%T", &parts);
+    return QString::fromLatin1(text.data());
 }
 
 QByteArray asComment(QByteArray ldif) {
@@ -80,7 +91,7 @@ void KeptJournal::tellStates() noexcept {
 }
 
 void KeptJournal::tell(const QString& line, bool failure) noexcept {
-    trace(QDateTime::currentDateTime().toString(Qt::ISODate) + u' ' + line);
+    trace(now() + u' ' + line);
     if (m_log)
         m_log->tell(platform::shownText(line), failure);
 }

@@ -60,6 +60,8 @@ class Desktop:
         _, bus = address("dbus-daemon --session --print-address")
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus
         start("openbox", "--sm-disable")
+        until("windows are managed", lambda: not run(
+            ["xdotool", "get_num_desktops"], stdout=DEVNULL, stderr=DEVNULL).returncode)
         # What the windows show is read afresh each time.
         Atspi.get_desktop(0).set_cache_mask(Atspi.Cache.NONE)
 

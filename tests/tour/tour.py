@@ -137,6 +137,18 @@ def closes_by_title_bar(desktop, program, ldif):
     exits(main, "alt+F4", "closed-by-title-bar", traced=True)
 
 
+def loses_its_display(desktop, program, ldif):
+    """What has become of the moved mailbox is told all the same."""
+    main = MainWindow(desktop, Organisation(ldif), TITLE, MESSAGE, program)
+    main.choose()
+    main.window("Mailbox move")
+    desktop.screen.kill()
+    told = main.ended(1)
+    agree("the moved mailboxes in " + told,
+          re.findall(r"^# \S+ moved: (\S+) .*: created on .*; not opened; address", told, re.M),
+          [main.mailbox.mail])
+
+
 def refuses(_, title, reason, *command, meanwhile=lambda: None):
     refused = Program(*command)
     text, = refused.window(title).texts()
@@ -153,6 +165,7 @@ def tour(desktop, program):
     moves_batch(main, "Unreachable")
     exits(main, slow=1)
     closes_by_title_bar(desktop, program, ldif)
+    loses_its_display(desktop, program, ldif)
 
 
 def run(steps, pictures, *arguments):
