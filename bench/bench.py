@@ -4,7 +4,7 @@
 Measures the tool against the directory's own commands and prints one line for each figure: name,
 value, unit. PROGRAMS is the folder of rehome-bench-live and rehome-bench-rehearsal. --short: 500
 users and no Samba, to see that everything still runs. README.md tells what the figures mean."""
-import os, pathlib, shutil, socket, statistics, subprocess, sys, tempfile, threading, time
+import os, pathlib, shutil, signal, socket, statistics, subprocess, sys, tempfile, threading, time
 
 import organisation, picture, slapd
 from tool import Tool, alternate, timed
@@ -23,6 +23,11 @@ def figure(name, value, unit=""):
     print(f"{name} {value:.{2 if value < 100 else 0}f} {unit}".rstrip(), flush=True)
 
 
+def ratio(name, own, command):
+    """With the milliseconds that it comes from."""
+    figure(name, own / command, f"({own:.0f} to {command:.0f} ms)")
+
+
 class Bench:
     def __init__(self, programs, place, short):
         self.programs, self.place, self.short = programs, place, short
@@ -35,7 +40,8 @@ class Bench:
 
     def live(self, server, **more):
         return Tool(self.programs / "rehome-bench-live", mailboxes=server.count, LDAPURI=server.uri,
-                    REHOME_BENCH_PORT=str(self.port), REHOME_BENCH_USERS=organisation.USERS, **more)
+                    LDAPSASL_MECH="EXTERNAL", REHOME_BENCH_PORT=str(self.port),
+                    REHOME_BENCH_USERS=organisation.USERS, **more)
 
     def directory(self, size):
         return slapd.Directory(self.place / str(size), size, self.movable[size])
@@ -49,7 +55,7 @@ class Bench:
             rounds = self.rounds * (3 if directory.count < 10000 else 1)
             own, command = alternate(rounds, tool.refresh, lambda: timed(search))
             how = "paged" if paged else "unpaged"
-            figure(f"refresh_vs_ldapsearch_{how}_{directory.count}", own / command)
+            ratio(f"refresh_vs_ldapsearch_{how}_{directory.count}", own, command)
             for name, cost in ((f"Rehome, {how}", own), (f"ldapsearch, {how}", command)):
                 curves.setdefault(name, {})[directory.count] = cost
             return tool.heap() if paged else None
@@ -59,7 +65,7 @@ class Bench:
             with self.live(server) as tool:
                 return tool.started
         own, command = alternate(self.rounds, start, lambda: timed(ldapsearch(server.uri, True)))
-        figure("start_to_window_vs_ldapsearch", own / command)
+        ratio("start_to_window_vs_ldapsearch", own, command)
 
     def longer(self, server):
         """What is only measured with all users: requests, growth, scrolling."""
@@ -112,11 +118,11 @@ class Bench:
         with directory.serve(synced=False) as server:
             self.round_trips(server)
             own, command = self.moves(server, self.rounds)
-            figure("move_vs_ldapmodify_nosync", own / command)
+            ratio("move_vs_ldapmodify_nosync", own, command)
         with directory.serve() as server:
             rounds = 1 if self.short else 2
             own, command = self.moves(server, rounds)
-            figure("move_vs_ldapmodify_fsync", own / command)
+            ratio("move_vs_ldapmodify_fsync", own, command)
             recorded, _ = self.moves(server, rounds, record=self.place / "record")
             figure("move_record_cost", (recorded - own) / self.moved, "ms")
 
@@ -147,10 +153,10 @@ class Bench:
             return timed(["ldbadd", "--nosync", "-H", db, plain])
 
         own, command = alternate(1 if self.short else 3, read, add)
-        figure("rehearsal_read_vs_ldbadd", own / command)
+        ratio("rehearsal_read_vs_ldbadd", own, command)
         with rehearse() as tool:
             own, command = alternate(1 if self.short else 3, tool.refresh, lambda: timed(search))
-            figure("rehearsal_refresh_vs_ldbsearch", own / command)
+            ratio("rehearsal_refresh_vs_ldbsearch", own, command)
             figure("rehearsal_memory_mb", tool.peak_mb(), "MB")
             batch = tool.move(FIRST.shown, SECOND.shown, self.moved) / 1000
             figure("rehearsal_batch_1000_s", batch * 1000 / self.moved, "s")
@@ -249,15 +255,15 @@ def samba_stage(programs):
                 tool.refresh()
                 return tool.move(first.shown, second.shown, SAMBA_USERS)
             own_ms, command_ms = alternate(3, own, lambda: timed(["ldapmodify", *command, back]))
-            figure("move_vs_ldapmodify_samba", own_ms / command_ms)
+            ratio("move_vs_ldapmodify_samba", own_ms, command_ms)
 
 
 def samba(programs):
     if absent := samba_missing():
         print(f"No figures over Samba: {absent} is missing.", flush=True)
         return
-    done = subprocess.run([SAMBA, sys.executable, __file__, "--over-samba", programs],
-                          stderr=subprocess.PIPE, text=True)
+    done = subprocess.run(["setpriv", "--pdeathsig", "TERM", sys.executable, SAMBA, sys.executable,
+                           __file__, "--over-samba", programs], stderr=subprocess.PIPE, text=True)
     if done.returncode:
         sys.exit("The measurement over Samba failed:\n" + done.stderr)
 
@@ -276,6 +282,7 @@ def main(arguments):
     if absent:
         print(f"Nothing is measured: {', '.join(absent)} is missing.")
         sys.exit(MISSING)
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("The bench was ended."))
     start = time.monotonic()
     # On a disk: what a synced change costs is part of what is measured.
     with tempfile.TemporaryDirectory(prefix="rehome-bench-", dir=os.environ.get("TMPDIR", "/var/tmp")
