@@ -82,24 +82,27 @@ class Bench:
 
     # The moves
 
-    def moves(self, server, rounds, **more):
-        """Milliseconds of the tool's batch and of ldapmodify, which takes everybody back."""
+    def moves(self, server, rounds, *tools):
+        """The milliseconds of each tool's batch, and of ldapmodify, which takes everybody back."""
         names = [organisation.user_name(number) for number in range(self.moved)]
         back = self.place / "back.ldif"
         back.write_text(organisation.moves(names, FIRST))
         modify = ["ldapmodify", "-Q", "-Y", "EXTERNAL", "-H", server.uri, "-f", back]
-        with self.live(server, **more) as tool:
-            def own():
-                tool.refresh()
-                elapsed = tool.move(FIRST.shown, SECOND.shown, self.moved)
-                check_homes(server.uri, SECOND, self.moved)
-                return elapsed
 
-            def command():
-                elapsed = timed(modify)
-                check_homes(server.uri, FIRST, self.moved)
-                return elapsed
-            return alternate(rounds, own, command)
+        def own(tool):
+            tool.refresh()
+            elapsed = tool.move(FIRST.shown, SECOND.shown, self.moved)
+            check_homes(server.uri, SECOND, self.moved)
+            return elapsed
+
+        def command():
+            elapsed = timed(modify)
+            check_homes(server.uri, FIRST, self.moved)
+            return elapsed
+
+        measures = [measure for tool in tools for measure in (lambda tool=tool: own(tool), command)]
+        medians = alternate(rounds, *measures)
+        return [*medians[::2], medians[1]]
 
     def round_trips(self, server):
         with self.live(server) as tool:
@@ -115,16 +118,16 @@ class Bench:
             tool.move(SECOND.shown, FIRST.shown, self.moved)
 
     def all_moves(self, directory):
+        rounds = 1 if self.short else 3
         with directory.serve(synced=False) as server:
             self.round_trips(server)
-            own, command = self.moves(server, self.rounds)
+            with self.live(server) as tool, self.live(
+                    server, record=self.place / "record") as recorder:
+                own, recorded, command = self.moves(server, rounds, tool, recorder)
             ratio("move_vs_ldapmodify_nosync", own, command)
-        with directory.serve() as server:
-            rounds = 1 if self.short else 2
-            own, command = self.moves(server, rounds)
-            ratio("move_vs_ldapmodify_fsync", own, command)
-            recorded, _ = self.moves(server, rounds, record=self.place / "record")
             figure("move_record_cost", (recorded - own) / self.moved, "ms")
+        with directory.serve() as server, self.live(server) as tool:
+            ratio("move_vs_ldapmodify_fsync", *self.moves(server, rounds, tool))
 
     # The rehearsal
 
