@@ -266,9 +266,11 @@ def samba(programs):
         print(f"No figures over Samba: {absent} is missing.", flush=True)
         return
     done = subprocess.run(["setpriv", "--pdeathsig", "TERM", sys.executable, SAMBA, sys.executable,
-                           __file__, "--over-samba", programs], stderr=subprocess.PIPE, text=True)
+                           __file__, "--over-samba", programs], capture_output=True, text=True)
     if done.returncode:
-        sys.exit("The measurement over Samba failed:\n" + done.stderr)
+        sys.exit("The measurement over Samba failed:\n" + done.stdout + done.stderr)
+    # kinit talks, too.
+    print(*(line for line in done.stdout.splitlines() if line.startswith("move_")), sep="\n")
 
 
 def main(arguments):
