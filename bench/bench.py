@@ -118,14 +118,14 @@ class Bench:
             tool.move(SECOND.shown, FIRST.shown, self.moved)
 
     def all_moves(self, directory):
-        rounds = 1 if self.short else 3
         with directory.serve(synced=False) as server:
             self.round_trips(server)
             with self.live(server) as tool, self.live(
                     server, record=self.place / "record") as recorder:
-                own, recorded, command = self.moves(server, rounds, tool, recorder)
+                own, recorded, command = self.moves(server, self.rounds, tool, recorder)
             ratio("move_vs_ldapmodify_nosync", own, command)
             figure("move_record_cost", (recorded - own) / self.moved, "ms")
+        rounds = 1 if self.short else 3
         with directory.serve() as server, self.live(server) as tool:
             ratio("move_vs_ldapmodify_fsync", *self.moves(server, rounds, tool))
 

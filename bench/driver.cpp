@@ -7,9 +7,10 @@
 //                         outcome, and what the boxes said
 //   scroll FRAMES         turns the wheel: how long each frame took
 //   memory                what is in use of the heap
+//   online                how many mailboxes' stores are
 //
-// Before the first command it tells when the list was painted for the first time, when the window
-// was begun, and how many mailboxes' stores are online. The end of the input ends the program.
+// When the list is painted for the first time, it tells unasked when the window was begun. The end
+// of the input ends the program.
 
 #include <QAbstractItemModel>
 #include <QAbstractItemView>
@@ -81,8 +82,7 @@ private:
         m_grid = qobject_cast<QAbstractItemView*>(&grid);
         // Once the frame is out.
         QTimer::singleShot(0, this, [this] {
-            const double painted = milliseconds();
-            answer({{u"begun"_s, m_begun}, {u"painted"_s, painted}, {u"online"_s, online()}});
+            answer({{u"begun"_s, m_begun}});
             auto* input = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
             connect(input, &QSocketNotifier::activated, this, [this] { command(); });
         });
@@ -100,14 +100,6 @@ private:
                 m_firstAnswered = milliseconds();
             QTest::mouseClick(first, Qt::LeftButton);
         });
-    }
-
-    int online() const {
-        const QAbstractItemModel& rows = *m_grid->model();
-        int count = 0;
-        for (int row = 0; row < rows.rowCount(); ++row)
-            count += rows.index(row, rows.columnCount() - 1).data().toString() == u"Online";
-        return count;
     }
 
     void answer(QJsonObject reply) {
@@ -130,6 +122,8 @@ private:
             move(words.value(1), words.value(2));
         else if (verb == u"scroll")
             scroll(words.value(1).toInt());
+        else if (verb == u"online")
+            online();
         else if (verb == u"memory")
             memory();
         else
@@ -210,6 +204,14 @@ private:
                 giveUp(u"the wheel does not scroll the list"_s);
         }
         answer({{u"each"_s, each}});
+    }
+
+    void online() {
+        const QAbstractItemModel& rows = *m_grid->model();
+        int count = 0;
+        for (int row = 0; row < rows.rowCount(); ++row)
+            count += rows.index(row, rows.columnCount() - 1).data().toString() == u"Online";
+        answer({{u"online"_s, count}});
     }
 
     void memory() {

@@ -33,9 +33,11 @@ class Tool:
         self.first = self.answer()
         self.started = (time.perf_counter() - start) * 1000
         self.rows = self.first["rows"]
-        if mailboxes and (self.rows, self.first["online"]) != (mailboxes, mailboxes):
-            sys.exit(f"Of {mailboxes} mailboxes, {self.rows} are listed, {self.first['online']} of "
-                     "them online.")
+        if mailboxes:
+            online = self.ask("online")["online"]
+            if (self.rows, online) != (mailboxes, mailboxes):
+                sys.exit(f"Of {mailboxes} mailboxes, {self.rows} are listed, {online} of them "
+                         "online.")
 
     def answer(self):
         line = self.process.stdout.readline()
