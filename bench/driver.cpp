@@ -64,9 +64,8 @@ public:
     bool eventFilter(QObject* watched, QEvent* event) override {
         if (m_begun < 0 && watched->isWidgetType() && watched->objectName() == "frmMain"_L1)
             m_begun = milliseconds();
-        if (event->type() == QEvent::Paint && watched->parent() &&
-            watched->parent()->objectName() == "msfgMain"_L1)
-            painted(*watched->parent());
+        if (event->type() == QEvent::Paint)
+            painted(*watched);
         if (event->type() == QEvent::Show && watched->objectName() == "messageBox"_L1)
             shown(*qobject_cast<QDialog*>(watched));
         return false;
@@ -75,11 +74,14 @@ public:
 private:
     double milliseconds() const { return double(m_clock.nsecsElapsed()) / 1e6; }
 
-    void painted(QObject& grid) {
+    void painted(const QObject& part) {
+        auto* grid = qobject_cast<QAbstractItemView*>(part.parent());
+        if (!grid || grid->viewport() != &part || grid->objectName() != "msfgMain"_L1)
+            return;
         ++m_paints;
         if (m_grid)
             return;
-        m_grid = qobject_cast<QAbstractItemView*>(&grid);
+        m_grid = grid;
         // Once the frame is out.
         QTimer::singleShot(0, this, [this] {
             answer({{u"begun"_s, m_begun}});
