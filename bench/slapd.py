@@ -72,7 +72,7 @@ class Directory:
         path.write_text(
             f"{schema()}modulepath {MODULES}\nmoduleload back_mdb\nmoduleload back_monitor\n"
             f"pidfile {self.place}/{name}.pid\nrootDSE {self.place}/root.ldif\n"
-            f"sizelimit unlimited\n{hidden}"
+            f"loglevel 0\nsizelimit unlimited\n{hidden}"
             f'database mdb\nsuffix "{organisation.BASE}"\ndirectory {self.place}/db\n'
             f"maxsize {1 << 30}\nlimits * size.prtotal=unlimited size.pr=unlimited\n"
             f"access to * by * write\n{INDEXES}{'' if synced else 'dbnosync'}\n"
@@ -90,9 +90,10 @@ class Server:
         self.uri = "ldapi://" + urllib.parse.quote(str(socket), safe="")
         configuration = directory.configure(name, **how)
         self.log = open(directory.place / (name + ".log"), "w+")
-        # -d keeps it in the foreground; "none" has it say only what must be said.
+        # -d keeps it in the foreground. By default it tells the system's log of each operation, which
+        # costs time and may block.
         self.process = subprocess.Popen(
-            [directory.program, "-d", "none", "-f", configuration, "-h", self.uri],
+            [directory.program, "-d", "none", "-s", "0", "-f", configuration, "-h", self.uri],
             stderr=self.log, preexec_fn=end_with_parent)
         for _ in range(200):
             if self.process.poll() is not None:
@@ -123,8 +124,12 @@ class Server:
         return self
 
     def __exit__(self, *_):
-        self.process.send_signal(signal.SIGTERM)
-        self.process.wait()
+        self.process.terminate()
+        try:
+            self.process.wait(30)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            self.process.wait()
         self.log.close()
 
 
