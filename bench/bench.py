@@ -246,7 +246,8 @@ def samba_stage(programs):
         people.write_text("".join(
             organisation.record(
                 name, ["user"], named=False, sAMAccountName=f"bench{number}",
-                mailNickname=f"bench{number}", displayName=f"Bench {number}", mail=f"bench{number}@rehome.test",
+                mailNickname=f"bench{number}", displayName=f"Bench {number}",
+                mail=f"bench{number}@rehome.test",
                 proxyAddresses=f"SMTP:bench{number}@rehome.test", mDBUseDefaults="TRUE",
                 homeMDB=first.name, homeMTA=first.agent, msExchHomeServerName=first.legacy_server)
             for number, name in enumerate(names)))
@@ -290,8 +291,8 @@ def main(arguments):
     signal.signal(signal.SIGTERM, lambda *_: sys.exit("The bench was ended."))
     start = time.monotonic()
     # On a disk: what a synced change costs is part of what is measured.
-    with tempfile.TemporaryDirectory(prefix="rehome-bench-", dir=os.environ.get("TMPDIR", "/var/tmp")
-                                     ) as place:
+    folder = os.environ.get("TMPDIR", "/var/tmp")
+    with tempfile.TemporaryDirectory(prefix="rehome-bench-", dir=folder) as place:
         place = pathlib.Path(place)
         drawing = pathlib.Path(arguments[1]) if len(arguments) > 1 else place / "cost.svg"
         Bench(programs, place, short).run(drawing)

@@ -1,8 +1,7 @@
 """The organisation that is measured: 20 servers with 5 stores each, and any number of users."""
 import base64, socket, uuid
 
-# Types of names as slapd writes them: as in Active Directory, values of homeMDB and the names of the
-# stores must agree.
+# Spelt as slapd spells them: as in Active Directory, homeMDB and the stores' names must agree.
 BASE = "dc=bench,dc=test"
 CONFIGURATION = "cn=Configuration," + BASE
 SCHEMA = "cn=Schema," + CONFIGURATION
@@ -86,7 +85,9 @@ def configuration():
     for server, name in enumerate(SERVER_NAMES):
         where = Store(server, 0)
         yield record(where.server_name, ["msExchExchangeServer"], cn=name,
-                     objectGUID=guid(1 << 24 | server).bytes_le, legacyExchangeDN=where.legacy_server, networkAddress="ncacn_ip_tcp:127.0.0.1")
+                     objectGUID=guid(1 << 24 | server).bytes_le,
+                     legacyExchangeDN=where.legacy_server,
+                     networkAddress="ncacn_ip_tcp:127.0.0.1")
         yield record(where.agent, ["mTA"], cn="Microsoft MTA")
         yield container("cn=InformationStore," + where.server_name)
         yield record(where.name.split(",", 1)[1], ["msExchStorageGroup"], cn=GROUP,
@@ -102,7 +103,8 @@ def users(count, movable, category):
         login, store = f"user{number:05}", home(number, movable)
         yield record(
             user_name(number), ["person", "user"], cn=login, displayName="Mailbox of " + login,
-            objectCategory=category, objectGUID=guid(number).bytes_le, sAMAccountName=login, mailNickname=login,
+            objectCategory=category, objectGUID=guid(number).bytes_le, sAMAccountName=login,
+            mailNickname=login,
             mail=login + "@bench.test",
             proxyAddresses=[f"SMTP:{login}@bench.test", f"smtp:{login}@old.bench.test",
                             f"X400:c=US;a= ;p=Bench;o=Exchange;s={login};"],

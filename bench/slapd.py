@@ -90,8 +90,8 @@ class Server:
         self.uri = "ldapi://" + urllib.parse.quote(str(socket), safe="")
         configuration = directory.configure(name, **how)
         self.log = open(directory.place / (name + ".log"), "w+")
-        # -d keeps it in the foreground. By default it tells the system's log of each operation, which
-        # costs time and may block.
+        # -d keeps it in the foreground. By default it tells the system's log of each operation,
+        # which costs time and may block.
         self.process = subprocess.Popen(
             [directory.program, "-d", "none", "-s", "0", "-f", configuration, "-h", self.uri],
             stderr=self.log, preexec_fn=end_with_parent)
