@@ -324,9 +324,10 @@ QByteArray Connection::checkResult(const Message& message, const Attempt& attemp
     LDAPControl* page = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, list, nullptr);
     berval next{};
     ber_int_t estimate = 0;
-    if (!page ||
-        ldap_parse_pageresponse_control(m_handle.get(), page, &estimate, &next) != LDAP_SUCCESS)
+    if (!page)
         return {};
+    if (ldap_parse_pageresponse_control(m_handle.get(), page, &estimate, &next) != LDAP_SUCCESS)
+        fail(attempt, {LDAP_DECODING_ERROR, u"it does not tell whether there is another page"_s});
     const Text cookie(next.bv_val);
     return QByteArray(next.bv_val, qsizetype(next.bv_len));
 }

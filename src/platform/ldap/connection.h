@@ -51,6 +51,8 @@ public:
     /// Waits for the final message of a request that has no other.
     void finish(int request, const Attempt& attempt);
     void abandon(int request) noexcept;
+    /// Throws the Failure that describes a result.
+    [[noreturn]] void fail(Attempt attempt, const Result& result) const;
     /// Ends it for whoever still reads from it.
     void close() noexcept { m_lost = m_closed = true; }
 
@@ -59,7 +61,6 @@ private:
     Result bind(const char* mechanism);
     int sent(int code, int request, const Attempt& attempt);
     Message await(int request, std::chrono::milliseconds limit, const Attempt& attempt);
-    [[noreturn]] void fail(Attempt attempt, const Result& result) const;
     QString diagnostic() const;
 
     QString m_server;

@@ -144,6 +144,50 @@ private Q_SLOTS:
         QCOMPARE(entry.attributes.size(), size_t(1));
         QCOMPARE(entry.values("member"), numbered(0, 3200));
     }
+    void whatIsMissingOrUnreadableIsAnError() {
+        using Answer = std::function<void(const Request&)>;
+        const auto ranges = [](int first, int last, const char* mark) -> Answer {
+            return [=](const Request& asked) {
+                if (asked.first() == 0)
+                    return asked.entry("CN=x", "cn;range=0-9", numbered(0, 10));
+                if (*mark)
+                    asked.entry("CN=x", mark, numbered(first, last));
+            };
+        };
+        const auto sends = [](const char* format, const char* name, const char* type) -> Answer {
+            return [=](const Request& asked) {
+                asked.send(format, LDAP_RES_SEARCH_ENTRY, name, type, "\xff");
+            };
+        };
+        for (const auto& [line, answer] : QList<std::pair<int, Answer>>{
+                 {__LINE__, ranges(0, 0, "")},
+                 {__LINE__, ranges(0, 0, "cn")},
+                 {__LINE__, ranges(10, 20, "cn")},
+                 {__LINE__, ranges(9, 20, "cn;range=9-*")},
+                 {__LINE__, ranges(10, 15, "cn;range=10-19")},
+                 {__LINE__, ranges(10, 10, "cn;range=10-9")},
+                 {__LINE__, ranges(10, 20, "cn;range=10-x")},
+                 {__LINE__, ranges(10, 20, "sn;range=10-*")},
+                 {__LINE__, sends("{it{s}}", "CN=x", "")},
+                 {__LINE__, sends("{it{s{{s}}}}", "CN=x", "cn")},
+                 {__LINE__, sends("{it{s{{s[s]}}}}", "CN=\xff", "cn")},
+                 {__LINE__, sends("{it{s{{s[s]}}}}", "CN=x", "\xff")},
+                 {__LINE__, sends("{it{s{{s[s]}}}}", "CN=x", "homeMDB")},
+                 {__LINE__, [](const Request& asked) {
+                      asked.send("{it{ess}t{{sts}}}", LDAP_RES_SEARCH_RESULT, LDAP_SUCCESS, "", "",
+                                 LDAP_TAG_CONTROLS, LDAP_CONTROL_PAGEDRESULTS, LBER_OCTETSTRING,
+                                 "no cookie");
+                  }}}) {
+            Server server{[&](const Request& asked) {
+                answer(asked);
+                asked.result();
+            }};
+            const engine::SearchRequest request{"CN=x", engine::Scope::OneLevel, "(a=*)", {"cn"}};
+            const QString said = test::errorOf([&] { test::names(*server.session, request); });
+            QVERIFY2(said.contains("incomplete"),
+                     qPrintable(QString("%1: %2").arg(line).arg(said)));
+        }
+    }
     void aSearchThatBreaksOffIsAnError() {
         for (const int code : {LDAP_REFERRAL, LDAP_BUSY}) {
             Server server{[code](const Request& asked) {
