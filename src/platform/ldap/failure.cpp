@@ -106,6 +106,10 @@ bool Failure::connectionLost() const {
     return m_result.code == LDAP_SERVER_DOWN;
 }
 
+bool Failure::sessionEnded() const {
+    return connectionLost() || m_result.code == LDAP_UNAVAILABLE;
+}
+
 Failure describeResult(const Attempt& attempt, const Result& result) {
     QString text = tried(attempt) + u" failed: "_s + meaning(attempt, result) + u'.';
     if (!result.diagnostic.isEmpty())

@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 
 #include <atomic>
+#include <list>
 #include <thread>
 
 using namespace rehome;
@@ -53,7 +54,7 @@ struct Request {
     }
 };
 
-/// A server that answers as it is told, one connection at a time, and a session with it.
+/// A server that answers as it is told, and a session with it.
 struct Server {
     ~Server() { shutdown(int(listener.socketDescriptor()), SHUT_RDWR); } // ends the thread
 
@@ -69,7 +70,14 @@ struct Server {
             Request asked{socket.get(), 0, 0, QByteArray(qsizetype(length), '\0')};
             ber_scanf(message.get(), "it", &asked.id, &asked.kind);
             ber_read(message.get(), asked.content.data(), length);
-            if (asked.content.contains("CN=x")) {
+            const bool aboutX = asked.content.contains("CN=x");
+            log += asked.kind == LDAP_REQ_BIND     ? 'b'
+                   : asked.kind == LDAP_REQ_MODIFY ? 'm'
+                   : asked.kind == LDAP_REQ_SEARCH ? aboutX ? 's' : 'r'
+                                                   : '-';
+            if (frozen)
+                continue;
+            if (aboutX) {
                 ++requests;
                 answer(asked);
                 if (hangUps.contains(requests))
@@ -86,16 +94,19 @@ struct Server {
     const std::function<void(const Request&)> answer;
     const QList<int> hangUps{};    ///< after these requests
     std::atomic<int> requests = 0; ///< so far, but for those of a new session
+    std::atomic<bool> frozen = false;
+    QByteArray log{}; ///< one letter for each request
     const QTemporaryDir folder{};
     QLocalServer listener{};
     const bool listening = listener.listen(folder.filePath("socket"));
     std::jthread thread{[this] {
+        std::list<std::jthread> connections;
         for (int next = 0;
              (next = accept(int(listener.socketDescriptor()), nullptr, nullptr)) >= 0;)
-            serve(next);
+            connections.emplace_back([this, next] { serve(next); });
     }};
     ldap::LdapEngine engine{
-        {2s, 2s, 1000, {"ldapi://" + QUrl::toPercentEncoding(listener.fullServerName())}}};
+        {1s, 1s, 1000, {"ldapi://" + QUrl::toPercentEncoding(listener.fullServerName())}, 200ms}};
     std::unique_ptr<engine::Session> session = engine.openSession();
 };
 
@@ -221,6 +232,48 @@ private Q_SLOTS:
         const QString said = test::errorOf(modify); // unanswered
         QVERIFY2(said.contains("not known whether the change was made"), qPrintable(said));
         QCOMPARE(server.requests, 6);
+    }
+    void aSessionThatHasEndedIsMadeAnew() {
+        Server server{[&](const Request& asked) {
+            asked.result(QList{1, 3, 5, 6}.contains(server.requests) ? LDAP_UNAVAILABLE : 0);
+        }};
+        const auto modify = [&] { server.session->modify("CN=x", {{"mail", {"a"}}}); };
+        test::one(*server.session, "CN=x");
+        modify();
+        QCOMPARE(server.requests, 4);
+        QVERIFY(test::errorOf(modify).contains("(result 52)")); // twice: no third time
+        modify();
+        QCOMPARE(server.requests, 7);
+        QCOMPARE(server.log.count('b'), 5);
+    }
+    void aFrozenDirectoryCostsOneTimeLimit() {
+        Server server{[](const Request& asked) {
+            if (asked.kind == LDAP_REQ_MODIFY)
+                QTest::qSleep(400); // more than the short limit: no change is cut short
+            asked.result();
+        }};
+        const auto other = server.engine.openSession();
+        const auto modify = [](engine::Session& session) {
+            return test::errorOf([&] { session.modify("CN=x", {{"mail", {"a"}}}); });
+        };
+        const auto search = [&] {
+            return test::errorOf([&] { test::one(*server.session, "CN=x"); });
+        };
+        QCOMPARE(modify(*other), QString());
+        server.frozen = true;
+        QVERIFY(search().contains("within 1 seconds"));
+        const QDeadlineTimer limit(1s);
+        for (const QString& said : {modify(*other), search(), modify(*server.session),
+                                    test::errorOf([&] { (void)server.engine.openSession(); })})
+            QVERIFY2(said.contains("within 0.2 seconds"), qPrintable(said));
+        QVERIFY(!limit.hasExpired());
+        server.frozen = false;
+        server.log.clear();
+        QCOMPARE(modify(*other), QString());
+        QCOMPARE(modify(*server.session), QString());
+        QCOMPARE(search(), QString());
+        server.log.replace("-", "");
+        QCOMPARE(server.log, "brmbrms");
     }
     void serversComeByPriority() {
         std::mt19937 chance{1};

@@ -240,6 +240,26 @@ private Q_SLOTS:
         session->modify(user("user0004"), {{"mail", {"user0004@rehome.test"}}});
     }
 
+    void aTicketThatRanOutAndWasRenewedIsNotNoticed() {
+        const auto sign = [&](const QString& life) { // without a ticket-granting one: too short
+            const QString command =
+                "echo Throw-away1 | kinit -l $0 -S ldap/$1 -c $2 Administrator >/dev/null";
+            const QString cache = m_place + "short.cc";
+            QCOMPARE(QProcess::execute("sh", {"-c", command, life, m_address, cache}), 0);
+        };
+        sign("3s");
+        useTicket("short.cc");
+        ldap::LdapEngine engine = limited();
+        const auto reads = engine.openSession(), writes = engine.openSession();
+        const auto read = [&] { return test::one(*reads, user("user0005")).text("mail"); };
+        QCOMPARE(read(), "user0005@rehome.test");
+        QTest::qSleep(4000);
+        says(errorOf(read), "run kinit");
+        sign("1h");
+        QCOMPARE(read(), "user0005@rehome.test");
+        writes->modify(user("user0005"), {{"mail", {"user0005@rehome.test"}}});
+    }
+
     void aFrozenServerEndsInAnError() {
         ldap::LdapEngine engine = limited();
         const auto session = engine.openSession();
