@@ -6,13 +6,19 @@
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
+#include "platform/ldap/tcp_check.h"
 #include "support/recorded_calls.h"
 #include "support/test_desktop.h"
 
 #include <QProcess>
 
 #include <arpa/inet.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
 #include <csignal>
+#include <thread>
 
 using namespace rehome;
 using test::errorOf;
@@ -238,6 +244,31 @@ private Q_SLOTS:
         QCOMPARE(test::one(*session, user("user0003")).text("mail"), "user0003@rehome.test");
         restartServer();
         session->modify(user("user0004"), {{"mail", {"user0004@rehome.test"}}});
+    }
+
+    void aSilentNameServerCostsNoMoreThanTheLimit() {
+        const int silent = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{AF_INET, htons(53), {inet_addr("127.77.255.253")}, {}};
+        QCOMPARE(bind(silent, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        const QByteArray settings = m_place + "silent.conf";
+        QFile file(settings);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("nameserver 127.77.255.253\n") > 0);
+        file.close();
+        QString said;
+        QElapsedTimer time;
+        std::thread([&] { // with a resolv.conf of its own
+            if (unshare(CLONE_NEWNS) != 0 ||
+                mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                mount(settings.data(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) != 0)
+                return;
+            time.start();
+            said =
+                errorOf([] { ldap::checkTcpPort("no.rehome.test", 135, QDeadlineTimer(500ms)); });
+        })
+            .join();
+        says(said, "not looked up in time");
+        QVERIFY(time.elapsed() < 1000);
+        close(silent);
     }
 
     void aTicketThatRanOutAndWasRenewedIsNotNoticed() {
