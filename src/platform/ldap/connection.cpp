@@ -131,7 +131,6 @@ Connection::Connection(const QString& server, const LdapSettings& settings,
     // The reverse name look-up would let whoever answers it choose the server to trust.
     ldap_set_option(handle, LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON);
     // Limits set for other programs in ldap.conf would cut lists short.
-    setOption(handle, LDAP_OPT_SIZELIMIT, LDAP_NO_LIMIT);
     setOption(handle, LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT);
     setOption(handle, LDAP_OPT_DEREF, LDAP_DEREF_NEVER);
     const timeval limit = toTimeval(most);

@@ -87,7 +87,7 @@ struct Server {
             if (asked.kind == LDAP_REQ_SEARCH)
                 asked.entry("", "supportedControl", {LDAP_CONTROL_PAGEDRESULTS});
             if (asked.kind == LDAP_REQ_SEARCH || asked.kind == LDAP_REQ_BIND)
-                asked.result();
+                asked.result(asked.kind == LDAP_REQ_BIND ? signsOn.load() : LDAP_SUCCESS);
         }
     }
 
@@ -95,6 +95,7 @@ struct Server {
     const QList<int> hangUps{};    ///< after these requests
     std::atomic<int> requests = 0; ///< so far, but for those of a new session
     std::atomic<bool> frozen = false;
+    std::atomic<int> signsOn = LDAP_SUCCESS;
     QByteArray log{}; ///< one letter for each request
     const QTemporaryDir folder{};
     QLocalServer listener{};
@@ -105,8 +106,8 @@ struct Server {
              (next = accept(int(listener.socketDescriptor()), nullptr, nullptr)) >= 0;)
             connections.emplace_back([this, next] { serve(next); });
     }};
-    ldap::LdapEngine engine{
-        {1s, 1s, 1000, {"ldapi://" + QUrl::toPercentEncoding(listener.fullServerName())}, 200ms}};
+    const QString uri = "ldapi://" + QUrl::toPercentEncoding(listener.fullServerName());
+    ldap::LdapEngine engine{{1s, 1s, 1000, {uri}, 200ms}};
     std::unique_ptr<engine::Session> session = engine.openSession();
 };
 
@@ -124,6 +125,34 @@ class LdapProtocolTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() {
+        for (const char* limit : {"LDAPSIZELIMIT", "LDAPTIMELIMIT"})
+            qputenv(limit, "1");
+        qputenv("LDAPDEREF", "always");
+    }
+    void otherProgramsLimitsDoNotCount() {
+        QByteArray asked;
+        Server server{[&](const Request& request) {
+            asked = request.content;
+            request.result();
+        }};
+        test::one(*server.session, "CN=x");
+        // Aliases are not followed; no limit of size, none of time.
+        QVERIFY2(asked.contains(QByteArray::fromHex("0a0100"
+                                                    "020100"
+                                                    "020100")),
+                 asked.toHex());
+    }
+    void goesOnWithTheServerThatAnsweredLast() {
+        Server first{{}}, second{{}};
+        ldap::LdapEngine engine{{1s, 1s, 1000, {first.uri, second.uri}}};
+        first.signsOn = LDAP_BUSY;
+        const auto session = engine.openSession();
+        first.signsOn = LDAP_SUCCESS;
+        const auto another = engine.openSession();
+        QCOMPARE(first.log.count('b'), 2); // of its own session; refused
+        QCOMPARE(second.log.count('b'), 3);
+    }
     void pagesThroughMoreThanAServerSendsAtOnce() {
         Server server{[](const Request& asked) {
             const int first = asked.first(), last = qMin(first + 1000, 2500);
