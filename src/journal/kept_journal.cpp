@@ -40,7 +40,8 @@ QByteArray asComment(QByteArray ldif) {
 
 } // namespace
 
-KeptJournal::KeptJournal(Of of, int stream) : m_live(of == Of::LiveDirectory), m_stream(stream) {
+KeptJournal::KeptJournal(Of of, int stream)
+    : m_live(of == Of::LiveDirectory), m_stream(stream), m_progress(stream) {
     if (m_live)
         m_log = std::make_unique<SystemLog>("rehome");
 }
@@ -57,6 +58,7 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
 }
 
 void KeptJournal::keep(const QByteArray& text) {
+    m_progress.erase();
     // A rehearsal has nothing to lose, and may run without a place to write to.
     if (!m_live && m_stream.keepsNothing())
         return;
@@ -71,6 +73,7 @@ void KeptJournal::keep(const QByteArray& text) {
 void KeptJournal::Tell(Event event, const QString& text, const QString& mailbox) noexcept {
     const QString line = mailbox.isEmpty() ? text : mailbox + QStringLiteral(": ") + text;
     m_states.take(event, text, mailbox);
+    m_progress.count(event);
     if (toldOnce(event)) {
         if (m_told.contains(line))
             return;
@@ -82,6 +85,7 @@ void KeptJournal::Tell(Event event, const QString& text, const QString& mailbox)
 }
 
 void KeptJournal::trace(const QString& line) noexcept {
+    m_progress.erase();
     m_stream.tell("# " + platform::shownText(line).toUtf8() + '\n');
 }
 
