@@ -32,7 +32,7 @@ private Q_SLOTS:
             "displayName: straße\n\n# search result\nsearch: 2\nresult: 0 Success\n"
             "control: 1.2.3 false MAUCAQ==\npagedresults: cookie=\n\n# numEntries: 2";
         for (const char* lineEnd : {"\n", "\r\n"}) {
-            Organisation organisation(text.replace("\n", lineEnd), "snapshot");
+            Organisation organisation(readOrganisation(text.replace("\n", lineEnd), "snapshot"));
             const auto session = EmbeddedEngine(organisation).openSession();
             for (const auto& [filter, found] : {
                      std::pair("(objectClass=user)", "CN=Zoe,DC=t CN=Änne,DC=t"), // in this order
@@ -56,7 +56,7 @@ private Q_SLOTS:
         const std::pair<QByteArray, const char*> expected[] = {
             {"", "lacks the root object"},
             {good + "displayName\n", "t.ldif, line 12"},
-            {good + "displayName:: ?\n", "line 12: the value of displayname"},
+            {good + "displayName:: ?\n", "line 12: the value of displayName"},
             {good + "\ndn: cn=a , dc=T\ncn: a\n",
              "line 13: a second record of cn=a , dc=T; the first is on line 10"},
             {good + guid + "\ndn: CN=B,DC=t\n" + guid, "line 14: CN=B,DC=t has the same"},
@@ -67,11 +67,12 @@ private Q_SLOTS:
             {good + "rehomeStoreState: 4\n", "CN=A,DC=t: rehomeStoreState"},
             {good + "rehomeStoreStat: 1\n", "knows no attribute rehomeStoreStat"}};
         for (const auto& [text, words] : expected) {
-            const QString error = errorOf([&] { Organisation(text, "t.ldif"); });
+            const QString error = errorOf([&] { readOrganisation(text, "t.ldif"); });
             QVERIFY2(error.contains(words), qPrintable(error + " lacks " + words));
         }
         for (const QString path : {"/no/such.ldif", "/"})
-            QVERIFY(errorOf([&] { Organisation::read(path); }).contains(path + " cannot be read"));
+            QVERIFY(
+                errorOf([&] { readOrganisationFile(path); }).contains(path + " cannot be read"));
     }
 
     void texts() {
