@@ -81,10 +81,8 @@ public:
             if (filter.matches(objectAt(place)))
                 places.push_back(place);
         };
-        const auto candidates =
-            scope == engine::Scope::Base ? std::nullopt : addressIndex().candidates(filter.tree());
-        if (candidates) {
-            for (const Place place : *candidates)
+        if (const auto keys = AddressIndex::keys(filter.tree())) {
+            for (const Place place : addressIndex().places(*keys))
                 if (tree.isWithin(base, scope, place))
                     take(place);
         } else {
