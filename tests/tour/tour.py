@@ -12,7 +12,7 @@ import tempfile
 from pathlib import Path
 
 from desktop import Desktop, Program, agree, until, xdotool
-from organisation import Mailbox, Organisation, full_name
+from organisation import Organisation, full_name
 
 SHIPPED = Path(__file__).parent / "../../src/platform/embedded/organisation.ldif"
 TITLE = "Rehome – REHEARSAL, nothing real is touched"
@@ -95,16 +95,9 @@ def exits(main, key="alt+x", picture="summary", slow=0, traced=False):
             "Please wait, repopulating mailboxes to Exchange store...", "Repopulated:",
             str(len(moved) - slow), "Of", str(len(moved)), "Elapsed time:"])
         main.desktop.picture("repopulation")
-
-    def summed_up():
-        main.desktop.picture(picture)
-        if slow:
-            found = {r["dn"][0]: r for r in main.directory()}
-            agree("a policy acts", any("rehomepolicyaddress" in found[m.dn] for m in moved), True)
-            agree("what the directory holds",
-                  [Mailbox(found[m.dn]).entry for m in moved], [m.entry for m in moved])
     main.answer("Moved Mailboxes", "The following mailboxes were moved :\t\n"
-                + "".join(f"\n\t{m.mail}" for m in moved), meanwhile=summed_up)
+                + "".join(f"\n\t{m.mail}" for m in moved),
+                meanwhile=lambda: main.desktop.picture(picture))
     told = main.ended(0)
     trace = [line for line in told if line.startswith("trace ")]
     agree("creations in the trace", sum("homeMDB=CN=" in line for line in trace),

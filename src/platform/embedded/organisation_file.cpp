@@ -113,7 +113,7 @@ private:
     }
 
     /// Most values of classes, stores and servers are those of the object before: sharing them
-    /// spares @SHARE@ of memory with 32,767 users.
+    /// spares 26 of 136 MB with 32,767 users.
     void share(int number, QList<QByteArray>& values, int line) {
         const auto index = static_cast<size_t>(number);
         if (m_before.size() <= index)
