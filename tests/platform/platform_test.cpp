@@ -60,7 +60,7 @@ private Q_SLOTS:
         const std::pair<QByteArray, const char*> expected[] = {
             {"", "lacks the root object"},
             {good + "displayName\n", "t.ldif, line 12"},
-            {good + "displayName: \xFC\n", "line 12: the value of displayName is not UTF-8"},
+            {good + "description: \xFC\n", "line 12: the value of description is not UTF-8"},
             {good + "description:: /A==\ndisplayName:: /A==\n",
              "line 13: the value of displayName"},
             {good + "\ndn:: Q049/A==\n", "line 13: \"CN=\uFFFD\" is not a distinguished name"},
@@ -88,7 +88,9 @@ private Q_SLOTS:
     }
 
     void addressesAreFoundWhereTheyAre() {
-        Rehearsal r;
+        OrganisationText text = smallOrganisation();
+        const QString configuration = "CN=Configuration,DC=t", other = "CN=c," + configuration;
+        Rehearsal r(text.object(other, {"user"}, "mail: c@t\n"));
         const auto session = r.engine.openSession();
         const auto having = [&](const QString& address, const QString& base = "DC=t") {
             return engine::SearchRequest{
@@ -103,7 +105,8 @@ private Q_SLOTS:
         for (const auto& [request, found] :
              {std::pair(having("u1@t"), QString()), std::pair(having("Ü@T"), u1),
               std::pair(having("Ü2@t"), u1), std::pair(having("u1A@t", u1), u1),
-              std::pair(having("ü@t", "CN=Configuration,DC=t"), QString()),
+              std::pair(having("ü@t", configuration), QString()),
+              std::pair(having("c@t"), QString()), std::pair(having("c@t", configuration), other),
               std::pair(having("ü@t", userDN("u2")), QString())})
             QCOMPARE(names(*session, request).join(' '), found);
         QCOMPARE(before->next().value_or(engine::Entry()).text("mail"), "u1@t");
