@@ -89,8 +89,8 @@ private Q_SLOTS:
 
     void addressesAreFoundWhereTheyAre() {
         OrganisationText text = smallOrganisation();
-        const QString configuration = "CN=Configuration,DC=t", other = "CN=c," + configuration;
-        Rehearsal r(text.object(other, {"user"}, "mail: c@t\n"));
+        const QString configuration = "CN=Configuration,DC=t", c = "CN=c," + configuration;
+        Rehearsal r(text.object(c, {"user"}, "mail: c@t\n"));
         const auto session = r.engine.openSession();
         const auto having = [&](const QString& address, const QString& base = "DC=t") {
             return engine::SearchRequest{
@@ -106,10 +106,16 @@ private Q_SLOTS:
              {std::pair(having("u1@t"), QString()), std::pair(having("Ü@T"), u1),
               std::pair(having("Ü2@t"), u1), std::pair(having("u1A@t", u1), u1),
               std::pair(having("ü@t", configuration), QString()),
-              std::pair(having("c@t"), QString()), std::pair(having("c@t", configuration), other),
+              std::pair(having("c@t"), QString()), std::pair(having("c@t", configuration), c),
               std::pair(having("ü@t", userDN("u2")), QString())})
             QCOMPARE(names(*session, request).join(' '), found);
         QCOMPARE(before->next().value_or(engine::Entry()).text("mail"), "u1@t");
+
+        Rehearsal bare(OrganisationText().bareUser("u1", {})); // nobody has mail
+        const auto other = bare.engine.openSession();
+        QVERIFY(names(*other, having("a@t")).isEmpty());
+        other->modify(u1, {{"mail", {"a@t"}}});
+        QCOMPARE(names(*other, having("a@t")), {u1});
     }
 
     void texts() {

@@ -10,8 +10,8 @@ namespace rehome::embedded {
 /// Finds objects by e-mail address: by values of mail and proxyAddresses in any letter case.
 class AddressIndex {
 public:
-    explicit AddressIndex(const AttributeNames& names)
-        : m_numbers{names.find("mail"), names.find("proxyAddresses")} {}
+    explicit AddressIndex(AttributeNames& names)
+        : m_numbers{names.number("mail"), names.number("proxyAddresses")} {}
 
     void add(ObjectTree::Place place, const Object& object);
     void remove(ObjectTree::Place place, const Object& object);
