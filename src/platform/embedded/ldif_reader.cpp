@@ -33,7 +33,7 @@ LdifReader::LdifReader(const QByteArray& content, const QString& source)
 }
 
 void LdifReader::fail(int line, const QString& text) const {
-    throw Error(u"%1: %2."_s.arg(ldifPlace(m_source, line), text));
+    throw Error(u"%1, line %2: %3."_s.arg(m_source, QString::number(line), text));
 }
 
 std::optional<LdifRecord> LdifReader::next() {
@@ -138,10 +138,6 @@ void LdifReader::checkResult() const {
                  u"the search that wrote this file did not finish (%1); take it again"_s.arg(
                      QString::fromUtf8(value.value)));
     }
-}
-
-QString ldifPlace(const QString& source, int line) {
-    return u"%1, line %2"_s.arg(source, QString::number(line));
 }
 
 } // namespace rehome::embedded

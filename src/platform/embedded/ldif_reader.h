@@ -37,6 +37,7 @@ public:
     /// None at the end.
     std::optional<LdifRecord> next();
 
+    /// Throws Error: "organisation.ldif, line 7: TEXT."
     [[noreturn]] void fail(int line, const QString& text) const;
 
 private:
@@ -53,8 +54,5 @@ private:
     std::vector<LdifValue> m_block;    ///< up to an empty line
     std::deque<QByteArray> m_unfolded; ///< lines of the block that were folded
 };
-
-/// "organisation.ldif, line 7"
-QString ldifPlace(const QString& source, int line);
 
 } // namespace rehome::embedded
