@@ -22,12 +22,13 @@ QString homeOf(platform::IADsUser& user) {
 } // namespace
 
 bool MailboxUser::initFromRS(const platform::RecordSet& rs, const QString& SourceStore,
-                             const QString& SourceStoreState) {
+                             const QString& SourceStoreState, const QString& SourceStoreDN) {
     m_id = topology::OctetGuidToString(rs.Fields(QStringLiteral("objectGUID")).Value);
     m_mail = platform::toText(rs.Fields(QStringLiteral("mail")));
     m_proxyAddresses = rs.Fields(ProxyAddresses).Value;
     m_sourceStore = SourceStore;
     m_sourceStoreState = SourceStoreState;
+    m_sourceStoreDN = SourceStoreDN;
     return false;
 }
 

@@ -17,6 +17,8 @@ public:
 
     /// The full name of the store that held the mailbox when the record was made.
     const QString& GetSourceStore() const { return m_sourceStore; }
+    /// That store's distinguished name; empty where the record was made without it.
+    const QString& GetSourceStoreDN() const { return m_sourceStoreDN; }
     /// That store's state then.
     const QString& GetSourceStoreState() const { return m_sourceStoreState; }
     /// The e-mail address when the record was made.
@@ -25,7 +27,7 @@ public:
     /// Takes over the record set's current row. Throws Error where a column cannot be read or
     /// "mail" is null. The result means nothing.
     bool initFromRS(const platform::RecordSet& rs, const QString& SourceStore,
-                    const QString& SourceStoreState);
+                    const QString& SourceStoreState, const QString& SourceStoreDN = {});
 
     /// What the journal calls it.
     QString label() const;
@@ -63,6 +65,7 @@ private:
     QString m_sourceStore;
     QString m_sourceStoreState;
     mutable QString m_dropRefusal; ///< why the last drop came to nothing, null if it did not
+    QString m_sourceStoreDN;
 };
 
 } // namespace rehome::mailbox

@@ -1,5 +1,6 @@
 #include "main_window/mailbox_list.h"
 
+#include "main_window/source_choice.h"
 #include "platform/twips.h"
 #include "topology/names.h"
 #include "topology/servers.h"
@@ -53,7 +54,8 @@ void MailboxList::InitGUI() {
     m_controls.comboSourceMBx->setEnabled(false);
     m_controls.comboStatus->setEnabled(false);
     m_state.SourceMode = Source::All;
-    m_controls.rdoALL->setChecked(true);
+    // The option buttons are left as they are, and what they show has to count.
+    setSource(checkedSource(m_controls), m_state, m_controls);
 }
 
 void MailboxList::RefreshIt() {
@@ -65,7 +67,7 @@ void MailboxList::RefreshIt() {
     const auto whateverHappens = qScopeGuard([&] { grid.publish(); });
 
     topology::GetExchServers(m_platform.Directory, m_state.ServerNames, m_state.ServerDNs);
-    const QString localServer = m_platform.Network.ComputerName();
+    const QString localServer = m_getLocalServer();
     InitGUI();
     m_state.MailboxRowCount = 0;
     m_state.StoreList = {};
@@ -157,7 +159,7 @@ void MailboxList::listMailbox(const platform::RecordSet& rs,
     grid.setText(state);
 
     auto user = std::make_shared<mailbox::MailboxUser>(m_platform);
-    user->initFromRS(rs, store, state);
+    user->initFromRS(rs, store, state, homeMDB);
     m_state.GridMailboxes.Add(std::move(user), QString::number(m_state.MailboxRowCount));
 }
 

@@ -6,7 +6,6 @@
 #include <QKeyEvent>
 
 #include <chrono>
-#include <utility>
 
 namespace rehome::repopulation {
 
@@ -87,14 +86,14 @@ void frmRecreateMailboxStatus::Form_Activate() {
 
 void frmRecreateMailboxStatus::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
-    if (!event->spontaneous() || std::exchange(m_interrupted, false))
+    if (!event->spontaneous())
         Form_Activate();
 }
 
 void frmRecreateMailboxStatus::hideEvent(QHideEvent* event) {
-    // Iconified by the window manager, the dialog is to begin again when it comes back.
-    m_interrupted = event->spontaneous() && m_tmrElapsed.isActive();
-    m_tmrElapsed.stop();
+    // Iconified by the window manager, alone or with the main window, the dialog goes on.
+    if (!event->spontaneous())
+        m_tmrElapsed.stop();
     QDialog::hideEvent(event);
 }
 

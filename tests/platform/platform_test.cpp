@@ -81,6 +81,17 @@ private Q_SLOTS:
                  "OU=a\\;b\\>,DC=t(a=\\28;>)x|y");
         QCOMPARE(engine::filterValue(QString("a*(b)\\c") + QChar(0)), "a\\2a\\28b\\29\\5cc\\00");
         QCOMPARE(engine::firstValue("CN=a\\,\\C3\\BC\\\\,DC=t"), "a,ü\\");
+        QCOMPARE(engine::firstValue("CN= \"a,b\" ,DC=t") + engine::firstValue("CN=\\+1\\ 1\\0x\\"),
+                 "a,b+1 10x\\");
+        const QString spelled =
+            "CN=\\#\\+\\,\\\"\\\\\\<\\>\\;\\=\\0A\\0Dü#\\ ,OU=\\ +CN=\\ a /,DC=t";
+        const QString hexadecimal = "CN=\\23\\2b\\2C\\22\\5c\\3C\\3e\\3B\\3D\\0a\\0D\\C3\\bC#\\20,"
+                                    "OU=\\20+CN=\\20a\\20\\2F , DC=t ";
+        for (const QString& name : {spelled, hexadecimal})
+            QCOMPARE(engine::directorySpelling(name), spelled);
+        QCOMPARE(engine::directorySpelling("CN=\"a,=\",OU=a=b"), "CN=a\\,\\=,OU=a\\=b");
+        for (const QString kept : {"", "no \\2C name", "CN=\\FF", "CN=#0401,OU=\\,", "<GUID=0>"})
+            QCOMPARE(engine::directorySpelling(kept), kept);
     }
 
     void recordSets() {

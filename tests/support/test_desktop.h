@@ -65,7 +65,7 @@ public:
                            [&](const auto& record) { return record.Guid == guid; });
     }
     void Tell(platform::Event, const QString& text, const QString& mailbox) noexcept override {
-        lines += mailbox.section(' ', 0, 0) + ": " + text;
+        lines += mailbox.isEmpty() ? text : mailbox.section(' ', 0, 0) + ": " + text;
     }
 };
 

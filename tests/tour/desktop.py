@@ -39,8 +39,9 @@ def start(*command, out=DEVNULL, err=DEVNULL):
 
 
 def address(server):
-    """Where a server that has been started can be reached, which it tells by itself."""
-    return start(*server.split(), out=PIPE).stdout.readline().strip()
+    """A server that has been started, and where it can be reached, which it tells by itself."""
+    process = start(*server.split(), out=PIPE)
+    return process, process.stdout.readline().strip()
 
 
 def xdotool(*command):
@@ -54,9 +55,13 @@ class Desktop:
         os.environ.update(HOME=directory, XDG_RUNTIME_DIR=directory, LC_ALL="C.UTF-8",
                           QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
                           QT_SCALE_FACTOR="1", AT_SPI_BUS_ADDRESS="")
-        os.environ["DISPLAY"] = ":" + address("Xvfb -displayfd 1 -screen 0 1024x768x24")
-        os.environ["DBUS_SESSION_BUS_ADDRESS"] = address("dbus-daemon --session --print-address")
+        self.screen, number = address("Xvfb -displayfd 1 -screen 0 1024x768x24")
+        os.environ["DISPLAY"] = ":" + number
+        _, bus = address("dbus-daemon --session --print-address")
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus
         start("openbox", "--sm-disable")
+        until("windows are managed", lambda: not run(
+            ["xdotool", "get_num_desktops"], stdout=DEVNULL, stderr=DEVNULL).returncode)
         # What the windows show is read afresh each time.
         Atspi.get_desktop(0).set_cache_mask(Atspi.Cache.NONE)
 

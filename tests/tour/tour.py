@@ -30,7 +30,8 @@ class MainWindow(Program):
                 "Mailboxes", "Move the selected mailboxes", "Refresh the list", "Exit"])
         self.grid, = window.all("table")
         self.status, self.source, self.destination, self.chooser = window.all("combo box")
-        self.all, self.by_status, _ = window.all("radio button")
+        self.options = list(window.all("radio button"))
+        self.chosen = "All mailboxes"
         self.buttons = list(window.all("push button"))
 
     def refreshed(self):
@@ -41,8 +42,11 @@ class MainWindow(Program):
         until("the chooser shows the last row's store and covers it", lambda: (
             self.chooser.has("SHOWING"), self.chooser.name, self.chooser.area()) == (
             True, self.mailbox.row[1], store.area()))
-        agree("what is chosen", [self.all.has("CHECKED"), self.source.name, self.destination.name],
-              [True, "--- Click to Select ---", "--- Click to Select ---"])
+        agree("what is chosen", [o.name for o in self.options if o.has("CHECKED")]
+              + [c.name for c in (self.status, self.source, self.destination)],
+              [self.chosen, "Offline", "--- Click to Select ---", "--- Click to Select ---"])
+        agree("the lists to choose in", [c.has("SENSITIVE") for c in (self.status, self.source)],
+              [self.chosen != "All mailboxes", False])
 
     def choose(self, **answer):
         """Picks the destination for the last row, which is in view, and answers the question."""
@@ -76,7 +80,8 @@ def moves_one(main):
 def moves_batch(main, state):
     xdotool("key", "alt+m")
     main.answer(main.message, "Please Select the Destination MailStore")
-    main.by_status.click()
+    main.options[1].click()
+    main.chosen = "Mailboxes having store status"
     main.status.pick(state)
     main.destination.pick(main.store)
     xdotool("key", "alt+m")
@@ -132,6 +137,18 @@ def closes_by_title_bar(desktop, program, ldif):
     exits(main, "alt+F4", "closed-by-title-bar", traced=True)
 
 
+def loses_its_display(desktop, program, ldif):
+    """What has become of the moved mailbox is told all the same."""
+    main = MainWindow(desktop, Organisation(ldif), TITLE, MESSAGE, program)
+    main.choose()
+    main.window("Mailbox move")
+    desktop.screen.kill()
+    told = main.ended(1)
+    agree("the moved mailboxes in " + told,
+          re.findall(r"^# \S+ moved: (\S+) .*: created on .*; not opened; address", told, re.M),
+          [main.mailbox.mail])
+
+
 def refuses(_, title, reason, *command, meanwhile=lambda: None):
     refused = Program(*command)
     text, = refused.window(title).texts()
@@ -148,6 +165,7 @@ def tour(desktop, program):
     moves_batch(main, "Unreachable")
     exits(main, slow=1)
     closes_by_title_bar(desktop, program, ldif)
+    loses_its_display(desktop, program, ldif)
 
 
 def run(steps, pictures, *arguments):
