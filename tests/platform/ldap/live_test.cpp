@@ -211,6 +211,8 @@ private Q_SLOTS:
         QVERIFY(attributes() != before);
         QCOMPARE(QProcess::execute("ldapmodify", {"-cQNY", "GSSAPI", "-f", file.fileName()}), 0);
         QVERIFY(attributes() == before);
+        for (const QString& name : names)
+            change("dn: " + user(name) + "\nchangetype: delete\n");
     }
 
     void goesByWhatHasBecomeOfUserAndStore() {
