@@ -3,10 +3,29 @@
 #include "main_window/look.h"
 #include "main_window/message_dialog.h"
 
+#include <QDir>
+#include <QIcon>
+
 #include <cstdio>
 #include <cstdlib>
 
 namespace rehome::app {
+
+namespace {
+
+QIcon icon() {
+    QIcon icon;
+    const QDir sizes(QStringLiteral(":/rehome/icon"));
+    for (const QString& size : sizes.entryList())
+        icon.addFile(sizes.filePath(size));
+    return icon;
+}
+
+} // namespace
+
+QString version() {
+    return QStringLiteral(REHOME_VERSION);
+}
 
 void ErrorStreamJournal::Write(const QString& line) {
     std::fprintf(stderr, "rehome: %s\n", line.toUtf8().constData());
@@ -17,6 +36,7 @@ Application::Application(int& argc, char** argv, const QString& title, platform:
     : QApplication(argc, argv), m_title(title), m_journal(journal) {
     // The display name is left unset: Qt would append it to every title.
     setApplicationName(QStringLiteral("rehome"));
+    setWindowIcon(icon());
     main_window::applyLook(*this);
     setQuitOnLastWindowClosed(false);
 }

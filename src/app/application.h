@@ -6,6 +6,9 @@
 
 namespace rehome::app {
 
+/// The version of both programs, such as 1.2.3.
+QString version();
+
 /// Writes lines to the standard error stream, each under the program's name.
 class ErrorStreamJournal final : public platform::Journal {
 public:

@@ -11,8 +11,9 @@ int main(int argc, char** argv) {
     return app::runProgram(argc, argv, title, [&](app::Application& application) {
         // Whoever names a file here believes that they are rehearsing.
         if (QApplication::arguments().size() > 1)
-            throw Error(QStringLiteral("rehome works on the directory itself and takes no "
-                                       "arguments. To rehearse on a file, run rehome-rehearsal."));
+            throw Error(QStringLiteral("rehome %1 works on the directory itself and takes no "
+                                       "arguments. To rehearse on a file, run rehome-rehearsal.")
+                            .arg(app::version()));
         ldap::LdapEngine engine;
         ldap::HostNetwork network;
         ldap::LdapProbe probe(engine, network);
