@@ -41,7 +41,13 @@ root=$work/root
 for package in "$work"/packages/*.deb; do
     dpkg-deb -x "$package" "$root"
 done
-check "the files" diff tests/packaging/files <(cd "$root" && find . ! -type d | LC_ALL=C sort)
+check "the files" diff tests/packaging/files \
+    <(cd "$root" && find . ! -type d ! -path '*/pictures/*' | LC_ALL=C sort)
+guide=$root/usr/share/doc/rehome-common/guide.html
+check "the guide" grep "<h1>Administrator" "$guide"
+while read -r picture; do
+    check "the guide's $picture" test -s "${guide%/*}/$picture"
+done < <(sed -n 's/.*<img src="\([^"]*\)".*/\1/p' "$guide")
 check "lintian" lintian --fail-on error,warning "$work"/packages/*.deb
 depends() { dpkg-deb -f "$work/packages/$1"_*.deb Depends | grep -F "$2"; }
 while read -r package needs; do
