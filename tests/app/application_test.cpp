@@ -1,6 +1,7 @@
 #include "app/application.h"
 
 #include <QDialog>
+#include <QIcon>
 #include <QProcess>
 #include <QPushButton>
 #include <QTest>
@@ -19,6 +20,8 @@ struct Failing final : QObject {
 int fail(int argc, char** argv) {
     app::ErrorStreamJournal journal;
     app::Application application(argc, argv, "Test", journal);
+    if (!application.windowIcon().availableSizes().contains({16, 16}))
+        journal.Write("no icon");
     QTimer answer;
     QObject::connect(&answer, &QTimer::timeout, [] {
         if (QWidget* box = QApplication::activeModalWidget())

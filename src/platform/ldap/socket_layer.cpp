@@ -57,7 +57,7 @@ struct SocketLayer::Hooks {
 };
 
 SocketLayer::SocketLayer(LDAP* handle, std::chrono::milliseconds limit)
-    : m_hooks(std::make_unique<Hooks>(limit)) {
+    : m_hooks(new Hooks{limit}) {
     ldap_set_option(handle, LDAP_OPT_CONNECT_CB, &m_hooks->callbacks);
 }
 
