@@ -24,8 +24,9 @@ QString whoWorks() {
 int work(app::Application& application, const QString& title) {
     // Whoever names a file here believes that they are rehearsing.
     if (QApplication::arguments().size() > 1)
-        throw Error(QStringLiteral("rehome works on the directory itself and takes no arguments. "
-                                   "To rehearse on a file, run rehome-rehearsal."));
+        throw Error(QStringLiteral("rehome %1 works on the directory itself and takes no "
+                                   "arguments. To rehearse on a file, run rehome-rehearsal.")
+                        .arg(app::version()));
     application.journal().Tell(platform::Event::Remark, whoWorks(), {});
     ldap::LdapSettings settings;
     settings.interruption = &application.interruption();

@@ -7,6 +7,7 @@
 #include "support/rehearsal.h"
 
 #include <QDialog>
+#include <QIcon>
 #include <QLabel>
 #include <QProcess>
 #include <QPushButton>
@@ -111,6 +112,8 @@ int child(int argc, char** argv) {
     return app::runProgram(
         argc, argv, "Test", journal::KeptJournal::Of::LiveDirectory,
         [&](app::Application& application) {
+            if (!application.windowIcon().availableSizes().contains({16, 16}))
+                qFatal("no icon");
             QTimer answer;
             QObject::connect(&answer, &QTimer::timeout, [&] {
                 QWidget* box = QApplication::activeModalWidget();

@@ -54,6 +54,13 @@ def tour(desktop, program, snapshot):
             agree("the server of " + user["dn"][0], user["msexchhomeservername"][0].split("=")[-1],
                   full_name(user["homemdb"][0]).split(":")[0])
 
+    # What would stop the list is found here as it is in a snapshot.
+    check = pathlib.Path(snapshot).with_name("check")
+    for status, change in ((0, "replace: displayName\ndisplayName: Alone"),
+                           (1, "delete: displayName")):
+        subprocess.run(["ldapmodify", "-QNY", "GSSAPI"], check=True, stdout=subprocess.DEVNULL,
+                       text=True, input=f"dn: {main.mailbox.dn}\nchangetype: modify\n{change}\n")
+        agree("rehome-check", subprocess.run([check], stdout=subprocess.DEVNULL).returncode, status)
     refuses(desktop, "Rehome", "takes no arguments", program, "file.ldif")
     os.environ["KRB5CCNAME"] = "/nowhere"
     refuses(desktop, "Rehome", "run kinit", program)
