@@ -12,7 +12,7 @@ namespace {
 int runWindow(Application& application, const Engines& engines, const QString& caption) {
     platform::Journal& journal = application.journal();
     adsi::Directory directory(engines.directory);
-    exchange::ExchangeObjects exchange(directory, engines.probe, journal);
+    exchange::ExchangeObjects exchange(directory, engines.probe, engines.opener, journal);
     const platform::Platform platform{directory, exchange, engines.network, application, journal};
     main_window::frmMain window(platform, caption);
     window.Form_Load();
@@ -37,8 +37,8 @@ int runTool(Application& application, const Engines& engines, const QString& cap
     if (!qEnvironmentVariableIsSet(Trace::Variable))
         return runWindow(application, engines, caption);
     Trace trace(application.journal());
-    engine::ObservedEngine observed(engines.directory, engines.probe, trace);
-    return runWindow(application, {observed, observed, engines.network}, caption);
+    engine::ObservedEngine observed(engines.directory, engines.probe, engines.opener, trace);
+    return runWindow(application, {observed, observed, observed, engines.network}, caption);
 }
 
 } // namespace rehome::app

@@ -1,5 +1,7 @@
 #include "app/composition.h"
 
+#include "platform/http/directory_only_opener.h"
+#include "platform/http/http_opener.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
@@ -16,6 +18,8 @@ int main(int argc, char** argv) {
         ldap::LdapEngine engine;
         ldap::HostNetwork network;
         ldap::LdapProbe probe(engine, network);
-        return app::runTool(application, {engine, probe, network}, title);
+        http::DirectoryOnlyOpener directoryOnly(application.journal());
+        http::HttpOpener opener(directoryOnly);
+        return app::runTool(application, {engine, probe, opener, network}, title);
     });
 }
