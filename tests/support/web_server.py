@@ -29,11 +29,10 @@ ScriptAliasMatch ^/exchange/answer-(.*)/$ {place}/web/answer
     AuthType GSSAPI
     GssapiCredStore keytab:{place}/web/keytab
     Require valid-user
-    Dav On
 </Location>
-<LocationMatch ^/exchange/answer->
-    Dav Off
-</LocationMatch>
+<Directory {place}/web/exchange>
+    Dav On
+</Directory>
 Listen {block}{clear}:443 http
 <VirtualHost {block}{clear}:443>
     ServerName {block}{clear}

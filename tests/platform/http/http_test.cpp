@@ -68,6 +68,7 @@ class HttpTest : public QObject, test::OrganisationText {
 
 private Q_SLOTS:
     void initTestCase() {
+        QVERIFY2(!m_web.isEmpty(), "to be run by tests/support/samba_directory.py");
         for (const char* variable : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
             qputenv(variable, ("http://" + m_web + "9:80").toUtf8());
         const QString http = "CN=1,CN=HTTP,CN=Protocols,";
@@ -115,7 +116,6 @@ private Q_SLOTS:
             {"1", any, multistatus(good).replace("multistatus xmlns", "m xmlns"), "no multistatus"},
             {"1", any, multistatus(entity), "not well-formed"},
             {"1", any, multistatus(entity, "200 OK", bomb), "a document type, which is refused"},
-            {"1", any, multistatus("long"), "longer than 1000000 bytes"},
             {"1", any, "Status: 207\n\n long", "longer than 1000000 bytes"},
             {"1", any, {}, "no answer within 2 seconds"},
             {"5", "plain", {}, "no answer within 2 seconds"},
@@ -170,8 +170,12 @@ private Q_SLOTS:
             QVERIFY(std::chrono::steady_clock::now() - begin < 10s);
         }
         // Address, user, method, path, status, and how many were asked for before.
-        const QStringList asked = log("asked.log").filter("PROPFIND /exchange/many");
-        QCOMPARE(asked.size(), 1200);
+        QStringList asked;
+        const auto all = [&] {
+            asked = log("asked.log").filter("PROPFIND /exchange/many");
+            return asked.size();
+        };
+        QTRY_COMPARE(all(), 1200);
         QCOMPARE(asked.filter(m_web + "1 Administrator@REHOME.TEST ").size(), 1200);
         QVERIFY(asked.filter(QRegularExpression(" 0$")).size() <= 2);
     }
