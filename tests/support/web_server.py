@@ -91,7 +91,9 @@ def serve(place, block):
     subprocess.Popen([*start, "openssl", "s_server", "-quiet", "-accept", f"{block}{ANONYMOUS}:443",
                       "-nocert", "-tls1_2", "-cipher", "aNULL:@SECLEVEL=0"],
                      stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    server = subprocess.Popen([*start, "apache2", "-f", place / "web.conf", "-DFOREGROUND"])
+    # When it ends, it ends all of its process group.
+    server = subprocess.Popen([*start, "apache2", "-f", place / "web.conf", "-DFOREGROUND"],
+                              start_new_session=True)
     while socket.socket().connect_ex((block + str(WEB), 443)):
         if server.poll() is not None:
             sys.exit("The test web server does not start: "

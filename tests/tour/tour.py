@@ -87,9 +87,10 @@ def moves_batch(main, state):
     main.moved(qualified, main.message, f"{len(qualified)} MailBoxes Moved Successfully")
 
 
-def exits(main, key="alt+x", picture="summary", slow=0, traced=False):
+def exits(main, key="alt+x", picture="summary", slow=0, traced=False, meanwhile=lambda: None):
     moved = main.expected.moved
     xdotool("key", key)
+    meanwhile()
     if slow:
         until("all but the slow mailboxes are repopulated", lambda: main.progress()[:-1] == [
             "Please wait, repopulating mailboxes to Exchange store...", "Repopulated:",

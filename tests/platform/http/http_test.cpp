@@ -137,7 +137,9 @@ private Q_SLOTS:
                 answer(name, answered);
             http::HttpOpener opener(m_directoryOnly, {2s});
             opener.beginRound();
+            const QDeadlineTimer limit(4s);
             const QString seen = open(opener, name, server);
+            QVERIFY(!limit.hasExpired());
             QVERIFY2(said == m_contacts ? seen == said : seen.contains(said),
                      qPrintable(server + ' ' + name + ": " + seen + " lacks " + said));
         }
