@@ -3,25 +3,27 @@
 #include "main_window/look.h"
 #include "main_window/message_dialog.h"
 
+#include <QSocketNotifier>
+
 #include <cstdio>
 #include <cstdlib>
 
 namespace rehome::app {
 
-void ErrorStreamJournal::Write(const QString& line) {
-    std::fprintf(stderr, "rehome: %s\n", line.toUtf8().constData());
-    std::fflush(stderr);
-}
-
-Application::Application(int& argc, char** argv, const QString& title, platform::Journal& journal)
-    : QApplication(argc, argv), m_title(title), m_journal(journal) {
+Application::Application(int& argc, char** argv, const QString& title,
+                         journal::KeptJournal& journal, Signals& signalsFromOutside)
+    : QApplication(argc, argv), m_title(title), m_journal(journal), m_signals(signalsFromOutside) {
     // The display name is left unset: Qt would append it to every title.
     setApplicationName(QStringLiteral("rehome"));
     main_window::applyLook(*this);
     setQuitOnLastWindowClosed(false);
+    auto* asked = new QSocketNotifier(m_signals.descriptor(), QSocketNotifier::Read, this);
+    connect(asked, &QSocketNotifier::activated, this, [this] { m_signals.checkpoint(); });
 }
 
 platform::Answer Application::Show(const platform::MessageBox& box) {
+    m_journal.progress().erase();
+    const Signals::Suspension open(m_signals);
     QWidget* owner = activeModalWidget();
     for (QWidget* window : topLevelWidgets()) {
         if (!owner && window->isVisible() && !window->parentWidget() && window->isWindow() &&
@@ -32,19 +34,21 @@ platform::Answer Application::Show(const platform::MessageBox& box) {
 }
 
 void Application::End(int status) {
+    m_journal.progress().erase();
     std::fflush(nullptr);
     // Unwinding through the event loops under way would let their code run on.
     std::_Exit(status);
 }
 
 void Application::Fail(const QString& description) {
-    m_journal.Write(description);
+    m_journal.Tell(platform::Event::Remark, description, {});
     if (!m_ending) {
         m_ending = true;
+        m_journal.tellStates();
         try {
             Show({description, platform::Buttons::Ok, platform::Icon::Critical});
         } catch (const std::exception& second) {
-            m_journal.Write(describe(second));
+            m_journal.Tell(platform::Event::Remark, describe(second), {});
         }
     }
     End(EXIT_FAILURE);
@@ -56,7 +60,7 @@ bool Application::notify(QObject* receiver, QEvent* event) {
     } catch (const std::exception& error) {
         if (!m_ending)
             Fail(describe(error));
-        m_journal.Write(describe(error));
+        m_journal.Tell(platform::Event::Remark, describe(error), {});
         return false;
     }
 }

@@ -1,16 +1,12 @@
 #pragma once
 
+#include "app/signals.h"
+#include "journal/kept_journal.h"
 #include "platform/desktop.h"
 
 #include <QApplication>
 
 namespace rehome::app {
-
-/// Writes lines to the standard error stream, each under the program's name.
-class ErrorStreamJournal final : public platform::Journal {
-public:
-    void Write(const QString& line) override;
-};
 
 /// The application object: message boxes, the end of the process, and the one place where failures
 /// that nothing handled arrive.
@@ -18,22 +14,27 @@ class Application final : public QApplication, public platform::Desktop {
     Q_OBJECT
 
 public:
-    /// `title` is that of message boxes without one of their own.
-    Application(int& argc, char** argv, const QString& title, platform::Journal& journal);
+    /// `title` is that of message boxes without one of their own. The other two must outlive it.
+    Application(int& argc, char** argv, const QString& title, journal::KeptJournal& journal,
+                Signals& signalsFromOutside);
 
-    platform::Journal& journal() { return m_journal; }
+    journal::KeptJournal& journal() { return m_journal; }
+    platform::Interruption& interruption() { return m_signals; }
 
     platform::Answer Show(const platform::MessageBox& box) override;
     [[noreturn]] void End(int status) override;
     [[noreturn]] void Fail(const QString& description) override;
     bool Ending() const override { return m_ending; }
+    void HoldEnding() override { m_signals.hold(); }
+    void ReleaseEnding() override { m_signals.release(); }
 
     /// Handlers do not let exceptions out; this is for what fails inside Qt itself.
     bool notify(QObject* receiver, QEvent* event) override;
 
 private:
     QString m_title;
-    platform::Journal& m_journal;
+    journal::KeptJournal& m_journal;
+    Signals& m_signals;
     bool m_ending = false;
 };
 

@@ -4,6 +4,7 @@
 #include "platform/embedded/embedded_network.h"
 #include "platform/embedded/embedded_opener.h"
 #include "platform/embedded/embedded_probe.h"
+#include "platform/embedded/organisation_file.h"
 #include "platform/embedded/shipped_organisation.h"
 
 #include <QFileInfo>
@@ -14,12 +15,12 @@ namespace {
 
 embedded::Organisation openOrganisation(const QStringList& arguments) {
     if (arguments.isEmpty())
-        return embedded::Organisation(embedded::shippedOrganisation(),
-                                      QStringLiteral("the organisation that ships"));
+        return embedded::readOrganisation(embedded::shippedOrganisation(),
+                                          QStringLiteral("the organisation that ships"));
     if (arguments.size() > 1)
         throw Error(QStringLiteral("Too many arguments. Usage: rehome-rehearsal "
                                    "[organisation.ldif]"));
-    return embedded::Organisation::read(arguments.constFirst());
+    return embedded::readOrganisationFile(arguments.constFirst());
 }
 
 QString caption(const QStringList& arguments) {
@@ -31,25 +32,27 @@ QString caption(const QStringList& arguments) {
 
 void warnWithoutLocalServer(platform::Journal& journal, embedded::EmbeddedNetwork& network) {
     if (!network.namesServer())
-        journal.Write(QStringLiteral("no Exchange server of this organisation is called \"%1\", so "
-                                     "no store is local and none can be a destination; name the "
-                                     "local one in the attribute rehomeLocalServer of the root "
-                                     "object")
-                          .arg(network.ComputerName()));
+        journal.Tell(platform::Event::Remark,
+                     QStringLiteral("no Exchange server of this organisation is called \"%1\", so "
+                                    "no store is local and none can be a destination; name the "
+                                    "local one in the attribute rehomeLocalServer of the root "
+                                    "object")
+                         .arg(network.ComputerName()));
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     const QString title = QStringLiteral("Rehome rehearsal");
-    return app::runProgram(argc, argv, title, [](app::Application& application) {
-        const QStringList arguments = QApplication::arguments().mid(1);
-        embedded::Organisation organisation = openOrganisation(arguments);
-        embedded::EmbeddedEngine engine(organisation);
-        embedded::EmbeddedProbe probe(organisation);
-        embedded::EmbeddedOpener opener(organisation);
-        embedded::EmbeddedNetwork network(organisation);
-        warnWithoutLocalServer(application.journal(), network);
-        return app::runTool(application, {engine, probe, opener, network}, caption(arguments));
-    });
+    return app::runProgram(
+        argc, argv, title, journal::KeptJournal::Of::Rehearsal, [](app::Application& application) {
+            const QStringList arguments = QApplication::arguments().mid(1);
+            embedded::Organisation organisation = openOrganisation(arguments);
+            embedded::EmbeddedEngine engine(organisation);
+            embedded::EmbeddedProbe probe(organisation);
+            embedded::EmbeddedOpener opener(organisation);
+            embedded::EmbeddedNetwork network(organisation);
+            warnWithoutLocalServer(application.journal(), network);
+            return app::runTool(application, {engine, probe, opener, network}, caption(arguments));
+        });
 }

@@ -1,27 +1,27 @@
 #include "app/trace.h"
 
-#include <QTime>
-
 namespace rehome::app {
 
-using namespace Qt::Literals::StringLiterals;
+Q_LOGGING_CATEGORY(traceCategory, "rehome.trace", QtWarningMsg)
+
+namespace {
+
+void write(int call, const QString& text) {
+    qCDebug(traceCategory).noquote().nospace() << '#' << call << ' ' << text;
+}
+
+} // namespace
+
+void Trace::asks(int call, const QString& text) {
+    write(call, text);
+}
 
 void Trace::finds(int call, const QString& distinguishedName) {
-    write(call, u"found "_s + distinguishedName);
+    write(call, QStringLiteral("found ") + distinguishedName);
 }
 
 void Trace::ends(int call, const QString& how) noexcept {
     write(call, how);
-}
-
-void Trace::write(int call, QString text) {
-    // Names come from a directory that others write to, and must not make lines of their own.
-    for (QChar& unit : text)
-        if (unit.category() == QChar::Other_Control)
-            unit = u'\uFFFD';
-    m_journal.Write(u"trace %1 #%2 %3"_s.arg(QTime::currentTime().toString(u"HH:mm:ss.zzz"_s))
-                        .arg(call)
-                        .arg(text));
 }
 
 } // namespace rehome::app

@@ -17,6 +17,8 @@ public:
 
     /// The full name of the store that held the mailbox when the record was made.
     const QString& GetSourceStore() const { return m_sourceStore; }
+    /// That store's distinguished name; empty where the record was made without it.
+    const QString& GetSourceStoreDN() const { return m_sourceStoreDN; }
     /// That store's state then.
     const QString& GetSourceStoreState() const { return m_sourceStoreState; }
     /// The e-mail address when the record was made.
@@ -25,7 +27,10 @@ public:
     /// Takes over the record set's current row. Throws Error where a column cannot be read or
     /// "mail" is null. The result means nothing.
     bool initFromRS(const platform::RecordSet& rs, const QString& SourceStore,
-                    const QString& SourceStoreState);
+                    const QString& SourceStoreState, const QString& SourceStoreDN = {});
+
+    /// What the journal calls it.
+    QString label() const;
 
     /// The object GUID: 38 characters, braced, in capitals.
     const QString& GetID() const { return m_id; }
@@ -38,15 +43,20 @@ public:
     /// Error; nothing is written then.
     void UpdateEmail() const;
 
-    /// Creates the mailbox on the store of that distinguished name. A failure is shown; the result
-    /// tells whether the mailbox was created.
+    /// Creates the mailbox on the store of that distinguished name. A failure is shown, with what
+    /// the user has now; the result tells whether the mailbox was created.
     bool CreateUserMailbox(const QString& newHomeMDB) const;
+
+    /// While it lives, the process is not ended from outside.
+    platform::Undivided whole() const { return platform::Undivided(m_platform.Desktop); }
 
     /// Deletes the mailbox. A failure ends it silently; its reason goes to the journal alone.
     void DropUserMailbox() const;
 
 private:
-    std::unique_ptr<platform::IADsUser> bindUser() const;
+    std::unique_ptr<platform::IADsUser> bindUser(platform::Purpose purpose) const;
+    /// What a failed creation has left behind, and how to go on from there.
+    QString whatNow() const;
 
     const platform::Platform& m_platform;
     QString m_id;
@@ -54,6 +64,8 @@ private:
     platform::Value m_proxyAddresses;
     QString m_sourceStore;
     QString m_sourceStoreState;
+    mutable QString m_dropRefusal; ///< why the last drop came to nothing, null if it did not
+    QString m_sourceStoreDN;
 };
 
 } // namespace rehome::mailbox

@@ -6,17 +6,36 @@
 
 namespace rehome::mailbox {
 
-bool MoveMailbox2(const std::shared_ptr<const MailboxUser>& muser, const QString& destination,
-                  const topology::StoreCatalogue& StoreList, Mailboxes& MovedMailboxes) {
+namespace {
+
+/// Null where there is none.
+std::shared_ptr<const topology::StoreConfig> findStore(const QString& destination,
+                                                       const topology::StoreCatalogue& StoreList) {
     const QString wanted = topology::upperCase(destination);
     const auto store = std::find_if(StoreList.begin(), StoreList.end(), [&](const auto& candidate) {
         return topology::upperCase(candidate->FullName()) == wanted;
     });
-    if (store == StoreList.end())
+    return store == StoreList.end() ? nullptr : *store;
+}
+
+} // namespace
+
+bool isOn(const MailboxUser& muser, const QString& destination,
+          const topology::StoreCatalogue& StoreList) {
+    const auto store = findStore(destination, StoreList);
+    return store &&
+           topology::upperCase(store->DN()) == topology::upperCase(muser.GetSourceStoreDN());
+}
+
+bool MoveMailbox2(const std::shared_ptr<const MailboxUser>& muser, const QString& destination,
+                  const topology::StoreCatalogue& StoreList, Mailboxes& MovedMailboxes) {
+    const auto store = findStore(destination, StoreList);
+    if (!store)
         return false;
 
+    const platform::Undivided move = muser->whole();
     muser->DropUserMailbox();
-    const bool created = muser->CreateUserMailbox((*store)->DN());
+    const bool created = muser->CreateUserMailbox(store->DN());
     if (!topology::CollectionContains(muser->GetID(), MovedMailboxes))
         MovedMailboxes.Add(muser, muser->GetID());
     return created;

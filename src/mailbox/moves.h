@@ -11,6 +11,12 @@ namespace rehome::mailbox {
 /// Mailbox records in order, each optionally under a key.
 using Mailboxes = topology::KeyedCollection<std::shared_ptr<const MailboxUser>>;
 
+/// True where the store that MoveMailbox2 would find is the one that held the mailbox when the
+/// record was made, told by distinguished name: a name that needs escapes, or holds a backslash of
+/// its own, reads otherwise in the record than in the store's full name.
+bool isOn(const MailboxUser& muser, const QString& destination,
+          const topology::StoreCatalogue& StoreList);
+
 /// Moves a mailbox onto the first store of `StoreList` whose full name is `destination`, letter
 /// case ignored: drops it, creates it there, and records it in `MovedMailboxes` under its ID once,
 /// whatever came of either. False where there is no such store (nothing is done then) or the

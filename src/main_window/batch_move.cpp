@@ -1,5 +1,7 @@
 #include "main_window/batch_move.h"
 
+#include "main_window/source_choice.h"
+#include "platform/shown_text.h"
 #include "topology/text_case.h"
 
 namespace rehome::main_window {
@@ -12,24 +14,23 @@ bool nothingPicked(const QString& store) {
     return store.isEmpty() || store == clickToSelect();
 }
 
-} // namespace
-
-void BatchMove::setSource(Source mode, bool byStore, bool byState) {
-    m_state.SourceMode = mode;
-    m_controls.comboSourceMBx->setEnabled(byStore);
-    m_controls.comboStatus->setEnabled(byState);
+/// What a store list shows.
+QString picked(const QString& store) {
+    return store.isEmpty() ? clickToSelect() : store;
 }
 
+} // namespace
+
 void BatchMove::rdoALL_Click() {
-    setSource(Source::All, false, false);
+    setSource(Source::All, m_state, m_controls);
 }
 
 void BatchMove::rdoCriteria_Click() {
-    setSource(Source::Criteria, false, true);
+    setSource(Source::Criteria, m_state, m_controls);
 }
 
 void BatchMove::rdoFromStore_Click() {
-    setSource(Source::FromStore, true, false);
+    setSource(Source::FromStore, m_state, m_controls);
 }
 
 void BatchMove::comboSourceMBx_Click() {
@@ -40,6 +41,14 @@ void BatchMove::comboDestMBx_Click() {
     m_state.DestStoreName = m_controls.comboDestMBx->Text();
 }
 
+void BatchMove::comboSourceMBx_TypedInVain() {
+    m_controls.comboSourceMBx->setText(picked(m_state.SourceStoreName));
+}
+
+void BatchMove::comboDestMBx_TypedInVain() {
+    m_controls.comboDestMBx->setText(picked(m_state.DestStoreName));
+}
+
 void BatchMove::refuse(const QString& text) {
     m_platform.Desktop.Show({text});
     m_controls.enableInOrder(*m_controls.btnMove, *m_controls.btnRefresh);
@@ -48,7 +57,7 @@ void BatchMove::refuse(const QString& text) {
 bool BatchMove::confirmed() {
     return m_platform.Desktop.Show(
                {QStringLiteral("Are you Sure You want to Move selected MailBoxes to -\r\n\r\n-> ") +
-                    m_state.DestStoreName,
+                    platform::shownText(m_state.DestStoreName),
                 platform::Buttons::YesNo, platform::Icon::None,
                 QStringLiteral(" Move Mailbox ")}) != platform::Answer::No;
 }
@@ -70,7 +79,8 @@ BatchMove::Outcome BatchMove::moveAll() {
     Outcome outcome;
     // A mailbox that cannot be moved is counted, and the run goes on: the next one may well move.
     for (const auto& user : m_state.GridMailboxes) {
-        if (!qualifies(*user) || upperCase(user->GetSourceStore()) == destination)
+        if (!qualifies(*user) || upperCase(user->GetSourceStore()) == destination ||
+            mailbox::isOn(*user, m_state.DestStoreName, m_state.StoreList))
             continue;
         ++outcome.attempted;
         if (mailbox::MoveMailbox2(user, m_state.DestStoreName, m_state.StoreList,
@@ -82,7 +92,8 @@ BatchMove::Outcome BatchMove::moveAll() {
 
 QString BatchMove::report(const Outcome& outcome) const {
     if (outcome.attempted == 0)
-        return QStringLiteral("No MailBox found in ") + m_state.SourceStoreName;
+        return QStringLiteral("No MailBox found in ") +
+               platform::shownText(m_state.SourceStoreName);
     if (outcome.moved == outcome.attempted)
         return QString::number(outcome.moved) + QStringLiteral(" MailBoxes Moved Successfully");
     return QStringLiteral("ERROR : Unable to move ") +

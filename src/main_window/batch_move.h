@@ -17,6 +17,8 @@ public:
     void rdoFromStore_Click();
     void comboSourceMBx_Click();
     void comboDestMBx_Click();
+    void comboSourceMBx_TypedInVain();
+    void comboDestMBx_TypedInVain();
     void btnMove_Click();
 
 private:
@@ -25,7 +27,6 @@ private:
         qint16 moved = 0;
     };
 
-    void setSource(Source mode, bool byStore, bool byState);
     /// Shows the message and makes the buttons usable again.
     void refuse(const QString& text);
     bool confirmed();

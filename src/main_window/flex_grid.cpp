@@ -242,8 +242,12 @@ void FlexGrid::mouseReleaseEvent(QMouseEvent* event) {
 void FlexGrid::released(const QMouseEvent& event, const QWidget& area) {
     Q_EMIT MouseUp();
     const QPoint position = area.mapTo(this, event.position().toPoint());
-    if (event.button() == Qt::LeftButton && rect().contains(position))
+    if (event.button() != Qt::LeftButton)
+        return;
+    if (rect().contains(position))
         Q_EMIT Click();
+    else
+        Q_EMIT ReleasedOutside();
 }
 
 bool FlexGrid::eventFilter(QObject* watched, QEvent* event) {

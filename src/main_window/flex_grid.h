@@ -58,6 +58,8 @@ Q_SIGNALS:
     /// Raised after the current cell has changed.
     void MouseDown();
     void MouseUp();
+    /// The left button went down in the grid and up outside it; MouseUp has been raised.
+    void ReleasedOutside();
     /// The user, and nobody else, has scrolled the grid.
     void Scroll();
     /// The grid has been painted; raised when it is safe to move what stands over it.

@@ -1,5 +1,7 @@
 #include "main_window/grid_model.h"
 
+#include "platform/shown_text.h"
+
 #include <QBrush>
 #include <QColor>
 
@@ -64,7 +66,7 @@ QVariant GridModel::data(const QModelIndex& index, int role) const {
     if (index.row() + 1 >= rows() || index.column() >= m_columns)
         return {};
     if (role == Qt::DisplayRole)
-        return text(index.row() + 1, index.column());
+        return platform::shownText(text(index.row() + 1, index.column()));
     if (role == Qt::BackgroundRole && index.column() == 0)
         return QBrush(QColor(224, 224, 224));
     return {};

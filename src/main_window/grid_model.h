@@ -8,6 +8,7 @@
 namespace rehome::main_window {
 
 /// The cells of the grid: row 0 is the heading, shown as the header; column 0 never holds text.
+/// Views and screen readers get a cell as people are to see it; text() is what was set.
 /// Between beginFill and endFill the cells may be changed at will, at the cost of one reset.
 class GridModel final : public QAbstractTableModel {
     Q_OBJECT

@@ -1,12 +1,30 @@
 #include "main_window/list_combo.h"
 
+#include "platform/shown_text.h"
+
 #include <QAbstractItemView>
 #include <QApplication>
+#include <QItemDelegate>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QSignalBlocker>
 
 namespace rehome::main_window {
+
+namespace {
+
+class ShownNames final : public QItemDelegate {
+public:
+    using QItemDelegate::QItemDelegate;
+
+protected:
+    void drawDisplay(QPainter* painter, const QStyleOptionViewItem& option, const QRect& rect,
+                     const QString& text) const override {
+        QItemDelegate::drawDisplay(painter, option, rect, platform::shownText(text));
+    }
+};
+
+} // namespace
 
 ListCombo::ListCombo(QWidget* parent) : QComboBox(parent) {
     setEditable(true);
@@ -16,16 +34,22 @@ ListCombo::ListCombo(QWidget* parent) : QComboBox(parent) {
     // QComboBox replaces what was typed by a matching item on either of these.
     disconnect(lineEdit(), &QLineEdit::editingFinished, this, nullptr);
     disconnect(lineEdit(), &QLineEdit::returnPressed, this, nullptr);
+    setItemDelegate(new ShownNames(this));
     view()->installEventFilter(this);
     view()->viewport()->installEventFilter(this);
 }
 
 QString ListCombo::Text() const {
-    return lineEdit()->text();
+    return typed() ? lineEdit()->text() : m_text;
+}
+
+bool ListCombo::typed() const {
+    return lineEdit()->text() != platform::shownText(m_text);
 }
 
 void ListCombo::setText(const QString& text) {
-    lineEdit()->setText(text);
+    m_text = text;
+    lineEdit()->setText(platform::shownText(text));
     lineEdit()->setCursorPosition(0);
 }
 
@@ -108,6 +132,12 @@ void ListCombo::keyPressEvent(QKeyEvent* event) {
         // The text field gives its focus to the box, so its keys arrive here.
         lineEdit()->event(event);
     }
+}
+
+void ListCombo::focusOutEvent(QFocusEvent* event) {
+    QComboBox::focusOutEvent(event);
+    if (typed() && event->reason() != Qt::PopupFocusReason)
+        Q_EMIT TypedInVain();
 }
 
 void ListCombo::wheelEvent(QWheelEvent* event) {

@@ -1,5 +1,6 @@
 #include "main_window/mailbox_list.h"
 
+#include "main_window/source_choice.h"
 #include "platform/twips.h"
 #include "topology/names.h"
 #include "topology/servers.h"
@@ -53,7 +54,8 @@ void MailboxList::InitGUI() {
     m_controls.comboSourceMBx->setEnabled(false);
     m_controls.comboStatus->setEnabled(false);
     m_state.SourceMode = Source::All;
-    m_controls.rdoALL->setChecked(true);
+    // The option buttons are left as they are, and what they show has to count.
+    setSource(checkedSource(m_controls), m_state, m_controls);
 }
 
 void MailboxList::RefreshIt() {
@@ -65,11 +67,12 @@ void MailboxList::RefreshIt() {
     const auto whateverHappens = qScopeGuard([&] { grid.publish(); });
 
     topology::GetExchServers(m_platform.Directory, m_state.ServerNames, m_state.ServerDNs);
-    const QString localServer = m_platform.Network.ComputerName();
+    const QString localServer = m_getLocalServer();
     InitGUI();
     m_state.MailboxRowCount = 0;
     m_state.StoreList = {};
     listStores(localServer);
+    tellWhatIsMissing(localServer);
 
     try {
         listMailboxes();
@@ -89,6 +92,22 @@ void MailboxList::listStores(const QString& localServer) {
                                      m_controls.comboStoreName->AddItem(fullName);
                                  });
     }
+}
+
+void MailboxList::tellWhatIsMissing(const QString& localServer) {
+    const auto remark = [&](const QString& text) {
+        m_platform.Journal.Tell(platform::Event::Remark, text);
+    };
+    if (m_state.ServerNames.Count() == 0)
+        remark(QStringLiteral("no Exchange server is found: the organisation holds none, or you "
+                              "may not read its configuration"));
+    else if (m_state.StoreList.Count() == 0)
+        remark(QStringLiteral("no mailbox store is found: the servers cannot be opened, or you may "
+                              "not read the organisation's configuration"));
+    else if (m_controls.comboStoreName->count() == 0)
+        remark(QStringLiteral("no mailbox store is local, so none can be a destination: no server "
+                              "called %1 could be opened")
+                   .arg(localServer));
 }
 
 void MailboxList::listMailboxes() {
@@ -140,7 +159,7 @@ void MailboxList::listMailbox(const platform::RecordSet& rs,
     grid.setText(state);
 
     auto user = std::make_shared<mailbox::MailboxUser>(m_platform);
-    user->initFromRS(rs, store, state);
+    user->initFromRS(rs, store, state, homeMDB);
     m_state.GridMailboxes.Add(std::move(user), QString::number(m_state.MailboxRowCount));
 }
 
@@ -158,6 +177,11 @@ void MailboxList::finish(const topology::KeyedCollection<QString>& sourceStores)
     m_controls.comboStoreName->setText(grid.Text());
     m_controls.showChooser();
     m_controls.enableInOrder(*m_controls.btnRefresh, *m_controls.btnMove);
+    m_platform.Journal.Tell(platform::Event::Listed,
+                            QStringLiteral("listed %1 mailboxes; %2 mailbox stores on %3 servers")
+                                .arg(m_state.MailboxRowCount)
+                                .arg(m_state.StoreList.Count())
+                                .arg(m_state.ServerNames.Count()));
 }
 
 } // namespace rehome::main_window

@@ -4,24 +4,33 @@
 #include "main_window/state.h"
 #include "topology/stores.h"
 
+#include <functional>
+#include <utility>
+
 namespace rehome::main_window {
+
+/// Gives the local server's name. May throw Error.
+using LocalServer = std::function<QString()>;
 
 /// Lists every mailbox with its store and that store's state.
 class MailboxList {
 public:
     /// What it is given must outlive it.
-    MailboxList(Controls& controls, State& state, const platform::Platform& platform)
+    MailboxList(Controls& controls, State& state, const platform::Platform& platform,
+                LocalServer getLocalServer)
         : m_controls(controls), m_state(state), m_platform(platform),
-          m_stores(platform.Directory, platform.Exchange) {}
+          m_getLocalServer(std::move(getLocalServer)), m_stores(platform) {}
 
-    /// Rebuilds all that the window shows. Throws Error where the servers cannot be found or the
-    /// grid cannot be prepared; any later failure is shown and leaves the rows listed so far, with
-    /// Refresh and Move disabled.
+    /// Rebuilds all that the window shows; the checked source stays chosen. Throws Error where the
+    /// servers cannot be found or the grid cannot be prepared; any later failure is shown and
+    /// leaves the rows listed so far, with Refresh and Move disabled.
     void RefreshIt();
 
 private:
     void InitGUI();
     void listStores(const QString& localServer);
+    /// Why no mailbox can be moved, where that is so.
+    void tellWhatIsMissing(const QString& localServer);
     void listMailboxes();
     void listMailbox(const platform::RecordSet& rs,
                      topology::KeyedCollection<QString>& sourceStores);
@@ -30,6 +39,7 @@ private:
     Controls& m_controls;
     State& m_state;
     const platform::Platform& m_platform;
+    LocalServer m_getLocalServer;
     topology::StoreEnumeration m_stores;
 };
 

@@ -1,5 +1,6 @@
 #include "main_window/main_window.h"
 
+#include "platform/shown_text.h"
 #include "repopulation/recreate_status.h"
 
 #include <QCloseEvent>
@@ -8,12 +9,19 @@
 namespace rehome::main_window {
 
 frmMain::frmMain(const platform::Platform& platform, const QString& caption)
-    : m_platform(platform), m_controls(*this), m_list(m_controls, m_state, platform),
-      m_singleMove(m_controls, m_state, platform, m_list),
+    : m_platform(platform), m_controls(*this),
+      m_list(m_controls, m_state, platform, [this] { return GetLocalServer(); }),
+      m_singleMove(
+          m_controls, m_state, platform, [this] { return GetLocalServer(); }, m_list),
       m_batchMove(m_controls, m_state, platform, m_list) {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(caption);
     wireEvents();
+}
+
+frmMain::~frmMain() {
+    // The controls outlive the parts that handle their events.
+    m_closing = true;
 }
 
 template <class Handler>
@@ -31,8 +39,16 @@ void frmMain::wireEvents() {
     on(m_controls.msfgMain, &FlexGrid::MouseDown, m_singleMove, &SingleMove::msfgMain_MouseDown);
     on(m_controls.msfgMain, &FlexGrid::MouseUp, m_singleMove, &SingleMove::msfgMain_MouseUp);
     on(m_controls.msfgMain, &FlexGrid::Scroll, m_singleMove, &SingleMove::msfgMain_Scroll);
+    on(m_controls.msfgMain, &FlexGrid::ReleasedOutside, m_singleMove,
+       &SingleMove::msfgMain_ReleasedOutside);
     on(m_controls.comboStoreName, &ListCombo::Click, m_singleMove,
        &SingleMove::comboStoreName_Click);
+    on(m_controls.comboStoreName, &ListCombo::TypedInVain, m_singleMove,
+       &SingleMove::comboStoreName_TypedInVain);
+    on(m_controls.comboSourceMBx, &ListCombo::TypedInVain, m_batchMove,
+       &BatchMove::comboSourceMBx_TypedInVain);
+    on(m_controls.comboDestMBx, &ListCombo::TypedInVain, m_batchMove,
+       &BatchMove::comboDestMBx_TypedInVain);
     on(m_controls.rdoALL, &QRadioButton::clicked, m_batchMove, &BatchMove::rdoALL_Click);
     on(m_controls.rdoCriteria, &QRadioButton::clicked, m_batchMove, &BatchMove::rdoCriteria_Click);
     on(m_controls.rdoFromStore, &QRadioButton::clicked, m_batchMove,
@@ -75,6 +91,10 @@ void frmMain::Form_Load() {
     m_list.RefreshIt();
 }
 
+QString frmMain::GetLocalServer() const {
+    return m_platform.Network.ComputerName();
+}
+
 void frmMain::btnRefresh_Click() {
     m_list.RefreshIt();
 }
@@ -97,7 +117,7 @@ void frmMain::finishMovedMailboxes(QString& summary) {
     dialog.Prepare(m_state.MovedMailboxes);
     dialog.exec();
     for (const auto& user : m_state.MovedMailboxes)
-        summary += QStringLiteral("\r\n\t") + user->GetMail();
+        summary += QStringLiteral("\r\n\t") + platform::shownText(user->GetMail());
     m_state.DirConnection->Close();
 }
 
@@ -109,7 +129,8 @@ void frmMain::Form_Unload(qint16&) {
     try {
         finishMovedMailboxes(summary);
     } catch (const std::exception& error) {
-        m_platform.Journal.Write(QStringLiteral("closing: ") + describe(error));
+        m_platform.Journal.Tell(platform::Event::Remark,
+                                QStringLiteral("closing: ") + describe(error));
     }
     if (m_state.MovedMailboxes.Count() > 0)
         m_platform.Desktop.Show(

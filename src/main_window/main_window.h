@@ -15,10 +15,14 @@ class frmMain final : public QWidget {
 public:
     /// `platform` must outlive the window; `caption` is its title.
     frmMain(const platform::Platform& platform, const QString& caption);
+    ~frmMain() override;
 
     /// Finds the directory, opens the connection and fills the window, which is to be shown
     /// afterwards. Throws Error.
     void Form_Load();
+
+    /// The local computer's name. Throws Error where it has none.
+    QString GetLocalServer() const;
 
     /// Has the moved mailboxes repopulated, sums up and ends the process. The flag is ignored.
     /// Returns only where it is under way already.

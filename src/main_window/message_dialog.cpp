@@ -1,5 +1,7 @@
 #include "main_window/message_dialog.h"
 
+#include "platform/shown_text.h"
+
 #include <QDialogButtonBox>
 #include <QGuiApplication>
 #include <QHBoxLayout>
@@ -59,8 +61,9 @@ MessageDialog::MessageDialog(const platform::MessageBox& box, const QString& app
                    Qt::WindowCloseButtonHint);
     setWindowTitle(box.Title.isNull() ? applicationTitle : box.Title);
 
-    QString shown = box.Text;
-    auto* text = new QLabel(shown.replace(QLatin1String("\r\n"), QLatin1String("\n")));
+    QString lines = box.Text;
+    lines.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+    auto* text = new QLabel(platform::shownMessage(lines));
     text->setObjectName(QStringLiteral("messageText"));
     text->setTextFormat(Qt::PlainText);
     text->setTextInteractionFlags(Qt::TextSelectableByMouse);

@@ -6,7 +6,8 @@
 
 namespace rehome::main_window {
 
-/// A modal message box. Its text is plain whatever it holds; where it would exceed the screen it
+/// A modal message box. Its text is plain whatever it holds, and nothing in it but tabs and line
+/// breaks acts on how the rest shows; where it would exceed the screen it
 /// scrolls, and the buttons stay in sight.
 class MessageDialog final : public QDialog {
     Q_OBJECT

@@ -1,6 +1,8 @@
 #include "main_window/single_move.h"
 
+#include "platform/shown_text.h"
 #include "platform/twips.h"
+#include "topology/text_case.h"
 
 namespace rehome::main_window {
 
@@ -33,19 +35,41 @@ void SingleMove::msfgMain_Scroll() {
     m_controls.showChooser();
 }
 
+void SingleMove::msfgMain_ReleasedOutside() {
+    // The press has made its row the current one, and no click follows.
+    m_controls.msfgMain->setCol(2);
+    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
+}
+
+void SingleMove::comboStoreName_TypedInVain() {
+    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
+}
+
+bool SingleMove::movesNothing(const QString& picked) const {
+    const QString shown = m_controls.msfgMain->Text();
+    if (picked == shown || picked.isEmpty())
+        return true;
+    const QString row = QString::number(m_controls.msfgMain->Row());
+    // Texts that differ in letter case alone are left to the comparison above.
+    return topology::upperCase(picked) != topology::upperCase(shown) &&
+           topology::CollectionContains(row, m_state.GridMailboxes) &&
+           mailbox::isOn(*m_state.GridMailboxes.at(row), picked, m_state.StoreList);
+}
+
 bool SingleMove::confirmed(const QString& picked) {
     FlexGrid& grid = *m_controls.msfgMain;
     grid.setCol(1);
-    const QString name = grid.Text();
+    const QString name = platform::shownText(grid.Text());
     grid.setCol(2);
-    const QString from = grid.Text();
+    const QString from = platform::shownText(grid.Text());
     const QString lineBreak = QStringLiteral("\r\n");
-    return m_platform.Desktop.Show(
-               {QStringLiteral("Are you sure you want to move ") + name + QStringLiteral(" from ") +
-                    lineBreak + QStringLiteral("-> ") + from + lineBreak +
-                    QStringLiteral("\t\t- TO -") + lineBreak + QStringLiteral("-> ") + picked,
-                platform::Buttons::YesNo, platform::Icon::None,
-                QStringLiteral(" Move Mailbox ")}) != platform::Answer::No;
+    return m_platform.Desktop.Show({QStringLiteral("Are you sure you want to move ") + name +
+                                        QStringLiteral(" from ") + lineBreak +
+                                        QStringLiteral("-> ") + from + lineBreak +
+                                        QStringLiteral("\t\t- TO -") + lineBreak +
+                                        QStringLiteral("-> ") + platform::shownText(picked),
+                                    platform::Buttons::YesNo, platform::Icon::None,
+                                    QStringLiteral(" Move Mailbox ")}) != platform::Answer::No;
 }
 
 void SingleMove::comboStoreName_Click() {
@@ -56,11 +80,11 @@ void SingleMove::comboStoreName_Click() {
     if (chooser.Text().isEmpty())
         chooser.setText(grid.Text());
     const QString picked = chooser.Text();
-    if (picked == grid.Text() || picked.isEmpty())
+    if (movesNothing(picked))
         return;
 
     const QString server = picked.section(u':', 0, 0);
-    if (server != m_platform.Network.ComputerName()) {
+    if (server != m_getLocalServer()) {
         m_platform.Desktop.Show(
             {QStringLiteral("Moving mailbox to remote server prohibited, disaster recovery utility "
                             "can only restore to local stores"),

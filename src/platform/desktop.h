@@ -34,14 +34,23 @@ public:
     [[noreturn]] virtual void Fail(const QString& description) = 0;
     /// True once the process is ending; handlers must not start any more.
     virtual bool Ending() const = 0;
+    /// Between the two, requests from outside to end the process wait, but not while a message box
+    /// is shown.
+    virtual void HoldEnding() = 0;
+    /// Ends the process where it was asked for meanwhile.
+    virtual void ReleaseEnding() = 0;
 };
 
-/// Where what must survive a crash is written: the standard error stream.
-class Journal {
+/// What is done while this lives is done whole, whoever asks the process to end.
+class Undivided {
 public:
-    virtual ~Journal() = default;
-    /// Writes one line and does not return before it is out of the process.
-    virtual void Write(const QString& line) = 0;
+    explicit Undivided(Desktop& desktop) : m_desktop(desktop) { m_desktop.HoldEnding(); }
+    ~Undivided() { m_desktop.ReleaseEnding(); }
+    Undivided(const Undivided&) = delete;
+    Undivided& operator=(const Undivided&) = delete;
+
+private:
+    Desktop& m_desktop;
 };
 
 /// The local computer's name.

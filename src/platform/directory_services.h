@@ -78,6 +78,9 @@ public:
     virtual void Close() = 0;
 };
 
+/// What an object is bound for.
+enum class Purpose { Read, Change };
+
 /// Active Directory. Paths: "LDAP://RootDSE", "LDAP://" and a distinguished name,
 /// "LDAP://<GUID=" and 36 hexadecimal digits and hyphens and ">".
 class DirectoryServices {
@@ -86,8 +89,10 @@ public:
 
     /// Binds afresh; nothing is cached between bindings. Throws Error where the path names nothing.
     virtual std::unique_ptr<IADs> BindObject(const QString& path) = 0;
-    /// The same, and takes the user interface; throws Error where the object is not a user.
-    virtual std::unique_ptr<IADsUser> BindUser(const QString& path) = 0;
+    /// The same, and takes the user interface; throws Error where the object is not a user. For a
+    /// change, what the signed-on user may write is read as well.
+    virtual std::unique_ptr<IADsUser> BindUser(const QString& path,
+                                               Purpose purpose = Purpose::Read) = 0;
     virtual std::unique_ptr<Connection> CreateConnection() = 0;
 };
 

@@ -3,6 +3,7 @@
 #include "platform/desktop.h"
 #include "platform/directory_services.h"
 #include "platform/exchange_management.h"
+#include "platform/journal.h"
 
 namespace rehome::platform {
 

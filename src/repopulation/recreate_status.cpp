@@ -6,7 +6,6 @@
 #include <QKeyEvent>
 
 #include <chrono>
-#include <utility>
 
 namespace rehome::repopulation {
 
@@ -87,14 +86,14 @@ void frmRecreateMailboxStatus::Form_Activate() {
 
 void frmRecreateMailboxStatus::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
-    if (!event->spontaneous() || std::exchange(m_interrupted, false))
+    if (!event->spontaneous())
         Form_Activate();
 }
 
 void frmRecreateMailboxStatus::hideEvent(QHideEvent* event) {
-    // Iconified by the window manager, the dialog is to begin again when it comes back.
-    m_interrupted = event->spontaneous() && m_tmrElapsed.isActive();
-    m_tmrElapsed.stop();
+    // Iconified by the window manager, alone or with the main window, the dialog goes on.
+    if (!event->spontaneous())
+        m_tmrElapsed.stop();
     QDialog::hideEvent(event);
 }
 
@@ -109,15 +108,18 @@ bool frmRecreateMailboxStatus::RepopulateMailbox(const mailbox::MailboxUser& rec
     try {
         const QString current = record.GetRealMail();
         if (current.isEmpty())
-            return false;
+            throw Error(QStringLiteral("the user has no e-mail address, or it cannot be read"));
         if (record.GetMail() != current)
             record.UpdateEmail();
         const QString url = QStringLiteral("mailto:") + record.GetRealMail();
         const auto person = m_platform.Exchange.CreatePerson();
         person->DataSource().Open(url);
         person->Mailbox()->FolderLocation();
+        m_platform.Journal.Tell(platform::Event::Opened, QStringLiteral("opened"), record.label());
         return true;
-    } catch (const std::exception&) {
+    } catch (const std::exception& error) {
+        m_platform.Journal.Tell(platform::Event::NotOpened,
+                                QStringLiteral("not opened: ") + describe(error), record.label());
         return false;
     }
 }
@@ -145,6 +147,10 @@ void frmRecreateMailboxStatus::tmrElapsed_Timer() {
 
 void frmRecreateMailboxStatus::giveUp() {
     m_tmrElapsed.stop();
+    m_platform.Journal.Tell(platform::Event::GivenUp,
+                            QStringLiteral("gave up with %1 of %2 mailboxes opened")
+                                .arg(m_repopulatedMailboxes.Count())
+                                .arg(m_targetMailboxes->Count()));
     m_platform.Desktop.Show(
         {QStringLiteral("Fatal:Failed to recreate mailbox in specified timeframe"),
          platform::Buttons::Ok, platform::Icon::Critical, QString()});

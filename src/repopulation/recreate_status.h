@@ -43,7 +43,6 @@ private:
     mailbox::Mailboxes m_repopulatedMailboxes;
     qint32 m_elapsedSeconds = 0;
     bool m_succeeded = false;
-    bool m_interrupted = false;
     QLabel* m_lblRecreated;
     QLabel* m_lblTotal;
     QLabel* m_lblElapsedTime;

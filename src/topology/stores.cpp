@@ -8,8 +8,11 @@ void StoreEnumeration::GetServerStores(const QString& serverName, const QString&
                                        const LocalStoreSink& addLocalStore) {
     try {
         enumerate(serverName, localServerName, ServerDNs, StoreList, addLocalStore);
-    } catch (const std::exception&) {
+    } catch (const std::exception& error) {
         // A server that is down is an ordinary case here: its mailboxes show as unreachable.
+        m_journal.Tell(
+            platform::Event::Remark,
+            QStringLiteral("stores of %1 left out: %2").arg(serverName, describe(error)));
     }
 }
 

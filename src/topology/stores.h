@@ -1,7 +1,6 @@
 #pragma once
 
-#include "platform/directory_services.h"
-#include "platform/exchange_management.h"
+#include "platform/platform.h"
 #include "topology/store_config.h"
 
 #include <functional>
@@ -15,12 +14,14 @@ public:
     using LocalStoreSink = std::function<void(const QString& fullName)>;
 
     /// What it is given must outlive it.
-    StoreEnumeration(platform::DirectoryServices& directory, platform::ExchangeManagement& exchange)
-        : m_directory(directory), m_exchange(exchange) {}
+    explicit StoreEnumeration(const platform::Platform& platform)
+        : m_directory(platform.Directory), m_exchange(platform.Exchange),
+          m_journal(platform.Journal) {}
 
     /// Adds every store of the server to `StoreList` under its distinguished name, and hands those
     /// of the local server (names compared exactly) to `addLocalStore`. Recovery storage groups are
-    /// passed over. Any failure ends it at once and silently; what was added until then stays.
+    /// passed over. Any failure ends it at once and silently, but for the journal; what was added
+    /// until then stays.
     void GetServerStores(const QString& serverName, const QString& localServerName,
                          const KeyedCollection<QString>& ServerDNs, StoreCatalogue& StoreList,
                          const LocalStoreSink& addLocalStore);
@@ -35,6 +36,7 @@ private:
 
     platform::DirectoryServices& m_directory;
     platform::ExchangeManagement& m_exchange;
+    platform::Journal& m_journal;
     // Held until the next call replaces them.
     std::unique_ptr<platform::ExchangeServer> m_server;
     std::unique_ptr<platform::StorageGroup> m_storageGroup;

@@ -1,10 +1,25 @@
-#include "app/application.h"
+// The process as a whole, in programs that this one starts of itself.
+#include "app/composition.h"
+#include "main_window/list_combo.h"
+#include "main_window/main_window.h"
+#include "platform/adsi/directory.h"
+#include "platform/exchange/exchange_objects.h"
+#include "support/rehearsal.h"
 
 #include <QDialog>
+#include <QLabel>
 #include <QProcess>
 #include <QPushButton>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+
+#include <csignal>
+#include <cstdio>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <thread>
 
 using namespace rehome;
 
@@ -14,18 +29,8 @@ struct Failing final : QObject {
     bool event(QEvent*) override { throw Error("it failed"); }
 };
 
-/// A process in which an object's event fails, or a modal dialog's tick; whoever sees the box
-/// presses its button.
-int fail(int argc, char** argv) {
-    app::ErrorStreamJournal journal;
-    app::Application application(argc, argv, "Test", journal);
-    QTimer answer;
-    QObject::connect(&answer, &QTimer::timeout, [] {
-        if (QWidget* box = QApplication::activeModalWidget())
-            if (auto* button = box->findChild<QPushButton*>())
-                button->click();
-    });
-    answer.start(50);
+/// An object's event fails, or a modal dialog's tick.
+int fail(app::Application& application, bool tick) {
     QDialog dialog;
     Failing object;
     const std::function<void()> failing = [&] {
@@ -34,28 +39,199 @@ int fail(int argc, char** argv) {
             throw Error("it failed");
         });
     };
-    if (argv[1] == QByteArray("tick"))
+    if (tick)
         QTimer::singleShot(1, &application, failing);
     else
         QCoreApplication::postEvent(&object, new QEvent(QEvent::User));
     dialog.exec();
-    journal.Write("it went on");
+    std::puts("it went on");
     return 0;
+}
+
+void limitFiles(rlim_t size) {
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    limit.rlim_cur = size;
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+/// Asks for the end of the process from outside, at the call that contains `at`.
+struct Asking final : engine::Observer {
+    QString at;
+    void asks(int, const QString& text) override {
+        if (!at.isEmpty() && text.contains(at))
+            std::raise(SIGTERM);
+    }
+    void finds(int, const QString&) override {}
+    void ends(int, const QString&) noexcept override {}
+};
+
+/// Moves mailboxes of a small organisation: one, twice in a row, or all.
+int move(app::Application& application, const QByteArray& what) {
+    auto organisation = embedded::readOrganisation(test::smallOrganisation().ldif(), "test");
+    embedded::EmbeddedEngine engine(organisation);
+    embedded::EmbeddedProbe probe(organisation);
+    embedded::EmbeddedOpener opener(organisation);
+    embedded::EmbeddedNetwork network(organisation);
+    Asking asking;
+    engine::ObservedEngine observed(engine, probe, opener, asking);
+    adsi::Directory directory(observed, application.journal());
+    exchange::ExchangeObjects exchange(directory, observed, observed);
+    const platform::Platform platform{directory, exchange, network, application,
+                                      application.journal()};
+    main_window::frmMain frame(platform, "Test");
+    frame.Form_Load();
+    frame.show();
+    const auto pick = [&](const char* list) {
+        auto* combo = frame.findChild<main_window::ListCombo*>(list);
+        combo->setText("EX1:SG\\B");
+        Q_EMIT combo->Click();
+    };
+    if (what == "half")
+        limitFiles(rlim_t(lseek(2, 0, SEEK_CUR)) + 100);
+    if (what == "drop") {
+        asking.at = "modify";
+        pick("comboDestMBx");
+        frame.findChild<QPushButton*>("btnMove")->click();
+    } else {
+        frame.findChild<main_window::FlexGrid*>()->setRow(1);
+        pick("comboStoreName");
+    }
+    if (what == "half") {
+        limitFiles(RLIM_INFINITY);
+        frame.findChild<main_window::FlexGrid*>()->setRow(1);
+        pick("comboStoreName");
+    }
+    std::printf("home: %s\n", organisation.object("CN=u1,DC=t")->values("homeMDB")[0].data());
+    return 0;
+}
+
+/// Whoever sees a box tells its text and presses its button.
+int child(int argc, char** argv) {
+    const QByteArray what = argv[1];
+    return app::runProgram(
+        argc, argv, "Test", journal::KeptJournal::Of::LiveDirectory,
+        [&](app::Application& application) {
+            QTimer answer;
+            QObject::connect(&answer, &QTimer::timeout, [&] {
+                QWidget* box = QApplication::activeModalWidget();
+                auto* button = box ? box->findChild<QPushButton*>() : nullptr;
+                if (!button)
+                    return;
+                std::puts(qPrintable(box->findChild<QLabel*>("messageText")->text()));
+                if (what == "box")
+                    std::raise(SIGINT);
+                else
+                    button->click();
+            });
+            answer.start(10);
+            return what == "tick" || what == "event" ? fail(application, what == "tick")
+                                                     : move(application, what);
+        });
 }
 
 class ApplicationTest : public QObject {
     Q_OBJECT
 
+    struct Seen {
+        QString out, stream;
+        int status; ///< of the shell: 128 and the signal's number where one ended the process
+    };
+    static Seen run(const QString& command) {
+        const QTemporaryDir folder;
+        QProcess shell;
+        shell.setWorkingDirectory(folder.path());
+        shell.start("bash", {"-c", command, QCoreApplication::applicationFilePath()});
+        if (!shell.waitForFinished())
+            qFatal("%s does not end", qPrintable(command));
+        QFile stream(folder.filePath("stream"));
+        return {shell.readAllStandardOutput(),
+                stream.open(QIODevice::ReadOnly) ? stream.readAll() : QByteArray(),
+                shell.exitCode()};
+    }
+    static QString withoutComments(QString ldif) {
+        return ldif.remove(QRegularExpression("^#.*\n", QRegularExpression::MultilineOption));
+    }
+    const QString m_before = "home: " + test::OrganisationText::storeDN("EX2/SG/C") + '\n',
+                  m_after = "home: " + test::OrganisationText::storeDN("EX1/SG/B") + '\n';
+
 private Q_SLOTS:
     void failuresEndTheProcess() {
         for (const char* where : {"tick", "event"}) {
-            QProcess process;
-            process.start(QCoreApplication::applicationFilePath(), {where});
-            QVERIFY(process.waitForFinished());
-            QVERIFY(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 1);
-            const QStringList told = QString(process.readAllStandardError()).split('\n');
-            QCOMPARE(told.filter("rehome: "), QStringList("rehome: it failed")); // once
+            const Seen seen = run(QString("\"$0\" %1 2>stream").arg(where));
+            QCOMPARE(seen.status, 1);
+            QCOMPARE(seen.stream.count("it failed\n"), 1);
+            QCOMPARE(seen.out, "it failed\n"); // and nothing went on
         }
+    }
+
+    /// Wherever the record cannot be kept, nothing is dropped, and the window says why.
+    void noDropWithoutItsRecord() {
+        QList<std::pair<QString, QString>> places{{"2>/dev/full", "No space left"},
+                                                  {"2>&-", "Bad file descriptor"},
+                                                  {"<&- >&3 2>&-", "Bad file descriptor"},
+                                                  {"2> >(true)", "Broken pipe"}};
+        if (!QFile::exists("/run/systemd/journal/socket")) // which would keep it
+            places += std::pair(QString("2>/dev/null"), QString("null device"));
+        for (const auto& [place, reason] : places) {
+            const Seen seen = run("exec 3>&1; \"$0\" one " + place);
+            QVERIFY2(seen.out.endsWith(m_before), qPrintable(place + seen.out));
+            QVERIFY2(seen.out.contains("u1@t was not dropped: The recovery record") &&
+                         seen.out.contains(reason),
+                     qPrintable(seen.out));
+        }
+    }
+
+    /// A disk that was full in the middle of a record and is not any more.
+    void halfARecordIsTakenBack() {
+        const Seen seen = run("\"$0\" half 2>stream");
+        QVERIFY2(seen.out.contains("File too large") && seen.out.endsWith(m_after),
+                 qPrintable(seen.out));
+        const Seen whole = run("\"$0\" one 2>stream");
+        QCOMPARE(withoutComments(seen.stream), withoutComments(whole.stream));
+        QVERIFY(whole.stream.contains("\n\ndn:: PEdVSUQ9"));
+        QCOMPARE(whole.stream.count("\n-\n"), 8);
+        QVERIFY(whole.stream.contains("\nreplace: homeMTA\n-\n"));
+    }
+
+    void tellsTheSystemLog() {
+        const char* place = "/dev/log";
+        if (QFile::exists(place))
+            QSKIP("this computer has a system log of its own");
+        const int log = socket(AF_UNIX, SOCK_DGRAM, 0);
+        const sockaddr_un address{AF_UNIX, "/dev/log"};
+        const auto* there = reinterpret_cast<const sockaddr*>(&address);
+        QVERIFY(bind(log, there, sizeof address) == 0);
+        QStringList lines;
+        std::thread reader([&] {
+            char line[2000];
+            for (ssize_t size = 0; (size = recv(log, line, sizeof line, 0)) > 1;)
+                lines += QString::fromUtf8(line, size).section(": ", 1);
+        });
+        run("\"$0\" one 2>stream");
+        sendto(log, ".", 1, 0, there, sizeof address);
+        reader.join();
+        close(log);
+        QFile::remove(place);
+        QCOMPARE(lines.size(), 4);
+        QCOMPARE(lines.at(0), "listed 4 mailboxes; 4 mailbox stores on 2 servers");
+        for (const char* text : {"dropped from CN=C,", "created on CN=B,"})
+            QCOMPARE(lines.filter(QRegularExpression("^u1@t \\{[-0-9A-F]{36}\\}: " + QString(text)))
+                         .size(),
+                     1);
+    }
+
+    void signalsStrikeBetweenMailboxes() {
+        const Seen dropped = run("\"$0\" drop 2>stream"); // of four
+        QCOMPARE(dropped.status, 128 + SIGTERM);
+        QCOMPARE(dropped.stream.count("moved: "), 1);
+        QVERIFY2(dropped.stream.contains("created on " +
+                                         test::OrganisationText::storeDN("EX1/SG/B") +
+                                         "; not opened; address not restored\n"),
+                 qPrintable(dropped.stream));
+        const Seen asked = run("\"$0\" box 2>stream");
+        QCOMPARE(asked.status, 128 + SIGINT);
+        QVERIFY(!asked.stream.contains("dn:"));
     }
 };
 
@@ -63,7 +239,7 @@ private Q_SLOTS:
 
 int main(int argc, char** argv) {
     if (argc > 1 && argv[1][0] != '-')
-        return fail(argc, argv);
+        return child(argc, argv);
     QCoreApplication application(argc, argv);
     ApplicationTest test;
     return QTest::qExec(&test, argc, argv);

@@ -2,6 +2,7 @@
 
 #include "main_window/message_dialog.h"
 #include "platform/desktop.h"
+#include "platform/journal.h"
 
 #include <QApplication>
 #include <QPushButton>
@@ -42,6 +43,8 @@ public:
         qFatal("%s", qPrintable(description));
     }
     bool Ending() const override { return false; }
+    void HoldEnding() override {}
+    void ReleaseEnding() override {}
 
     QStringList texts() const {
         QStringList all;
@@ -51,11 +54,19 @@ public:
     }
 };
 
-/// Keeps the lines that would go to the standard error stream.
+/// Keeps what would go to the standard error stream.
 class TestJournal final : public platform::Journal {
 public:
+    QList<platform::RecoveryRecord> records;
     QStringList lines;
-    void Write(const QString& line) override { lines += line; }
+    void Keep(const platform::RecoveryRecord& record) override { records += record; }
+    bool Holds(const QByteArray& guid) const override {
+        return std::any_of(records.begin(), records.end(),
+                           [&](const auto& record) { return record.Guid == guid; });
+    }
+    void Tell(platform::Event, const QString& text, const QString& mailbox) noexcept override {
+        lines += mailbox.isEmpty() ? text : mailbox.section(' ', 0, 0) + ": " + text;
+    }
 };
 
 } // namespace rehome::test

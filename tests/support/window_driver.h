@@ -36,8 +36,10 @@ struct Window {
     }
     main_window::ListCombo& chooser() { return combo("comboStoreName"); }
     QPushButton& button(const char* name) { return control<QPushButton>(name); }
-    void press(const char* button) {
-        QTest::mouseClick(&control<QAbstractButton>(button), Qt::LeftButton);
+    void press(const char* name) {
+        auto& button = control<QAbstractButton>(name);
+        // An option button ends where its text ends.
+        QTest::mouseClick(&button, Qt::LeftButton, {}, {8, button.height() / 2});
     }
 
     /// The rows as "name|store|state".
@@ -60,7 +62,8 @@ struct Window {
     static void pick(main_window::ListCombo& combo, const QString& text) {
         QTest::mouseClick(&combo, Qt::LeftButton, {}, {combo.width() - 8, combo.height() / 2});
         const int row = combo.findText(text);
-        QVERIFY2(row >= 0 && combo.view()->isVisible(), qPrintable(text));
+        if (row < 0 || !combo.view()->isVisible())
+            throw Error("there is no \"" + text + "\" to pick");
         QTest::mouseClick(combo.view()->viewport(), Qt::LeftButton, {},
                           combo.view()->visualRect(combo.model()->index(row, 0)).center());
     }

@@ -8,9 +8,6 @@ import time
 from subprocess import DEVNULL, PIPE, Popen, run
 
 import gi
-import ldb
-
-from organisation import record
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib
@@ -39,8 +36,9 @@ def start(*command, out=DEVNULL, err=DEVNULL):
 
 
 def address(server):
-    """Where a server that has been started can be reached, which it tells by itself."""
-    return start(*server.split(), out=PIPE).stdout.readline().strip()
+    """A server that has been started, and where it can be reached, which it tells by itself."""
+    process = start(*server.split(), out=PIPE)
+    return process, process.stdout.readline().strip()
 
 
 def xdotool(*command):
@@ -54,9 +52,13 @@ class Desktop:
         os.environ.update(HOME=directory, XDG_RUNTIME_DIR=directory, LC_ALL="C.UTF-8",
                           QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
                           QT_SCALE_FACTOR="1", AT_SPI_BUS_ADDRESS="")
-        os.environ["DISPLAY"] = ":" + address("Xvfb -displayfd 1 -screen 0 1024x768x24")
-        os.environ["DBUS_SESSION_BUS_ADDRESS"] = address("dbus-daemon --session --print-address")
+        self.screen, number = address("Xvfb -displayfd 1 -screen 0 1024x768x24")
+        os.environ["DISPLAY"] = ":" + number
+        _, bus = address("dbus-daemon --session --print-address")
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus
         start("openbox", "--sm-disable")
+        until("windows are managed", lambda: not run(
+            ["xdotool", "get_num_desktops"], stdout=DEVNULL, stderr=DEVNULL).returncode)
         # What the windows show is read afresh each time.
         Atspi.get_desktop(0).set_cache_mask(Atspi.Cache.NONE)
 
@@ -88,18 +90,11 @@ class Program:
         xdotool("key", key)
         until(f'"{title}" goes away', lambda: not self.windows(title, "dialog"))
 
-    def directory(self):
-        """The rehearsal's records, which it keeps in a file without a name."""
-        file, = (file.path for file in os.scandir(f"/proc/{self.process.pid}/fd")
-                 if "/rehome-" in os.readlink(file))
-        return map(record, ldb.Ldb("tdb://" + file, flags=ldb.FLG_RDONLY).search())
-
     def ended(self, status):
         """What it has written to the standard error stream, when it ends with the status."""
         agree("the exit status", self.process.wait(timeout=60), status)
         self.errors.seek(0)
-        return [line.removeprefix("rehome: ").rstrip("\n") for line in self.errors
-                if line.startswith("rehome: ")]
+        return self.errors.read()
 
 
 class Widget:

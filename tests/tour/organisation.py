@@ -41,9 +41,7 @@ class Mailbox:
 
     row = property(lambda self: (self.name, full_name(self.home), self.state))
     # What the directory holds, and what is written down before the mailbox is dropped.
-    entry = property(lambda self: {"objectGUID": self.guid, "distinguishedName": self.dn,
-                                   "homeMDB": self.home, "mail": self.mail,
-                                   "proxyAddresses": self.proxies})
+    entry = property(lambda self: (self.home, self.mail, self.proxies))
 
 
 class Organisation:
@@ -67,7 +65,8 @@ class Organisation:
 
     def move(self, mailboxes):
         """As the tool has to."""
-        self.drops += [mailbox.entry for mailbox in mailboxes]
+        self.drops += [(mailbox.dn, f"<GUID={mailbox.guid.lower()[1:-1]}>", mailbox.entry)
+                       for mailbox in mailboxes]
         self.moved += mailboxes
         for mailbox in mailboxes:
             mailbox.home, mailbox.state = self.destination, "Online"

@@ -67,12 +67,13 @@ std::shared_ptr<engine::Session> Directory::session() {
 
 std::unique_ptr<platform::IADs> Directory::BindObject(const QString& path) {
     const QString base = baseOfPath(path);
-    return std::make_unique<DirectoryObject>(session(), base);
+    return std::make_unique<DirectoryObject>(session(), m_journal, base, platform::Purpose::Read);
 }
 
-std::unique_ptr<platform::IADsUser> Directory::BindUser(const QString& path) {
+std::unique_ptr<platform::IADsUser> Directory::BindUser(const QString& path,
+                                                        platform::Purpose purpose) {
     const QString base = baseOfPath(path);
-    auto object = std::make_unique<DirectoryObject>(session(), base);
+    auto object = std::make_unique<DirectoryObject>(session(), m_journal, base, purpose);
     if (!object->isOfClass(QStringLiteral("user")))
         throw Error(
             QStringLiteral("The object \"%1\" is not a user.").arg(object->distinguishedName()));

@@ -2,6 +2,7 @@
 
 #include "platform/directory_services.h"
 #include "platform/engine/engine.h"
+#include "platform/journal.h"
 
 #include <memory>
 
@@ -11,11 +12,13 @@ namespace rehome::adsi {
 /// each connection has its own.
 class Directory final : public platform::DirectoryServices {
 public:
-    /// `engine` must outlive this and everything that it made.
-    explicit Directory(engine::Engine& engine) : m_engine(engine) {}
+    /// Both must outlive this and everything that it made.
+    Directory(engine::Engine& engine, platform::Journal& journal)
+        : m_engine(engine), m_journal(journal) {}
 
     std::unique_ptr<platform::IADs> BindObject(const QString& path) override;
-    std::unique_ptr<platform::IADsUser> BindUser(const QString& path) override;
+    std::unique_ptr<platform::IADsUser>
+    BindUser(const QString& path, platform::Purpose purpose = platform::Purpose::Read) override;
     std::unique_ptr<platform::Connection> CreateConnection() override;
 
     /// The session of the bindings. Throws Error where none can be made.
@@ -23,6 +26,7 @@ public:
 
 private:
     engine::Engine& m_engine;
+    platform::Journal& m_journal;
     std::shared_ptr<engine::Session> m_session;
 };
 

@@ -4,34 +4,54 @@
 #include "platform/error.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace rehome::adsi {
 
 namespace {
 
-/// What a binding reads at once, so that the operations that follow need no further round trip:
-/// the root object's naming contexts and what a mailbox is made of.
-QStringList boundAttributes() {
-    return {QStringLiteral("objectClass"),
-            QStringLiteral("objectGUID"),
-            QStringLiteral("defaultNamingContext"),
-            QStringLiteral("configurationNamingContext"),
-            QStringLiteral("mail"),
-            QStringLiteral("mailNickname"),
-            QStringLiteral("sAMAccountName"),
-            QStringLiteral("proxyAddresses"),
-            QStringLiteral("homeMDB"),
+// Constructed by the directory, and to be asked for by name.
+const QString Allowed = QStringLiteral("allowedAttributes");
+const QString Writable = QStringLiteral("allowedAttributesEffective");
+
+/// What a drop, a creation or a restored address changes of a user.
+QStringList recordedAttributes() {
+    return {QStringLiteral("homeMDB"),
             QStringLiteral("homeMTA"),
             QStringLiteral("msExchHomeServerName"),
             QStringLiteral("msExchMailboxGuid"),
-            QStringLiteral("mDBUseDefaults")};
+            QStringLiteral("mDBUseDefaults"),
+            QStringLiteral("mailNickname"),
+            QStringLiteral("mail"),
+            QStringLiteral("proxyAddresses")};
+}
+
+/// What a binding reads at once, so that the operations that follow need no further round trip:
+/// the root object's naming contexts and what a mailbox is made of.
+QStringList boundAttributes(platform::Purpose purpose) {
+    QStringList names{QStringLiteral("objectClass"), QStringLiteral("objectGUID"),
+                      QStringLiteral("defaultNamingContext"),
+                      QStringLiteral("configurationNamingContext"),
+                      QStringLiteral("sAMAccountName")};
+    names += recordedAttributes();
+    if (purpose == platform::Purpose::Change)
+        names += {Allowed, Writable};
+    return names;
+}
+
+bool names(const QList<QByteArray>& values, const QString& attribute) {
+    return std::any_of(values.begin(), values.end(), [&](const QByteArray& value) {
+        return attribute.compare(QLatin1String(value), Qt::CaseInsensitive) == 0;
+    });
 }
 
 } // namespace
 
-DirectoryObject::DirectoryObject(std::shared_ptr<engine::Session> session, const QString& base)
-    : m_session(std::move(session)), m_base(base) {
-    load(boundAttributes());
+DirectoryObject::DirectoryObject(std::shared_ptr<engine::Session> session,
+                                 platform::Journal& journal, const QString& base,
+                                 platform::Purpose purpose)
+    : m_session(std::move(session)), m_journal(journal), m_base(base) {
+    load(boundAttributes(purpose));
 }
 
 void DirectoryObject::load(const QStringList& names) {
@@ -98,6 +118,14 @@ void DirectoryObject::stage(const QString& name, const QList<QByteArray>& values
 void DirectoryObject::SetInfo() {
     if (m_staged.isEmpty())
         return;
+    // An object that has a record can be given back already; a record of what has come since is
+    // not worth a mailbox.
+    try {
+        keepRecord();
+    } catch (const Error&) {
+        if (!m_journal.Holds(guid()))
+            throw;
+    }
     m_session->modify(m_base, m_staged);
     for (const auto& [attribute, values] : m_staged) {
         if (values.isEmpty())
@@ -106,6 +134,40 @@ void DirectoryObject::SetInfo() {
             m_cache.attributes[attribute] = values;
     }
     m_staged.clear();
+    m_recorded = false;
+    std::exchange(m_whenWritten, [] {})();
+}
+
+bool DirectoryObject::isKnown(const QString& name) const {
+    const auto known = m_cache.values(Allowed);
+    return known.isEmpty() || names(known, name);
+}
+
+void DirectoryObject::requireWritable(const QStringList& wanted) const {
+    const auto writable = m_cache.values(Writable);
+    // None at all is also how a directory that does not tell looks; but one that tells what objects
+    // can have would tell this too.
+    if (writable.isEmpty() && m_cache.values(Allowed).isEmpty())
+        return;
+    QStringList refused;
+    for (const QString& name : wanted)
+        if (isKnown(name) && !names(writable, name))
+            refused += name;
+    if (!refused.isEmpty())
+        throw Error(QStringLiteral("You may not write %1 of %2. Run the tool with the ticket of "
+                                   "somebody who may (kinit), or have the right delegated to you.")
+                        .arg(refused.join(QStringLiteral(", ")), distinguishedName()));
+}
+
+void DirectoryObject::keepRecord() {
+    if (m_recorded)
+        return;
+    platform::RecoveryRecord record{distinguishedName(), guid(), {}};
+    for (const QString& name : recordedAttributes())
+        if (isKnown(name))
+            record.Attributes.append({name, m_cache.values(name)});
+    m_journal.Keep(record);
+    m_recorded = true;
 }
 
 QString DirectoryObject::EmailAddress() {

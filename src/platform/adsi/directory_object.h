@@ -2,20 +2,24 @@
 
 #include "platform/directory_services.h"
 #include "platform/engine/engine.h"
+#include "platform/journal.h"
 
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace rehome::adsi {
 
 /// A bound object with its property cache. What is read comes from the cache, which the binding
-/// fills and GetInfoEx adds to; what is put is staged there and written by SetInfo alone.
+/// fills and GetInfoEx adds to; what is put is staged there and written by SetInfo alone, and only
+/// to an object of which the journal holds a record.
 class DirectoryObject final : public platform::IADsUser {
 public:
     /// Reads the object. Throws Error where `base` names none.
-    DirectoryObject(std::shared_ptr<engine::Session> session, const QString& base);
+    DirectoryObject(std::shared_ptr<engine::Session> session, platform::Journal& journal,
+                    const QString& base, platform::Purpose purpose);
 
     platform::Value Get(const QString& name) override;
     void GetInfoEx(const QStringList& names, int reserved) override;
@@ -35,16 +39,32 @@ public:
     QString cachedText(const QString& name) const;
     /// Stages a replacement of all the attribute's values.
     void stage(const QString& name, const QList<QByteArray>& values);
+    /// Runs after the next successful SetInfo.
+    void whenWritten(std::function<void()> action) { m_whenWritten = std::move(action); }
+    /// Throws Error, naming them, where the directory tells that the signed-on user may not write
+    /// some of these attributes (`allowedAttributesEffective`). Those that no object of this kind
+    /// can have (`allowedAttributes`) do not count. A binding for reading does not tell.
+    void requireWritable(const QStringList& names) const;
+    /// Has the journal keep what the object was when it was bound. Throws Error where it cannot.
+    void keepRecord();
+    /// Has SetInfo make do with an earlier record of the object.
+    void acceptEarlierRecord() { m_recorded = m_recorded || m_journal.Holds(guid()); }
 
 private:
     void load(const QStringList& names);
+    QByteArray guid() const { return m_cache.values(QStringLiteral("objectGUID")).value(0); }
+    /// Whether objects of this kind have the attribute, as far as the directory tells.
+    bool isKnown(const QString& name) const;
     platform::Value value(const QString& name);
 
     std::shared_ptr<engine::Session> m_session;
+    platform::Journal& m_journal;
     QString m_base;
     engine::Entry m_cache;
     QStringList m_loaded;
     QList<engine::Replacement> m_staged;
+    std::function<void()> m_whenWritten = [] {};
+    bool m_recorded = false;
 };
 
 } // namespace rehome::adsi

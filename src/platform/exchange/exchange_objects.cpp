@@ -7,6 +7,7 @@
 namespace rehome::exchange {
 
 std::unique_ptr<platform::ExchangeServer> ExchangeObjects::CreateExchangeServer() {
+    m_destinations.forget(); // an enumeration begins
     return std::make_unique<ServerObject>(m_directory, m_probe);
 }
 
@@ -31,7 +32,7 @@ std::unique_ptr<platform::IMailboxStore> ExchangeObjects::MailboxStoreOf(platfor
     auto* object = dynamic_cast<adsi::DirectoryObject*>(&user);
     if (!object)
         throw Error(QStringLiteral("The user object was not bound in this directory."));
-    return std::make_unique<UserMailboxStore>(*object, m_journal);
+    return std::make_unique<UserMailboxStore>(*object, m_destinations);
 }
 
 } // namespace rehome::exchange

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/adsi/directory.h"
-#include "platform/desktop.h"
 #include "platform/engine/exchange_probe.h"
+#include "platform/exchange/destinations.h"
 #include "platform/exchange/person.h"
 #include "platform/exchange_management.h"
 
@@ -13,8 +13,8 @@ namespace rehome::exchange {
 class ExchangeObjects final : public platform::ExchangeManagement {
 public:
     ExchangeObjects(adsi::Directory& directory, engine::ExchangeProbe& probe,
-                    engine::MailboxOpener& opener, platform::Journal& journal)
-        : m_directory(directory), m_probe(probe), m_opener(opener), m_journal(journal) {}
+                    engine::MailboxOpener& opener)
+        : m_directory(directory), m_probe(probe), m_opener(opener) {}
 
     std::unique_ptr<platform::ExchangeServer> CreateExchangeServer() override;
     std::unique_ptr<platform::StorageGroup> CreateStorageGroup() override;
@@ -27,8 +27,8 @@ private:
     adsi::Directory& m_directory;
     engine::ExchangeProbe& m_probe;
     engine::MailboxOpener& m_opener;
-    platform::Journal& m_journal;
     Round m_round;
+    Destinations m_destinations;
 };
 
 } // namespace rehome::exchange

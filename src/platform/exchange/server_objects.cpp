@@ -29,7 +29,9 @@ void NamedObject::Open(const QString& address, const platform::OpenArguments& ar
     m_entry.reset();
     requireStatedArguments(arguments);
     auto found = readObject(*m_directory.session(), address, m_class,
-                            {QStringLiteral("distinguishedName"), QStringLiteral("name")}, m_kind);
+                            {QStringLiteral("distinguishedName"), QStringLiteral("name"),
+                             QStringLiteral("legacyExchangeDN")},
+                            m_kind);
     opening(found);
     m_entry = std::move(found);
 }
@@ -68,6 +70,10 @@ ServerObject::ServerObject(adsi::Directory& directory, engine::ExchangeProbe& pr
 }
 
 void ServerObject::opening(const engine::Entry& server) {
+    if (server.values(QStringLiteral("legacyExchangeDN")).isEmpty())
+        throw Error(QStringLiteral("The server %1 has no attribute \"legacyExchangeDN\", or it may "
+                                   "not be read: no mailbox could be created there.")
+                        .arg(server.distinguishedName));
     m_probe.checkServer(server.distinguishedName);
 }
 

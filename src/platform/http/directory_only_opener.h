@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/desktop.h"
 #include "platform/engine/mailbox_opener.h"
+#include "platform/journal.h"
 
 #include <QSet>
 

@@ -27,8 +27,9 @@ QString mailboxUrl(const QString& host, const QString& name) {
 
 } // namespace
 
-HttpOpener::HttpOpener(engine::MailboxOpener& directoryOnly, const HttpSettings& settings)
-    : m_directoryOnly(directoryOnly), m_settings(settings), m_client(settings) {
+HttpOpener::HttpOpener(engine::MailboxOpener& directoryOnly, const HttpSettings& settings,
+                       platform::Interruption* interruption)
+    : m_directoryOnly(directoryOnly), m_settings(settings), m_client(settings, interruption) {
 }
 
 void HttpOpener::beginRound() noexcept {

@@ -18,8 +18,9 @@ namespace rehome::http {
 class HttpOpener final : public engine::MailboxOpener {
 public:
     /// `directoryOnly` is handed the mailboxes of servers that the directory shows to offer no such
-    /// service, and must outlive it.
-    explicit HttpOpener(engine::MailboxOpener& directoryOnly, const HttpSettings& settings = {});
+    /// service, `interruption` ends the waits; both must outlive it.
+    explicit HttpOpener(engine::MailboxOpener& directoryOnly, const HttpSettings& settings = {},
+                        platform::Interruption* interruption = nullptr);
 
     void beginRound() noexcept override;
     QString open(engine::Session& directory, const engine::Mailbox& mailbox) override;

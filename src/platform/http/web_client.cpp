@@ -11,6 +11,15 @@ namespace {
 struct EasyCleanup {
     void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
 };
+struct MultiCleanup {
+    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+};
+/// Takes a transfer out again, however it has ended.
+struct Added {
+    CURLM* multi;
+    CURL* curl;
+    ~Added() { curl_multi_remove_handle(multi, curl); }
+};
 struct ListFree {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
@@ -52,6 +61,7 @@ NoAnswer::Kind kindOf(CURLcode code) {
 } // namespace
 
 struct WebClient::Handles {
+    std::unique_ptr<CURLM, MultiCleanup> multi{curl_multi_init()}; ///< keeps the connections
     std::unique_ptr<CURL, EasyCleanup> curl{curl_easy_init()};
     std::unique_ptr<curl_slist, ListFree> headers;
     char detail[CURL_ERROR_SIZE] = "";
@@ -67,9 +77,9 @@ struct WebClient::Handles {
     }
 };
 
-WebClient::WebClient(const HttpSettings& settings)
-    : m_settings(settings), m_handles(std::make_unique<Handles>()) {
-    if (!m_handles->curl)
+WebClient::WebClient(const HttpSettings& settings, platform::Interruption* interruption)
+    : m_settings(settings), m_interruption(interruption), m_handles(std::make_unique<Handles>()) {
+    if (!m_handles->curl || !m_handles->multi)
         throw Error(u"libcurl cannot be set up."_s);
     Handles& h = *m_handles;
     h.set(CURLOPT_PROTOCOLS_STR, "https");
@@ -105,6 +115,29 @@ WebClient::WebClient(const HttpSettings& settings)
 
 WebClient::~WebClient() = default;
 
+/// A CURLcode.
+int WebClient::perform() {
+    CURLM* multi = m_handles->multi.get();
+    if (curl_multi_add_handle(multi, m_handles->curl.get()) != CURLM_OK)
+        return CURLE_FAILED_INIT;
+    const Added added{multi, m_handles->curl.get()};
+    for (;;) {
+        int running = 0;
+        if (curl_multi_perform(multi, &running) != CURLM_OK)
+            return CURLE_FAILED_INIT;
+        int left = 0;
+        while (const CURLMsg* message = curl_multi_info_read(multi, &left))
+            if (message->msg == CURLMSG_DONE)
+                return message->data.result;
+        if (m_interruption)
+            m_interruption->checkpoint();
+        const bool watched = m_interruption && !m_interruption->held();
+        curl_waitfd request{watched ? m_interruption->descriptor() : -1, CURL_WAIT_POLLIN, 0};
+        if (curl_multi_poll(multi, &request, watched ? 1 : 0, 200, nullptr) != CURLM_OK)
+            return CURLE_FAILED_INIT;
+    }
+}
+
 Answer WebClient::propfind(const QByteArray& url, const QByteArray& body) {
     Handles& h = *m_handles;
     Reception reception{m_settings.answerLimit, {}};
@@ -113,7 +146,9 @@ Answer WebClient::propfind(const QByteArray& url, const QByteArray& body) {
     h.set(CURLOPT_POSTFIELDS, body.constData());
     h.set(CURLOPT_WRITEDATA, &reception);
     *h.detail = '\0';
-    const CURLcode code = curl_easy_perform(h.curl.get());
+    if (m_interruption)
+        m_interruption->waitFor(QString::fromLatin1(url));
+    const CURLcode code = CURLcode(perform());
     if (code != CURLE_OK)
         throw NoAnswer(kindOf(code),
                        QString::fromUtf8(*h.detail ? h.detail : curl_easy_strerror(code)));

@@ -2,6 +2,7 @@
 
 #include "platform/error.h"
 #include "platform/http/http_settings.h"
+#include "platform/interruption.h"
 
 #include <QByteArray>
 #include <QString>
@@ -36,7 +37,9 @@ struct Answer {
 /// null, export, RC4 or DES ciphers.
 class WebClient {
 public:
-    explicit WebClient(const HttpSettings& settings);
+    /// `interruption` ends the waits; where there is one, it must outlive this.
+    explicit WebClient(const HttpSettings& settings,
+                       platform::Interruption* interruption = nullptr);
     ~WebClient();
     WebClient(const WebClient&) = delete;
     WebClient& operator=(const WebClient&) = delete;
@@ -46,7 +49,10 @@ public:
 
 private:
     struct Handles;
+    int perform();
+
     HttpSettings m_settings;
+    platform::Interruption* m_interruption;
     std::unique_ptr<Handles> m_handles;
 };
 

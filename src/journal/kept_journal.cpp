@@ -1,0 +1,103 @@
+#include "journal/kept_journal.h"
+
+#include "platform/error.h"
+#include "platform/shown_text.h"
+
+#include <array>
+#include <ctime>
+
+namespace rehome::journal {
+
+using platform::Event;
+
+namespace {
+
+bool isFailure(Event event) {
+    return event == Event::DropRefused || event == Event::CreationFailed ||
+           event == Event::AddressNotRestored || event == Event::NotOpened ||
+           event == Event::GivenUp;
+}
+
+bool toldOnce(Event event) {
+    return event == Event::Remark || event == Event::AddressNotRestored ||
+           event == Event::NotOpened;
+}
+
+/// The local time. Qt's own is gone already when the process exits under a lost display.
+QString now() {
+    const std::time_t seconds = std::time(nullptr);
+    tm parts{};
+    localtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%FT%T", &parts);
+    return QString::fromLatin1(text.data());
+}
+
+QByteArray asComment(QByteArray ldif) {
+    ldif.chop(1); // the last line feed
+    return "# " + ldif.replace("\n", "\n# ") + '\n';
+}
+
+} // namespace
+
+KeptJournal::KeptJournal(Of of, int stream)
+    : m_live(of == Of::LiveDirectory), m_stream(stream), m_progress(stream) {
+    if (m_live)
+        m_log = std::make_unique<SystemLog>("rehome");
+}
+
+void KeptJournal::Keep(const platform::RecoveryRecord& record) {
+    const QByteArray ldif = toLdif(record, m_live ? Naming::ByGuid : Naming::ByName);
+    const auto known = m_records.constFind(record.Guid);
+    if (known != m_records.constEnd() && *known == ldif)
+        return;
+    keep(known == m_records.constEnd()
+             ? '\n' + ldif
+             : QByteArray("# as it was before a later change:\n") + asComment(ldif));
+    m_records.insert(record.Guid, ldif);
+}
+
+void KeptJournal::keep(const QByteArray& text) {
+    m_progress.erase();
+    // A rehearsal has nothing to lose, and may run without a place to write to.
+    if (!m_live && m_stream.keepsNothing())
+        return;
+    if (m_stream.keepsNothing() && !m_log->keep(text))
+        throw Error(QStringLiteral("The recovery record would be lost: the standard error stream "
+                                   "is the null device, and no system log took it. Start the tool "
+                                   "from a terminal, with that stream in a file (2> "
+                                   "recovery.ldif)."));
+    m_stream.keep(text);
+}
+
+void KeptJournal::Tell(Event event, const QString& text, const QString& mailbox) noexcept {
+    const QString line = mailbox.isEmpty() ? text : mailbox + QStringLiteral(": ") + text;
+    m_states.take(event, text, mailbox);
+    m_progress.count(event);
+    if (toldOnce(event)) {
+        if (m_told.contains(line))
+            return;
+        m_told.insert(line);
+    }
+    tell(line, isFailure(event));
+    if (event == Event::GivenUp)
+        tellStates();
+}
+
+void KeptJournal::trace(const QString& line) noexcept {
+    m_progress.erase();
+    m_stream.tell("# " + platform::shownText(line).toUtf8() + '\n');
+}
+
+void KeptJournal::tellStates() noexcept {
+    for (const QString& line : m_states.lines())
+        tell(QStringLiteral("moved: ") + line, false);
+}
+
+void KeptJournal::tell(const QString& line, bool failure) noexcept {
+    trace(now() + u' ' + line);
+    if (m_log)
+        m_log->tell(platform::shownText(line), failure);
+}
+
+} // namespace rehome::journal

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/journal.h"
+
+#include <QStringList>
+
+#include <map>
+#include <vector>
+
+namespace rehome::journal {
+
+/// What has become of each moved mailbox, told from the events about it.
+class MoveStates {
+public:
+    void take(platform::Event event, const QString& text, const QString& mailbox);
+
+    /// A line for each mailbox that a move was tried on, in the order of the first try; empty where
+    /// there was none.
+    QStringList lines() const;
+
+private:
+    struct State {
+        QString creation = QStringLiteral("not created");
+        QString opening = QStringLiteral("not opened");
+        QString address; ///< empty while it was not changed
+    };
+
+    std::map<QString, State> m_states;
+    std::vector<QString> m_order;
+};
+
+} // namespace rehome::journal

@@ -1,0 +1,97 @@
+#include "journal/recovery_stream.h"
+
+#include "platform/error.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace rehome::journal {
+
+namespace {
+
+constexpr int Patience = 5000; ///< milliseconds for a reader who is slow
+
+[[noreturn]] void fail(int error) {
+    throw Error(QStringLiteral("The recovery record cannot be written to the standard error "
+                               "stream: %1. Start the tool with that stream in a file on a disk "
+                               "with free space (2> recovery.ldif).")
+                    .arg(qt_error_string(error)));
+}
+
+/// Where the stream is at, -1 where it is no regular file.
+off_t filePosition(int descriptor) {
+    struct stat state {};
+    if (fstat(descriptor, &state) != 0 || !S_ISREG(state.st_mode))
+        return -1;
+    const bool appends = fcntl(descriptor, F_GETFL) & O_APPEND;
+    return appends ? state.st_size : lseek(descriptor, 0, SEEK_CUR);
+}
+
+} // namespace
+
+void fillStandardDescriptors() {
+    // Each open takes the lowest free descriptor. The null device opened for reading cannot be
+    // written to, which is what makes a write to the stream fail.
+    for (int descriptor = 0; descriptor <= 2; ++descriptor)
+        if (fcntl(descriptor, F_GETFD) < 0 && errno == EBADF)
+            static_cast<void>(open("/dev/null", descriptor == 1 ? O_WRONLY : O_RDONLY));
+}
+
+void RecoveryStream::writeWhole(const QByteArray& text) {
+    const char* next = text.constData();
+    auto left = size_t(text.size());
+    while (left > 0) {
+        const ssize_t written = ::write(m_descriptor, next, left);
+        if (written > 0) {
+            next += written;
+            left -= size_t(written);
+            continue;
+        }
+        if (written < 0 && errno == EINTR)
+            continue;
+        pollfd state{m_descriptor, POLLOUT, 0};
+        if (written < 0 && errno == EAGAIN && poll(&state, 1, Patience) > 0)
+            continue;
+        fail(written < 0 ? errno : ENOSPC);
+    }
+}
+
+void RecoveryStream::write(const QByteArray& text, bool sync) {
+    const off_t start = filePosition(m_descriptor);
+    try {
+        writeWhole(text);
+        if (sync && start >= 0 && fdatasync(m_descriptor) != 0)
+            fail(errno);
+    } catch (const Error&) {
+        // Half of it would spoil the next record.
+        if (start >= 0 && ftruncate(m_descriptor, start) == 0)
+            lseek(m_descriptor, start, SEEK_SET);
+        throw;
+    }
+}
+
+void RecoveryStream::keep(const QByteArray& text) {
+    write(text, true);
+}
+
+void RecoveryStream::tell(const QByteArray& text) noexcept {
+    try {
+        write(text, false);
+    } catch (const std::exception&) {
+        // Nobody is left to be told.
+    }
+}
+
+bool RecoveryStream::keepsNothing() const noexcept {
+    struct stat state {};
+    return fstat(m_descriptor, &state) == 0 && S_ISCHR(state.st_mode) &&
+           state.st_rdev == makedev(1, 3) && // as Linux numbers its null device
+           (fcntl(m_descriptor, F_GETFL) & O_ACCMODE) != O_RDONLY;
+}
+
+} // namespace rehome::journal

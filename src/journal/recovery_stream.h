@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+namespace rehome::journal {
+
+/// Fills each of the descriptors 0 to 2 that is closed, so that nothing which the process opens
+/// takes its place; what is written to a standard error stream that was closed then fails. To be
+/// called before anything else is opened.
+void fillStandardDescriptors();
+
+/// The standard error stream, as the place of recovery records.
+class RecoveryStream {
+public:
+    explicit RecoveryStream(int descriptor = 2) : m_descriptor(descriptor) {}
+
+    /// Writes all of it and, where the stream is a regular file, has it synced; what could only be
+    /// written in part is taken back there. Throws Error.
+    void keep(const QByteArray& text);
+    /// Writes it if that is possible.
+    void tell(const QByteArray& text) noexcept;
+    /// Whether it is the null device, which keeps nothing.
+    bool keepsNothing() const noexcept;
+
+private:
+    /// `sync`: for a regular file, only returns once it is on the disk.
+    void write(const QByteArray& text, bool sync);
+    void writeWhole(const QByteArray& text);
+
+    int m_descriptor;
+};
+
+} // namespace rehome::journal

@@ -1,0 +1,73 @@
+#include "platform/exchange/destinations.h"
+
+#include "platform/engine/escape.h"
+#include "platform/error.h"
+#include "platform/exchange/data_source.h"
+
+namespace rehome::exchange {
+
+namespace {
+
+Destination readAfresh(engine::Session& session, const QString& name) {
+    Destination found;
+    found.store = readObject(session, name, QStringLiteral("msExchPrivateMDB"),
+                             QStringList{QStringLiteral("distinguishedName")},
+                             QStringLiteral("a mailbox store"))
+                      .distinguishedName;
+    // Above a store stand its storage group, the server's information store and the server.
+    engine::SearchRequest request;
+    request.base = engine::parentName(found.store, 3);
+    request.scope = engine::Scope::Subtree;
+    request.filter = QStringLiteral("(|(objectClass=msExchExchangeServer)(name=Microsoft MTA))");
+    request.attributes =
+        QStringList{QStringLiteral("objectClass"), QStringLiteral("legacyExchangeDN")};
+    const auto entries = request.base.isEmpty() ? nullptr : session.search(request);
+    while (const auto entry = entries ? entries->next() : std::nullopt) {
+        if (engine::firstValue(entry->distinguishedName)
+                .compare(QLatin1String("Microsoft MTA"), Qt::CaseInsensitive) == 0)
+            found.messageTransferAgent = entry->distinguishedName;
+        else if (found.legacyExchangeDN.isEmpty())
+            found.legacyExchangeDN = entry->text(QStringLiteral("legacyExchangeDN"));
+    }
+    if (found.legacyExchangeDN.isEmpty())
+        throw Error(QStringLiteral("The server of the mailbox store \"%1\" was not found, or it "
+                                   "has no attribute \"legacyExchangeDN\".")
+                        .arg(found.store));
+    return found;
+}
+
+} // namespace
+
+Destination Destinations::read(engine::Session& session, const QString& store) {
+    m_doubtful = store;
+    if (const auto proven = m_proven.find(store); proven != m_proven.end()) {
+        const Destination known = proven->second;
+        m_proven.erase(proven); // until it is confirmed again
+        return known;
+    }
+    return readAfresh(session, store);
+}
+
+void Destinations::confirm(const Destination& destination) {
+    m_proven[m_doubtful] = destination;
+    m_doubtful.clear();
+}
+
+void Destinations::requireUsable(engine::Session& session) {
+    if (m_doubtful.isEmpty())
+        return;
+    try {
+        readAfresh(session, m_doubtful);
+    } catch (const std::exception& error) {
+        throw Error(QStringLiteral("Nothing more is dropped while mailboxes cannot be created on "
+                                   "the destination: %1")
+                        .arg(describe(error)));
+    }
+}
+
+void Destinations::forget() {
+    m_proven.clear();
+    m_doubtful.clear();
+}
+
+} // namespace rehome::exchange

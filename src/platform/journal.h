@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+namespace rehome::platform {
+
+/// A user's object as it is before the tool changes it.
+struct RecoveryRecord {
+    struct Attribute {
+        QString Name;
+        QList<QByteArray> Values; ///< none: the object lacks it, and is to lack it again
+    };
+
+    QString DistinguishedName;
+    QByteArray Guid; ///< `objectGUID`, 16 bytes
+    QList<Attribute> Attributes;
+};
+
+/// What the tool has done, or could not do, that an administrator will want to know afterwards.
+enum class Event {
+    Remark, ///< anything else, told once in the same words
+    Listed,
+    Dropped,
+    DropRefused,
+    Created,
+    CreationFailed,
+    AddressRestored,
+    AddressNotRestored, ///< told once in the same words
+    Opened,
+    NotOpened, ///< told once in the same words
+    GivenUp,   ///< with the state of every moved mailbox
+};
+
+/// Where that is written which must survive the process.
+class Journal {
+public:
+    virtual ~Journal() = default;
+
+    /// Keeps the record of an object that is about to be changed, and returns when no crash can
+    /// lose it any more. Throws Error where it cannot be kept; the object must stay as it is then.
+    virtual void Keep(const RecoveryRecord& record) = 0;
+    /// Whether it holds a record of the object of that `objectGUID`.
+    virtual bool Holds(const QByteArray& guid) const = 0;
+    /// Never fails. `mailbox` names the mailbox that it is about, always in the same words, and the
+    /// text goes on from there; empty where it is about none.
+    virtual void Tell(Event event, const QString& text, const QString& mailbox = {}) noexcept = 0;
+};
+
+} // namespace rehome::platform
