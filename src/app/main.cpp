@@ -1,5 +1,7 @@
 #include "app/composition.h"
 
+#include "platform/http/directory_only_opener.h"
+#include "platform/http/http_opener.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
@@ -33,7 +35,9 @@ int work(app::Application& application, const QString& title) {
     ldap::LdapEngine engine(settings);
     ldap::HostNetwork network;
     ldap::LdapProbe probe(engine, network, settings.interruption);
-    return app::runTool(application, {engine, probe, network}, title);
+    http::DirectoryOnlyOpener directoryOnly(application.journal());
+    http::HttpOpener opener(directoryOnly, {}, settings.interruption);
+    return app::runTool(application, {engine, probe, opener, network}, title);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "platform/embedded/embedded_engine.h"
 #include "platform/embedded/embedded_network.h"
+#include "platform/embedded/embedded_opener.h"
 #include "platform/embedded/embedded_probe.h"
 #include "platform/embedded/organisation_file.h"
 #include "platform/embedded/shipped_organisation.h"
@@ -71,8 +72,9 @@ int main(int argc, char** argv) {
             embedded::Organisation organisation = openOrganisation(arguments);
             embedded::EmbeddedEngine engine(organisation);
             embedded::EmbeddedProbe probe(organisation);
+            embedded::EmbeddedOpener opener(organisation);
             embedded::EmbeddedNetwork network(organisation);
             warnWithoutLocalServer(application.journal(), network);
-            return app::runTool(application, {engine, probe, network}, caption(arguments));
+            return app::runTool(application, {engine, probe, opener, network}, caption(arguments));
         });
 }

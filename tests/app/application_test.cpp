@@ -72,11 +72,12 @@ int move(app::Application& application, const QByteArray& what) {
     auto organisation = embedded::readOrganisation(test::smallOrganisation().ldif(), "test");
     embedded::EmbeddedEngine engine(organisation);
     embedded::EmbeddedProbe probe(organisation);
+    embedded::EmbeddedOpener opener(organisation);
     embedded::EmbeddedNetwork network(organisation);
     Asking asking;
-    engine::ObservedEngine observed(engine, probe, asking);
+    engine::ObservedEngine observed(engine, probe, opener, asking);
     adsi::Directory directory(observed, application.journal());
-    exchange::ExchangeObjects exchange(directory, observed);
+    exchange::ExchangeObjects exchange(directory, observed, observed);
     const platform::Platform platform{directory, exchange, network, application,
                                       application.journal()};
     main_window::frmMain frame(platform, "Test");
