@@ -75,7 +75,9 @@ def tour(desktop, program, snapshot):
     changed_by_policy(main.mailbox)
     exits(main, meanwhile=lambda: repopulates(main))
     after = look()
-    requests = [r for r in asked()[asked_before:] if r[2] not in ("MKCOL", "PROPPATCH")]
+    # A slow answer of the test before is logged when it has ended, which may be now.
+    requests = [r for r in asked()[asked_before:] if r[2] not in ("MKCOL", "PROPPATCH")
+                and not r[3].startswith("/exchange/answer-")]
     opened = sorted(r[3] for r in requests if r[4] == "207")
     agree("the mailboxes opened", opened,
           sorted(f"/exchange/{m.mail.split('@')[0]}/" for m in main.expected.moved))

@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 
 #include <atomic>
+#include <csignal>
 #include <list>
 #include <thread>
 
@@ -59,6 +60,11 @@ struct Server {
     ~Server() { shutdown(int(listener.socketDescriptor()), SHUT_RDWR); } // ends the thread
 
     void serve(int connection) {
+        // Who has hung up shall not end the test.
+        sigset_t pipe;
+        sigemptyset(&pipe);
+        sigaddset(&pipe, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
         const Owned<Sockbuf> socket(ber_sockbuf_alloc());
         ber_sockbuf_add_io(socket.get(), &ber_sockbuf_io_fd, LBER_SBIOD_LEVEL_PROVIDER,
                            &connection);

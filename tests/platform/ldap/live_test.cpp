@@ -247,8 +247,8 @@ private Q_SLOTS:
             const QString rename = "moddn\nnewrdn: CN=now " + name + "\ndeleteoldrdn: 1";
             const QString store = "CN=" + name + ',' + m_group;
             change(added(store, "msExchPrivateMDB\nsystemFlags: 1073741824") +
-                   added(user(name), "user\nmailNickname: d\nmail: d@x\ndisplayName: " + name +
-                                         "\nhomeMDB: " + m_store));
+                   added(user(name), "user\nmailNickname: d\nmail: " + QString(name).remove(' ') +
+                                         "@x\ndisplayName: " + name + "\nhomeMDB: " + m_store));
             Live live;
             change("dn: " + (ofUser ? user(name) : store) +
                    "\nchangetype: " + (name.startsWith("renamed") ? rename : "delete"));
