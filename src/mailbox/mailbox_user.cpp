@@ -3,11 +3,42 @@
 #include "platform/shown_text.h"
 #include "topology/names.h"
 
+#include <cstring>
+
 namespace rehome::mailbox {
 
 namespace {
 
 const QString ProxyAddresses = QStringLiteral("ProxyAddresses");
+
+/// A list of texts in one piece of memory, each as its length and its UTF-8; null for none.
+QByteArray packed(const platform::Value& value) {
+    const auto* texts = std::get_if<QStringList>(&value);
+    if (!texts && !platform::isNull(value))
+        throw Error(QStringLiteral("A user's proxy addresses are not a list of texts."));
+    QByteArray pieces;
+    for (const QString& text : texts ? *texts : QStringList()) {
+        const QByteArray utf8 = text.toUtf8();
+        const auto size = static_cast<quint32>(utf8.size());
+        pieces.append(reinterpret_cast<const char*>(&size), sizeof size).append(utf8);
+    }
+    pieces.squeeze();
+    return pieces;
+}
+
+platform::Value unpacked(const QByteArray& pieces) {
+    if (pieces.isNull())
+        return {};
+    QStringList texts;
+    for (qsizetype at = 0; at < pieces.size();) {
+        quint32 size = 0;
+        std::memcpy(&size, pieces.constData() + at, sizeof size);
+        at += sizeof size;
+        texts += QString::fromUtf8(pieces.constData() + at, size);
+        at += size;
+    }
+    return texts;
+}
 
 /// The store that holds the user's mailbox, empty where there is none.
 QString homeOf(platform::IADsUser& user) {
@@ -23,9 +54,9 @@ QString homeOf(platform::IADsUser& user) {
 
 bool MailboxUser::initFromRS(const platform::RecordSet& rs, const QString& SourceStore,
                              const QString& SourceStoreState, const QString& SourceStoreDN) {
-    m_id = topology::OctetGuidToString(rs.Fields(QStringLiteral("objectGUID")).Value);
-    m_mail = platform::toText(rs.Fields(QStringLiteral("mail")));
-    m_proxyAddresses = rs.Fields(ProxyAddresses).Value;
+    m_guid = topology::OctetsToGuid(rs.Fields(QStringLiteral("objectGUID")).Value);
+    m_mail = platform::toText(rs.Fields(QStringLiteral("mail"))).toUtf8();
+    m_proxyAddresses = packed(rs.Fields(ProxyAddresses).Value);
     m_sourceStore = SourceStore;
     m_sourceStoreState = SourceStoreState;
     m_sourceStoreDN = SourceStoreDN;
@@ -33,13 +64,17 @@ bool MailboxUser::initFromRS(const platform::RecordSet& rs, const QString& Sourc
 }
 
 std::unique_ptr<platform::IADsUser> MailboxUser::bindUser(platform::Purpose purpose) const {
-    QString guid = m_id;
+    QString guid = GetID();
     guid.remove(u'{').remove(u'}');
     return m_platform.Directory.BindUser(QStringLiteral("LDAP://<GUID=") + guid + u'>', purpose);
 }
 
+QString MailboxUser::GetID() const {
+    return topology::GuidToString(m_guid);
+}
+
 QString MailboxUser::label() const {
-    return m_mail + u' ' + m_id;
+    return GetMail() + u' ' + GetID();
 }
 
 QString MailboxUser::GetRealMail() const {
@@ -54,8 +89,8 @@ QString MailboxUser::GetRealMail() const {
 void MailboxUser::UpdateEmail() const {
     try {
         const auto user = bindUser(platform::Purpose::Change);
-        user->setEmailAddress(m_mail);
-        user->Put(ProxyAddresses, m_proxyAddresses);
+        user->setEmailAddress(GetMail());
+        user->Put(ProxyAddresses, unpacked(m_proxyAddresses));
         user->SetInfo();
     } catch (const std::exception& error) {
         m_platform.Journal.Tell(platform::Event::AddressNotRestored,
@@ -89,7 +124,7 @@ bool MailboxUser::CreateUserMailbox(const QString& newHomeMDB) const {
 }
 
 QString MailboxUser::whatNow() const {
-    const QString who = platform::shownText(m_mail);
+    const QString who = platform::shownText(GetMail());
     QString text = QStringLiteral("\r\n\r\n");
     if (!m_dropRefusal.isNull())
         text += QStringLiteral("The mailbox of %1 was not dropped: %2\r\n").arg(who, m_dropRefusal);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "listing/mailbox_reader.h"
 #include "main_window/controls.h"
 #include "main_window/state.h"
 #include "topology/stores.h"
@@ -32,8 +33,8 @@ private:
     /// Why no mailbox can be moved, where that is so.
     void tellWhatIsMissing(const QString& localServer);
     void listMailboxes();
-    void listMailbox(const platform::RecordSet& rs,
-                     topology::KeyedCollection<QString>& sourceStores);
+    /// Adds a row as far as it was read.
+    void show(const listing::Row& row);
     void finish(const topology::KeyedCollection<QString>& sourceStores);
 
     Controls& m_controls;

@@ -1,5 +1,6 @@
 #include "main_window/single_move.h"
 
+#include "main_window/columns.h"
 #include "platform/shown_text.h"
 #include "platform/twips.h"
 #include "topology/text_case.h"
@@ -8,14 +9,14 @@ namespace rehome::main_window {
 
 void SingleMove::msfgMain_Click() {
     m_controls.hideChooser();
-    m_controls.msfgMain->setCol(2);
+    m_controls.msfgMain->setCol(StoreColumn);
     m_controls.placeChooser();
     m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
     m_controls.showChooser();
 }
 
 void SingleMove::msfgMain_MouseDown() {
-    if (m_controls.msfgMain->Col() != 2)
+    if (m_controls.msfgMain->Col() != StoreColumn)
         m_controls.hideChooser();
 }
 
@@ -37,7 +38,7 @@ void SingleMove::msfgMain_Scroll() {
 
 void SingleMove::msfgMain_ReleasedOutside() {
     // The press has made its row the current one, and no click follows.
-    m_controls.msfgMain->setCol(2);
+    m_controls.msfgMain->setCol(StoreColumn);
     m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
 }
 
@@ -49,18 +50,17 @@ bool SingleMove::movesNothing(const QString& picked) const {
     const QString shown = m_controls.msfgMain->Text();
     if (picked == shown || picked.isEmpty())
         return true;
-    const QString row = QString::number(m_controls.msfgMain->Row());
+    const auto* user = m_state.GridMailboxes.find(m_controls.msfgMain->Row());
     // Texts that differ in letter case alone are left to the comparison above.
-    return topology::upperCase(picked) != topology::upperCase(shown) &&
-           topology::CollectionContains(row, m_state.GridMailboxes) &&
-           mailbox::isOn(*m_state.GridMailboxes.at(row), picked, m_state.StoreList);
+    return user && topology::upperCase(picked) != topology::upperCase(shown) &&
+           mailbox::isOn(**user, picked, m_state.StoreList);
 }
 
 bool SingleMove::confirmed(const QString& picked) {
     FlexGrid& grid = *m_controls.msfgMain;
-    grid.setCol(1);
+    grid.setCol(DisplayNameColumn);
     const QString name = platform::shownText(grid.Text());
-    grid.setCol(2);
+    grid.setCol(StoreColumn);
     const QString from = platform::shownText(grid.Text());
     const QString lineBreak = QStringLiteral("\r\n");
     return m_platform.Desktop.Show({QStringLiteral("Are you sure you want to move ") + name +
@@ -76,7 +76,7 @@ void SingleMove::comboStoreName_Click() {
     FlexGrid& grid = *m_controls.msfgMain;
     ListCombo& chooser = *m_controls.comboStoreName;
     m_controls.hideChooser();
-    grid.setCol(2);
+    grid.setCol(StoreColumn);
     if (chooser.Text().isEmpty())
         chooser.setText(grid.Text());
     const QString picked = chooser.Text();
@@ -92,18 +92,17 @@ void SingleMove::comboStoreName_Click() {
         return;
     }
     // The heading row, or a row that a failed refresh left half written: there is nothing to move.
-    const QString row = QString::number(grid.Row());
-    if (!topology::CollectionContains(row, m_state.GridMailboxes) || !confirmed(picked))
+    const auto* user = m_state.GridMailboxes.find(grid.Row());
+    if (!user || !confirmed(picked))
         return;
 
-    const auto user = m_state.GridMailboxes.at(row);
-    if (mailbox::MoveMailbox2(user, picked, m_state.StoreList, m_state.MovedMailboxes))
+    if (mailbox::MoveMailbox2(*user, picked, m_state.StoreList, m_state.MovedMailboxes))
         m_platform.Desktop.Show({QStringLiteral("MailBox moved successfully"),
                                  platform::Buttons::Ok, platform::Icon::None,
                                  QStringLiteral("Mailbox move")});
     else
         m_platform.Desktop.Show({QStringLiteral("Failed to move mailbox")});
-    grid.setCol(2);
+    grid.setCol(StoreColumn);
     m_list.RefreshIt();
 }
 

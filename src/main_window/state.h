@@ -26,7 +26,7 @@ struct State {
     topology::KeyedCollection<QString> ServerNames;
     topology::KeyedCollection<QString> ServerDNs; ///< keyed by server name
     topology::StoreCatalogue StoreList;
-    mailbox::Mailboxes GridMailboxes;  ///< keyed by grid row in decimal digits
+    mailbox::ListedMailboxes GridMailboxes;
     mailbox::Mailboxes MovedMailboxes; ///< of the whole run, keyed by ID
     qint16 MailboxRowCount = 0;
     Source SourceMode = Source::All;

@@ -65,11 +65,15 @@ QString GuidToString(const QUuid& guid) {
     return guid.toString(QUuid::WithBraces).toUpper();
 }
 
-QString OctetGuidToString(const platform::Value& value) {
+QUuid OctetsToGuid(const platform::Value& value) {
     const auto* octets = std::get_if<QByteArray>(&value);
     if (!octets || octets->size() < 16)
         throw Error(QStringLiteral("An object's \"objectGUID\" is not a GUID of 16 bytes."));
-    return GuidToString(engine::guidFromOctets(octets->left(16)));
+    return engine::guidFromOctets(octets->left(16));
+}
+
+QString OctetGuidToString(const platform::Value& value) {
+    return GuidToString(OctetsToGuid(value));
 }
 
 } // namespace rehome::topology

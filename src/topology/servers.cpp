@@ -28,10 +28,10 @@ void GetExchServers(platform::DirectoryServices& directory, KeyedCollection<QStr
                 platform::toText(records->Fields(QStringLiteral("distinguishedName")));
             const QString name = platform::toText(records->Fields(QStringLiteral("name")));
             ServerNames.Add(name);
-            if (CollectionContains(name, ServerDNs))
+            if (const QString* other = ServerDNs.find(name))
                 throw Error(QStringLiteral("There are two Exchange servers called \"%1\": %2 and "
                                            "%3. One of the objects must be renamed or removed.")
-                                .arg(name, ServerDNs.at(name), dn));
+                                .arg(name, *other, dn));
             ServerDNs.Add(dn, name);
             records->MoveNext();
         }
