@@ -32,10 +32,7 @@ void MailboxList::InitGUI() {
     m_controls.comboSourceMBx->setText(clickToSelect());
     m_controls.comboDestMBx->setText(clickToSelect());
 
-    m_controls.hideChooser();
-    m_controls.comboStoreName->raise();
-    m_controls.comboStoreName->resize(platform::toPixels(grid.CellWidth()),
-                                      m_controls.comboStoreName->height());
+    m_chooser.reset();
     m_controls.comboSourceMBx->setEnabled(false);
     m_controls.comboStatus->setEnabled(false);
     m_state.SourceMode = Source::All;
@@ -126,11 +123,8 @@ void MailboxList::finish(const topology::KeyedCollection<QString>& sourceStores)
     grid.setScrollBars(FlexGrid::Bars::Both);
     m_state.SourceStoreName.clear();
     m_state.DestStoreName.clear();
-    grid.setCol(StoreColumn);
     grid.bringCurrentCellIntoView();
-    m_controls.placeChooser();
-    m_controls.comboStoreName->setText(grid.Text());
-    m_controls.showChooser();
+    m_chooser.showOverStore();
     m_controls.enableInOrder(*m_controls.btnRefresh, *m_controls.btnMove);
     m_platform.Journal.Tell(platform::Event::Listed,
                             QStringLiteral("listed %1 mailboxes; %2 mailbox stores on %3 servers")

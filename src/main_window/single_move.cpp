@@ -2,49 +2,9 @@
 
 #include "main_window/columns.h"
 #include "platform/shown_text.h"
-#include "platform/twips.h"
 #include "topology/text_case.h"
 
 namespace rehome::main_window {
-
-void SingleMove::msfgMain_Click() {
-    m_controls.hideChooser();
-    m_controls.msfgMain->setCol(StoreColumn);
-    m_controls.placeChooser();
-    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
-    m_controls.showChooser();
-}
-
-void SingleMove::msfgMain_MouseDown() {
-    if (m_controls.msfgMain->Col() != StoreColumn)
-        m_controls.hideChooser();
-}
-
-void SingleMove::msfgMain_MouseUp() {
-    const int width = m_controls.msfgMain->CellWidth();
-    if (static_cast<float>(width) == m_state.LastCellWidth)
-        return;
-    m_controls.comboStoreName->resize(platform::toPixels(width),
-                                      m_controls.comboStoreName->height());
-    m_state.LastCellWidth = static_cast<float>(width);
-}
-
-void SingleMove::msfgMain_Scroll() {
-    m_controls.hideChooser();
-    m_controls.msfgMain->setRow(m_controls.msfgMain->TopRow());
-    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
-    m_controls.showChooser();
-}
-
-void SingleMove::msfgMain_ReleasedOutside() {
-    // The press has made its row the current one, and no click follows.
-    m_controls.msfgMain->setCol(StoreColumn);
-    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
-}
-
-void SingleMove::comboStoreName_TypedInVain() {
-    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
-}
 
 bool SingleMove::movesNothing(const QString& picked) const {
     const QString shown = m_controls.msfgMain->Text();
@@ -74,12 +34,12 @@ bool SingleMove::confirmed(const QString& picked) {
 
 void SingleMove::comboStoreName_Click() {
     FlexGrid& grid = *m_controls.msfgMain;
-    ListCombo& chooser = *m_controls.comboStoreName;
-    m_controls.hideChooser();
+    ListCombo& list = *m_controls.comboStoreName;
+    m_chooser.hide();
     grid.setCol(StoreColumn);
-    if (chooser.Text().isEmpty())
-        chooser.setText(grid.Text());
-    const QString picked = chooser.Text();
+    if (list.Text().isEmpty())
+        list.setText(grid.Text());
+    const QString picked = list.Text();
     if (movesNothing(picked))
         return;
 
