@@ -22,6 +22,7 @@ Application::Application(int& argc, char** argv, const QString& title,
 }
 
 platform::Answer Application::Show(const platform::MessageBox& box) {
+    m_journal.progress().erase();
     const Signals::Suspension open(m_signals);
     QWidget* owner = activeModalWidget();
     for (QWidget* window : topLevelWidgets()) {
@@ -33,6 +34,7 @@ platform::Answer Application::Show(const platform::MessageBox& box) {
 }
 
 void Application::End(int status) {
+    m_journal.progress().erase();
     std::fflush(nullptr);
     // Unwinding through the event loops under way would let their code run on.
     std::_Exit(status);

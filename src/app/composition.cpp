@@ -1,5 +1,6 @@
 #include "app/composition.h"
 
+#include "app/progress_observer.h"
 #include "app/trace.h"
 #include "main_window/main_window.h"
 #include "platform/adsi/directory.h"
@@ -39,6 +40,15 @@ int runWindow(Application& application, const Engines& engines, const QString& c
     return QApplication::exec();
 }
 
+int runReporting(Application& application, const Engines& engines, const QString& caption) {
+    journal::Progress& progress = application.journal().progress();
+    if (!progress.shown())
+        return runWindow(application, engines, caption);
+    ProgressObserver observer(progress);
+    engine::ObservedEngine observed(engines.directory, engines.probe, observer);
+    return runWindow(application, {observed, observed, engines.network}, caption);
+}
+
 } // namespace
 
 int runProgram(int argc, char** argv, const QString& title, journal::KeptJournal::Of of,
@@ -48,7 +58,7 @@ int runProgram(int argc, char** argv, const QString& title, journal::KeptJournal
     theJournal = &journal;
     qInstallMessageHandler(writeMessage);
     std::atexit(endedByExit);
-    Signals fromOutside([&] { journal.tellStates(); });
+    Signals fromOutside([&] { journal.tellStates(); }, journal.progress());
     Application application(argc, argv, title, journal, fromOutside);
     try {
         const int status = body(application);
@@ -59,11 +69,12 @@ int runProgram(int argc, char** argv, const QString& title, journal::KeptJournal
 }
 
 int runTool(Application& application, const Engines& engines, const QString& caption) {
-    if (!traceCategory().isDebugEnabled())
-        return runWindow(application, engines, caption);
-    Trace trace;
-    engine::ObservedEngine observed(engines.directory, engines.probe, trace);
-    return runWindow(application, {observed, observed, engines.network}, caption);
+    if (traceCategory().isDebugEnabled()) {
+        Trace trace;
+        engine::ObservedEngine traced(engines.directory, engines.probe, trace);
+        return runReporting(application, {traced, traced, engines.network}, caption);
+    }
+    return runReporting(application, engines, caption);
 }
 
 } // namespace rehome::app

@@ -3,6 +3,7 @@
 #include "platform/embedded/embedded_engine.h"
 #include "platform/embedded/embedded_network.h"
 #include "platform/embedded/embedded_probe.h"
+#include "platform/embedded/organisation_file.h"
 #include "platform/embedded/shipped_organisation.h"
 
 #include <QFileInfo>
@@ -13,12 +14,12 @@ namespace {
 
 embedded::Organisation openOrganisation(const QStringList& arguments) {
     if (arguments.isEmpty())
-        return embedded::Organisation(embedded::shippedOrganisation(),
-                                      QStringLiteral("the organisation that ships"));
+        return embedded::readOrganisation(embedded::shippedOrganisation(),
+                                          QStringLiteral("the organisation that ships"));
     if (arguments.size() > 1)
         throw Error(QStringLiteral("Too many arguments. Usage: rehome-rehearsal "
                                    "[organisation.ldif]"));
-    return embedded::Organisation::read(arguments.constFirst());
+    return embedded::readOrganisationFile(arguments.constFirst());
 }
 
 QString caption(const QStringList& arguments) {

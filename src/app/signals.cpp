@@ -28,7 +28,8 @@ extern "C" void noteSignal(int signal) {
 
 } // namespace
 
-Signals::Signals(std::function<void()> last) : m_last(std::move(last)) {
+Signals::Signals(std::function<void()> last, journal::Progress& progress)
+    : m_last(std::move(last)), m_progress(progress) {
     if (pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0)
         throw Error(
             QStringLiteral("No pipe for signals could be made: %1.").arg(qt_error_string(errno)));
@@ -59,6 +60,7 @@ int Signals::descriptor() const {
 }
 
 void Signals::checkpoint() {
+    m_progress.update();
     if (!received || m_holds > 0)
         return;
     m_last();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "journal/progress.h"
 #include "platform/interruption.h"
 
 #include <functional>
@@ -10,8 +11,8 @@ namespace rehome::app {
 /// There is one of these in a process.
 class Signals final : public platform::Interruption {
 public:
-    /// `last` runs before the process is ended by the signal that came.
-    explicit Signals(std::function<void()> last);
+    /// `last` runs before the process is ended by the signal that came. `progress` must outlive it.
+    Signals(std::function<void()> last, journal::Progress& progress);
     ~Signals() override;
     Signals(const Signals&) = delete;
     Signals& operator=(const Signals&) = delete;
@@ -19,6 +20,7 @@ public:
     int descriptor() const override;
     void checkpoint() override;
     bool held() const override { return m_holds > 0; }
+    void waitFor(const QString& what) override { m_progress.waitFor(what); }
 
     void hold() { ++m_holds; }
     /// Also a checkpoint.
@@ -38,6 +40,7 @@ public:
 
 private:
     std::function<void()> m_last;
+    journal::Progress& m_progress;
     int m_holds = 0;
 };
 

@@ -3,7 +3,8 @@
 #include "platform/error.h"
 #include "platform/shown_text.h"
 
-#include <QDateTime>
+#include <array>
+#include <ctime>
 
 namespace rehome::journal {
 
@@ -22,6 +23,16 @@ bool toldOnce(Event event) {
            event == Event::NotOpened;
 }
 
+/// The local time. Qt's own is gone already when the process exits under a lost display.
+QString now() {
+    const std::time_t seconds = std::time(nullptr);
+    tm parts{};
+    localtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    std::strftime(text.data(), text.size(), "%FT%T", &parts);
+    return QString::fromLatin1(text.data());
+}
+
 QByteArray asComment(QByteArray ldif) {
     ldif.chop(1); // the last line feed
     return "# " + ldif.replace("\n", "\n# ") + '\n';
@@ -29,7 +40,8 @@ QByteArray asComment(QByteArray ldif) {
 
 } // namespace
 
-KeptJournal::KeptJournal(Of of, int stream) : m_live(of == Of::LiveDirectory), m_stream(stream) {
+KeptJournal::KeptJournal(Of of, int stream)
+    : m_live(of == Of::LiveDirectory), m_stream(stream), m_progress(stream) {
     if (m_live)
         m_log = std::make_unique<SystemLog>("rehome");
 }
@@ -46,6 +58,7 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
 }
 
 void KeptJournal::keep(const QByteArray& text) {
+    m_progress.erase();
     // A rehearsal has nothing to lose, and may run without a place to write to.
     if (!m_live && m_stream.keepsNothing())
         return;
@@ -60,6 +73,7 @@ void KeptJournal::keep(const QByteArray& text) {
 void KeptJournal::Tell(Event event, const QString& text, const QString& mailbox) noexcept {
     const QString line = mailbox.isEmpty() ? text : mailbox + QStringLiteral(": ") + text;
     m_states.take(event, text, mailbox);
+    m_progress.count(event);
     if (toldOnce(event)) {
         if (m_told.contains(line))
             return;
@@ -71,6 +85,7 @@ void KeptJournal::Tell(Event event, const QString& text, const QString& mailbox)
 }
 
 void KeptJournal::trace(const QString& line) noexcept {
+    m_progress.erase();
     m_stream.tell("# " + platform::shownText(line).toUtf8() + '\n');
 }
 
@@ -80,7 +95,7 @@ void KeptJournal::tellStates() noexcept {
 }
 
 void KeptJournal::tell(const QString& line, bool failure) noexcept {
-    trace(QDateTime::currentDateTime().toString(Qt::ISODate) + u' ' + line);
+    trace(now() + u' ' + line);
     if (m_log)
         m_log->tell(platform::shownText(line), failure);
 }

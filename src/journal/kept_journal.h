@@ -1,6 +1,7 @@
 #pragma once
 
 #include "journal/move_states.h"
+#include "journal/progress.h"
 #include "journal/recovery_ldif.h"
 #include "journal/recovery_stream.h"
 #include "journal/system_log.h"
@@ -31,6 +32,8 @@ public:
 
     /// A line on the stream alone, for whoever looks for a fault.
     void trace(const QString& line) noexcept;
+    /// What is done meanwhile; every line of the journal's own takes its place.
+    Progress& progress() { return m_progress; }
     /// What has become of each moved mailbox, in both places.
     void tellStates() noexcept;
 
@@ -40,6 +43,7 @@ private:
 
     bool m_live;
     RecoveryStream m_stream;
+    Progress m_progress;
     std::unique_ptr<SystemLog> m_log; ///< none of a rehearsal
     MoveStates m_states;
     QHash<QByteArray, QByteArray> m_records; ///< the last of each object, by its GUID

@@ -1,8 +1,12 @@
 #pragma once
 
+#include <QString>
+
 namespace rehome::platform {
 
-/// Requests from outside to end the process (signals).
+/// What may come between while the process waits: requests from outside to end it (signals), and
+/// somebody who wants to know what is waited for. Every wait calls checkpoint() at least four times
+/// a second.
 class Interruption {
 public:
     virtual ~Interruption() = default;
@@ -13,6 +17,8 @@ public:
     /// Whether checkpoint() would return although there is a request: waiting goes on without the
     /// descriptor then.
     virtual bool held() const = 0;
+    /// What the waits are for from now on.
+    virtual void waitFor(const QString& what) = 0;
 };
 
 } // namespace rehome::platform

@@ -68,7 +68,7 @@ struct Asking final : engine::Observer {
 
 /// Moves mailboxes of a small organisation: one, twice in a row, or all.
 int move(app::Application& application, const QByteArray& what) {
-    embedded::Organisation organisation(test::smallOrganisation().ldif(), "test");
+    auto organisation = embedded::readOrganisation(test::smallOrganisation().ldif(), "test");
     embedded::EmbeddedEngine engine(organisation);
     embedded::EmbeddedProbe probe(organisation);
     embedded::EmbeddedNetwork network(organisation);

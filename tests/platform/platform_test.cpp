@@ -26,26 +26,30 @@ private Q_SLOTS:
             ldif() +
             "# Zoe, t\ndn: CN=Zo\n e,DC=t\n# within\nobjectClass: top\nobjectClass: "
             "user\nobjectGUID:: AQIDBAUGBwgJCgsMDQ4PEA==\ndisplayName:: w4RubmUg8J2S\n"
-            " nA==\nmemberOf: CN=A,DC=t\nhomeMDB: CN=Unseen,DC=t\nmemberOf: CN=B,DC=t\n\n"
+            " nA==\nmemberOf: CN=A,DC=t\nhomeMDB: CN=Un\\3Dseen,DC=t\nmemberOf: CN=B,DC=t\n\n"
+            "dn: CN=a\\3Db,OU=No\\2C record,DC=t\nobjectClass: person\n\n"
             "# search reference\nref: ldap://a.x/DC=a\n ,DC=t\n\n"
             "dn:: Q049w4RubmUsREM9dA==\nchangetype: add\nobjectClass: user\n"
             "displayName: straße\n\n# search result\nsearch: 2\nresult: 0 Success\n"
             "control: 1.2.3 false MAUCAQ==\npagedresults: cookie=\n\n# numEntries: 2";
         for (const char* lineEnd : {"\n", "\r\n"}) {
-            Organisation organisation(text.replace("\n", lineEnd), "snapshot");
+            Organisation organisation(readOrganisation(text.replace("\n", lineEnd), "snapshot"));
             const auto session = EmbeddedEngine(organisation).openSession();
             for (const auto& [filter, found] : {
                      std::pair("(objectClass=user)", "CN=Zoe,DC=t CN=Änne,DC=t"), // in this order
                      std::pair("(displayName=ÄNNE*)", "CN=Zoe,DC=t"),
                      std::pair("(displayName=STRAßE)", "CN=Änne,DC=t"),
                      std::pair("(displayName=STRASSE)", ""),
+                     std::pair("(homeMDB=cn=un\\5c3dseen, dc=t)", "CN=Zoe,DC=t"),
+                     std::pair("(distinguishedName=cn=A\\5C=B,ou=no\\5c\\2c record,dc=t)",
+                               "CN=a\\=b,OU=No\\, record,DC=t"),
                  })
                 QCOMPARE(names(*session, {"DC=t", engine::Scope::Subtree, filter, {}}).join(' '),
                          found);
             const auto zoe = one(*session, "<GUID=04030201-0605-0807-090a-0b0c0d0e0f10>");
             QCOMPARE(zoe.values("memberOf").size(), 2);
             QCOMPARE(zoe.text("displayName"), "Änne \U0001D49C");
-            QCOMPARE(zoe.text("homeMDB") + zoe.text("name"), "CN=Unseen,DC=tZoe");
+            QCOMPARE(zoe.text("homeMDB") + zoe.text("name"), "CN=Un\\=seen,DC=tZoe");
             QCOMPARE(one(*session, "cn=äNNE, dc=T").values("objectGUID").value(0).size(), 16);
         }
     }
@@ -56,7 +60,15 @@ private Q_SLOTS:
         const std::pair<QByteArray, const char*> expected[] = {
             {"", "lacks the root object"},
             {good + "displayName\n", "t.ldif, line 12"},
-            {good + "displayName:: ?\n", "line 12: the value of displayname"},
+            {good + "description: \xFC\n", "line 12: the value of description is not UTF-8"},
+            {good + "description:: /A==\ndisplayName:: /A==\n",
+             "line 13: the value of displayName"},
+            {good + "\ndn:: Q049/A==\n", "line 13: \"CN=\uFFFD\" is not a distinguished name"},
+            {good + "\ndn: CN=\\FC\n", "line 13: \"CN=\\FC\" is not"},
+            {good + "homeMDB:: Q049/A==\n", "line 12: the value of homeMDB"},
+            {good + "mail:\n", "line 12: mail has no value"},
+            {good + "mail: a\ncn: A\nmail: a\n", "line 10: a value of cn is given twice"},
+            {good + "displayName:: ?\n", "line 12: the value of displayName"},
             {good + "\ndn: cn=a , dc=T\ncn: a\n",
              "line 13: a second record of cn=a , dc=T; the first is on line 10"},
             {good + guid + "\ndn: CN=B,DC=t\n" + guid, "line 14: CN=B,DC=t has the same"},
@@ -67,11 +79,43 @@ private Q_SLOTS:
             {good + "rehomeStoreState: 4\n", "CN=A,DC=t: rehomeStoreState"},
             {good + "rehomeStoreStat: 1\n", "knows no attribute rehomeStoreStat"}};
         for (const auto& [text, words] : expected) {
-            const QString error = errorOf([&] { Organisation(text, "t.ldif"); });
+            const QString error = errorOf([&] { readOrganisation(text, "t.ldif"); });
             QVERIFY2(error.contains(words), qPrintable(error + " lacks " + words));
         }
         for (const QString path : {"/no/such.ldif", "/"})
-            QVERIFY(errorOf([&] { Organisation::read(path); }).contains(path + " cannot be read"));
+            QVERIFY(
+                errorOf([&] { readOrganisationFile(path); }).contains(path + " cannot be read"));
+    }
+
+    void addressesAreFoundWhereTheyAre() {
+        OrganisationText text = smallOrganisation();
+        const QString configuration = "CN=Configuration,DC=t", c = "CN=c," + configuration;
+        Rehearsal r(text.object(c, {"user"}, "mail: c@t\n"));
+        const auto session = r.engine.openSession();
+        const auto having = [&](const QString& address, const QString& base = "DC=t") {
+            return engine::SearchRequest{
+                base,
+                engine::Scope::Subtree,
+                QString("(&(objectClass=user)(|(proxyAddresses=smtp:%1)(mail=%1)))").arg(address),
+                {}};
+        };
+        const QString u1 = userDN("u1");
+        const auto before = session->search(having("U1@T"));
+        session->modify(u1, {{"mail", {"ü@t"}}, {"proxyAddresses", {"SMTP:u1a@t", "smtp:ü2@t"}}});
+        for (const auto& [request, found] :
+             {std::pair(having("u1@t"), QString()), std::pair(having("Ü@T"), u1),
+              std::pair(having("Ü2@t"), u1), std::pair(having("u1A@t", u1), u1),
+              std::pair(having("ü@t", configuration), QString()),
+              std::pair(having("c@t"), QString()), std::pair(having("c@t", configuration), c),
+              std::pair(having("ü@t", userDN("u2")), QString())})
+            QCOMPARE(names(*session, request).join(' '), found);
+        QCOMPARE(before->next().value_or(engine::Entry()).text("mail"), "u1@t");
+
+        Rehearsal bare(OrganisationText().bareUser("u1", {})); // nobody has mail
+        const auto other = bare.engine.openSession();
+        QVERIFY(names(*other, having("a@t")).isEmpty());
+        other->modify(u1, {{"mail", {"a@t"}}});
+        QCOMPARE(names(*other, having("a@t")), {u1});
     }
 
     void texts() {
@@ -81,6 +125,17 @@ private Q_SLOTS:
                  "OU=a\\;b\\>,DC=t(a=\\28;>)x|y");
         QCOMPARE(engine::filterValue(QString("a*(b)\\c") + QChar(0)), "a\\2a\\28b\\29\\5cc\\00");
         QCOMPARE(engine::firstValue("CN=a\\,\\C3\\BC\\\\,DC=t"), "a,ü\\");
+        QCOMPARE(engine::firstValue("CN= \"a,b\" ,DC=t") + engine::firstValue("CN=\\+1\\ 1\\0x\\"),
+                 "a,b+1 10x\\");
+        const QString spelled =
+            "CN=\\#\\+\\,\\\"\\\\\\<\\>\\;\\=\\0A\\0Dü#\\ ,OU=\\ +CN=\\ a /,DC=t";
+        const QString hexadecimal = "CN=\\23\\2b\\2C\\22\\5c\\3C\\3e\\3B\\3D\\0a\\0D\\C3\\bC#\\20,"
+                                    "OU=\\20+CN=\\20a\\20\\2F , DC=t ";
+        for (const QString& name : {spelled, hexadecimal})
+            QCOMPARE(engine::directorySpelling(name), spelled);
+        QCOMPARE(engine::directorySpelling("CN=\"a,=\",OU=a=b"), "CN=a\\,\\=,OU=a\\=b");
+        for (const QString kept : {"", "no \\2C name", "CN=\\FF", "CN=#0401,OU=\\,", "<GUID=0>"})
+            QCOMPARE(engine::directorySpelling(kept), kept);
     }
 
     void recordSets() {

@@ -4,6 +4,7 @@
 #include "platform/embedded/embedded_engine.h"
 #include "platform/embedded/embedded_network.h"
 #include "platform/embedded/embedded_probe.h"
+#include "platform/embedded/organisation_file.h"
 #include "platform/exchange/exchange_objects.h"
 #include "platform/platform.h"
 #include "support/organisation_text.h"
@@ -15,7 +16,7 @@ namespace rehome::test {
 /// A whole platform over an organisation in process, all that reaches the engine recorded.
 struct Rehearsal {
     explicit Rehearsal(const OrganisationText& text = smallOrganisation())
-        : organisation(text.ldif(), "test") {}
+        : organisation(embedded::readOrganisation(text.ldif(), "test")) {}
 
     /// An attribute's values as the directory holds them now.
     QStringList values(const QString& dn, const QString& attribute) const {

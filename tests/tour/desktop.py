@@ -8,9 +8,6 @@ import time
 from subprocess import DEVNULL, PIPE, Popen, run
 
 import gi
-import ldb
-
-from organisation import record
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib
@@ -60,6 +57,8 @@ class Desktop:
         _, bus = address("dbus-daemon --session --print-address")
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus
         start("openbox", "--sm-disable")
+        until("windows are managed", lambda: not run(
+            ["xdotool", "get_num_desktops"], stdout=DEVNULL, stderr=DEVNULL).returncode)
         # What the windows show is read afresh each time.
         Atspi.get_desktop(0).set_cache_mask(Atspi.Cache.NONE)
 
@@ -90,12 +89,6 @@ class Program:
         meanwhile()
         xdotool("key", key)
         until(f'"{title}" goes away', lambda: not self.windows(title, "dialog"))
-
-    def directory(self):
-        """The rehearsal's records, which it keeps in a file without a name."""
-        file, = (file.path for file in os.scandir(f"/proc/{self.process.pid}/fd")
-                 if "/rehome-" in os.readlink(file))
-        return map(record, ldb.Ldb("tdb://" + file, flags=ldb.FLG_RDONLY).search())
 
     def ended(self, status):
         """What it has written to the standard error stream, when it ends with the status."""

@@ -123,7 +123,7 @@ void DirectoryObject::SetInfo() {
     try {
         keepRecord();
     } catch (const Error&) {
-        if (!m_journal.Holds(m_cache.values(QStringLiteral("objectGUID")).value(0)))
+        if (!m_journal.Holds(guid()))
             throw;
     }
     m_session->modify(m_base, m_staged);
@@ -162,8 +162,7 @@ void DirectoryObject::requireWritable(const QStringList& wanted) const {
 void DirectoryObject::keepRecord() {
     if (m_recorded)
         return;
-    platform::RecoveryRecord record{
-        distinguishedName(), m_cache.values(QStringLiteral("objectGUID")).value(0), {}};
+    platform::RecoveryRecord record{distinguishedName(), guid(), {}};
     for (const QString& name : recordedAttributes())
         if (isKnown(name))
             record.Attributes.append({name, m_cache.values(name)});

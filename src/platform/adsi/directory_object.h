@@ -47,9 +47,12 @@ public:
     void requireWritable(const QStringList& names) const;
     /// Has the journal keep what the object was when it was bound. Throws Error where it cannot.
     void keepRecord();
+    /// Has SetInfo make do with an earlier record of the object.
+    void acceptEarlierRecord() { m_recorded = m_recorded || m_journal.Holds(guid()); }
 
 private:
     void load(const QStringList& names);
+    QByteArray guid() const { return m_cache.values(QStringLiteral("objectGUID")).value(0); }
     /// Whether objects of this kind have the attribute, as far as the directory tells.
     bool isKnown(const QString& name) const;
     platform::Value value(const QString& name);

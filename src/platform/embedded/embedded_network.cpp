@@ -7,7 +7,7 @@ using namespace Qt::StringLiterals;
 namespace rehome::embedded {
 
 EmbeddedNetwork::EmbeddedNetwork(const Organisation& organisation) {
-    const auto& root = organisation.rootObject();
+    const auto root = organisation.rootObject();
     m_name = root.text(u"rehomeLocalServer"_s);
     if (m_name.isEmpty())
         m_name = platform::computerName();

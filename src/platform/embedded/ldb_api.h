@@ -14,9 +14,8 @@ namespace rehome::embedded {
 struct TallocFree {
     void operator()(void* memory) const noexcept { talloc_free(memory); }
 };
-// libldb has functions of the same names.
+// libldb has a function of the same name.
 using LdbFilter = struct ldb_parse_tree;
-using LdbRequest = struct ldb_request;
 
 /// A talloc object and what hangs on it.
 template <class T>

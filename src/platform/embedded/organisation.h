@@ -2,7 +2,6 @@
 
 #include "platform/engine/engine.h"
 
-#include <QByteArray>
 #include <QString>
 
 #include <memory>
@@ -10,8 +9,11 @@
 
 namespace rehome::embedded {
 
-/// A directory held in process, read from LDIF. It behaves as Active Directory does where the tool
-/// can tell. Names given to it are distinguished names in any spelling, or "<GUID=…>".
+struct OrganisationContent;
+
+/// A directory held in process. It behaves as Active Directory does where the tool can tell. Names
+/// given to it are distinguished names in any spelling, or "<GUID=…>"; it hands them on in Active
+/// Directory's (engine::directorySpelling).
 ///
 /// Attributes of the rehearsal's own stand for what no directory tells:
 /// - rehomeStoreState on a mailbox store: 0 to 3 (default 0);
@@ -23,17 +25,11 @@ namespace rehome::embedded {
 /// - rehomeLocalServer on the root object: the name of the local server.
 class Organisation {
 public:
-    /// `source` names the text in messages. Throws Error with the line of what cannot be taken:
-    /// a broken record, a second one of the same name or GUID, a wrong value of a rehearsal's
-    /// attribute; also where the root object or its naming contexts are missing.
-    Organisation(const QByteArray& ldif, const QString& source);
-    Organisation(Organisation&&) noexcept;
+    /// See readOrganisation.
+    explicit Organisation(std::unique_ptr<OrganisationContent> content);
     ~Organisation();
 
-    /// Throws Error where the file cannot be read, and as the constructor does.
-    static Organisation read(const QString& path);
-
-    const engine::Entry& rootObject() const;
+    engine::Entry rootObject() const;
     /// The object with all its attributes, none where there is no such object.
     std::optional<engine::Entry> object(const QString& name) const;
 
@@ -47,8 +43,8 @@ public:
     int mailboxCreations(const QString& name) const;
 
 private:
-    struct Content;
-    std::unique_ptr<Content> m_content;
+    class Directory;
+    std::unique_ptr<Directory> m_directory;
 };
 
 } // namespace rehome::embedded

@@ -1,11 +1,16 @@
 #include "platform/engine/escape.h"
 
+#include <QStringDecoder>
+
+#include <algorithm>
+#include <cctype>
+
 namespace rehome::engine {
 
 namespace {
 
-/// The position of the comma that ends the component beginning at `from`, or the text's length.
-qsizetype componentEnd(const QString& name, qsizetype from) {
+/// The position of the separator that ends what begins at `from`, or the text's length.
+qsizetype endOf(const QString& name, qsizetype from, QStringView separators) {
     bool quoted = false;
     for (qsizetype i = from; i < name.size(); ++i) {
         const QChar c = name.at(i);
@@ -13,10 +18,60 @@ qsizetype componentEnd(const QString& name, qsizetype from) {
             ++i;
         else if (c == u'"')
             quoted = !quoted;
-        else if (c == u',' && !quoted)
+        else if (!quoted && separators.contains(c))
             return i;
     }
     return name.size();
+}
+
+bool isHexadecimal(const QByteArray& pair) {
+    return pair.size() == 2 && std::all_of(pair.begin(), pair.end(), [](char c) {
+               return std::isxdigit(static_cast<unsigned char>(c));
+           });
+}
+
+/// What a value as a distinguished name spells it stands for. Blanks around it do not count.
+QByteArray octetsOf(const QString& value) {
+    const QByteArray raw = value.toUtf8();
+    QByteArray octets;
+    qsizetype meant = 0; // up to the last octet that is no such blank
+    bool quoted = false;
+    for (qsizetype i = 0; i < raw.size(); ++i) {
+        if (raw.at(i) == '"') {
+            quoted = !quoted;
+            continue;
+        }
+        const bool escaped = raw.at(i) == '\\' && i + 1 < raw.size();
+        if (const QByteArray pair = raw.mid(i + 1, 2); escaped && isHexadecimal(pair)) {
+            octets += QByteArray::fromHex(pair);
+            i += 2;
+        } else {
+            octets += raw.at(escaped ? ++i : i);
+        }
+        if (escaped || quoted || octets.back() != ' ')
+            meant = octets.size();
+        else if (meant == 0)
+            octets.clear();
+    }
+    octets.truncate(meant);
+    return octets;
+}
+
+/// A value's text as Active Directory spells it.
+QString spelled(const QString& text) {
+    QString value;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c == u'\n' || c == u'\r' || c.isNull()) {
+            value += c == u'\n' ? u"\\0A" : c == u'\r' ? u"\\0D" : u"\\00";
+            continue;
+        }
+        if (QStringView(u",+\"\\<>;=").contains(c) || (c == u'#' && i == 0) ||
+            (c == u' ' && (i == 0 || i + 1 == text.size())))
+            value += u'\\';
+        value += c;
+    }
+    return value;
 }
 
 } // namespace
@@ -35,30 +90,53 @@ QString filterValue(const QString& text) {
 QString parentName(const QString& distinguishedName, int levels) {
     qsizetype from = 0;
     for (; levels > 0 && from < distinguishedName.size(); --levels)
-        from = componentEnd(distinguishedName, from) + 1;
+        from = endOf(distinguishedName, from, u",") + 1;
     return distinguishedName.mid(from);
 }
 
 QString firstValue(const QString& distinguishedName) {
-    const QString component = distinguishedName.left(componentEnd(distinguishedName, 0));
-    const QByteArray raw = component.mid(component.indexOf(u'=') + 1).toUtf8();
-    QByteArray value;
-    for (qsizetype i = 0; i < raw.size(); ++i) {
-        if (raw.at(i) != '\\' || i + 1 == raw.size()) {
-            value += raw.at(i);
-            continue;
-        }
-        const QByteArray pair = raw.mid(i + 1, 2);
-        bool hexadecimal = false;
-        const int code = pair.size() == 2 ? pair.toInt(&hexadecimal, 16) : 0;
-        if (hexadecimal) {
-            value += static_cast<char>(code);
-            i += 2;
-        } else {
-            value += raw.at(++i);
-        }
+    const QString component = distinguishedName.left(endOf(distinguishedName, 0, u","));
+    return QString::fromUtf8(octetsOf(component.mid(component.indexOf(u'=') + 1)));
+}
+
+QString directorySpelling(const QString& distinguishedName) {
+    const auto count = [&](QChar c) { return distinguishedName.count(c); };
+    if (count(u'\\') == 0 && count(u'"') == 0 && count(u'=') == count(u',') + count(u'+') + 1)
+        return distinguishedName;
+    QString name;
+    for (qsizetype from = 0; from <= distinguishedName.size();) {
+        const qsizetype equals = distinguishedName.indexOf(u'=', from);
+        const qsizetype end = endOf(distinguishedName, qMax(from, equals), u",+");
+        const QString type = distinguishedName.mid(from, equals - from).trimmed();
+        const bool isType = std::all_of(type.begin(), type.end(), [](QChar c) {
+            return c.unicode() < 128 && (c.isLetterOrNumber() || c == u'-' || c == u'.');
+        });
+        if (equals < 0 || type.isEmpty() || !isType)
+            return distinguishedName;
+        const QString value = distinguishedName.mid(equals + 1, end - equals - 1);
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        const QString text = decoder(octetsOf(value));
+        const bool kept = decoder.hasError() || value.startsWith(u'#');
+        name += type + u'=' + (kept ? value : spelled(text));
+        if (end < distinguishedName.size())
+            name += distinguishedName.at(end);
+        from = end + 1;
     }
-    return QString::fromUtf8(value);
+    return name;
+}
+
+bool holdsNames(const QString& attribute) {
+    static constexpr QLatin1String known[]{
+        QLatin1String("distinguishedName"),
+        QLatin1String("homeMDB"),
+        QLatin1String("homeMTA"),
+        QLatin1String("defaultNamingContext"),
+        QLatin1String("configurationNamingContext"),
+        QLatin1String("schemaNamingContext"),
+    };
+    return std::any_of(std::begin(known), std::end(known), [&](QLatin1String name) {
+        return attribute.compare(name, Qt::CaseInsensitive) == 0;
+    });
 }
 
 } // namespace rehome::engine

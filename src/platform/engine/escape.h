@@ -12,7 +12,18 @@ QString filterValue(const QString& text);
 /// more.
 QString parentName(const QString& distinguishedName, int levels = 1);
 
-/// The value of the first component, escapes resolved (RFC 4514 section 3).
+/// The value of the first component, escapes (RFC 4514 section 3) and quotes (RFC 2253 section 4)
+/// resolved. After a backslash stand two hexadecimal digits, or the character meant.
 QString firstValue(const QString& distinguishedName);
+
+/// The distinguished name with its values escaped as Active Directory writes them, whichever way
+/// another server does: a backslash and the character, except that a line's end and NUL are
+/// "\0A", "\0D" and "\00". Attribute types stay as they are; so does what is no distinguished
+/// name, a value of octets ("#04...") and one whose octets are not UTF-8.
+QString directorySpelling(const QString& distinguishedName);
+
+/// Whether an attribute (in any letter case) holds distinguished names, of those that the tool
+/// reads.
+bool holdsNames(const QString& attribute);
 
 } // namespace rehome::engine

@@ -53,6 +53,7 @@ void UserMailboxStore::CreateMailbox(const QString& homeMDB) {
         throw Error(QStringLiteral("%1 still has a mailbox on %2.")
                         .arg(m_user.distinguishedName(), m_user.cachedText(HomeMdb)));
 
+    m_user.acceptEarlierRecord(); // that of the drop
     m_user.stage(HomeMdb, {destination.store.toUtf8()});
     m_user.stage(HomeServer, {destination.legacyExchangeDN.toUtf8()});
     if (!destination.messageTransferAgent.isEmpty())

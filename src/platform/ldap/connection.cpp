@@ -5,7 +5,9 @@
 #include <sasl/sasl.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <array>
+#include <utility>
 #include <vector>
 
 namespace rehome::ldap {
@@ -109,25 +111,29 @@ QByteArray libraryText(const QString& text) {
     return text.toUtf8();
 }
 
-Connection::Connection(const QString& server, const LdapSettings& settings)
-    : m_server(server), m_settings(settings) {
+Connection::Connection(const QString& server, const LdapSettings& settings,
+                       std::shared_ptr<Health> health, bool reviving)
+    : m_server(server), m_settings(settings), m_health(std::move(health)), m_reviving(reviving) {
     LDAP* handle = nullptr;
     const int made = ldap_initialize(&handle, libraryText(server).constData());
     m_handle.reset(handle);
     if (made != LDAP_SUCCESS)
         fail({Stage::Connect}, {made});
 
-    m_socketLayer = std::make_unique<SocketLayer>(handle, settings.connectLimit);
+    const milliseconds most = shortened(settings.connectLimit, Stage::Connect);
+    const QDeadlineTimer connecting(most);
+    m_socketLayer = std::make_unique<SocketLayer>(handle, most, settings.interruption);
+    if (reviving)
+        m_socketLayer->setDeadline(connecting);
     setOption(handle, LDAP_OPT_PROTOCOL_VERSION, LDAP_VERSION3);
     ldap_set_option(handle, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
     ldap_set_option(handle, LDAP_OPT_RESTART, LDAP_OPT_ON);
     // The reverse name look-up would let whoever answers it choose the server to trust.
     ldap_set_option(handle, LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON);
     // Limits set for other programs in ldap.conf would cut lists short.
-    setOption(handle, LDAP_OPT_SIZELIMIT, LDAP_NO_LIMIT);
     setOption(handle, LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT);
     setOption(handle, LDAP_OPT_DEREF, LDAP_DEREF_NEVER);
-    const timeval limit = toTimeval(settings.connectLimit);
+    const timeval limit = toTimeval(most);
     ldap_set_option(handle, LDAP_OPT_NETWORK_TIMEOUT, &limit);
     ldap_set_option(handle, LDAP_OPT_TIMEOUT, &limit);
     const bool tls = wantsTls(server);
@@ -138,8 +144,8 @@ Connection::Connection(const QString& server, const LdapSettings& settings)
     // The client library tells a refused certificate from an unreachable server only by the
     // handshake's empty remark, and goes on in clear where the URI leaves StartTLS optional.
     const QString remark = diagnostic();
-    if (m_socketLayer->timedOut())
-        fail({Stage::Connect, {}, {}, settings.connectLimit}, {LDAP_TIMEOUT});
+    if (m_socketLayer->timedOut() || (connected != LDAP_SUCCESS && connecting.hasExpired()))
+        failSilent({Stage::Connect}, most);
     if (tls && (connected == LDAP_SUCCESS ? ldap_tls_inplace(handle) == 0 : !remark.isEmpty()))
         fail({Stage::Connect}, {LDAP_CONNECT_ERROR});
     if (connected != LDAP_SUCCESS)
@@ -199,7 +205,8 @@ Result Connection::bind(const char* mechanism) {
 
 bool Connection::usable() const {
     int descriptor = -1;
-    if (m_lost || ldap_get_option(m_handle.get(), LDAP_OPT_DESC, &descriptor) != LDAP_OPT_SUCCESS ||
+    if (m_lost || m_heard != m_health->timeouts ||
+        ldap_get_option(m_handle.get(), LDAP_OPT_DESC, &descriptor) != LDAP_OPT_SUCCESS ||
         descriptor < 0)
         return false;
     pollfd state{descriptor, POLLRDHUP, 0};
@@ -275,6 +282,8 @@ int Connection::sendModify(const QString& name, const QList<engine::Replacement>
 int Connection::sent(int code, int request, const Attempt& attempt) {
     if (code == LDAP_SUCCESS)
         return request;
+    if (m_socketLayer->timedOut())
+        failSilent(attempt, m_settings.answerLimit);
     m_lost = m_lost || code == LDAP_SERVER_DOWN;
     Result result{code, code == LDAP_SERVER_DOWN ? QString() : diagnostic()};
     result.sent = false; // the library reports success once the last byte is written
@@ -288,23 +297,53 @@ Message Connection::receive(int request, const Attempt& attempt) {
 Message Connection::await(int request, milliseconds limit, const Attempt& attempt) {
     if (m_closed)
         fail(attempt, {LDAP_USER_CANCELLED, u"the session is closed"_s});
-    timeval patience = toTimeval(limit);
-    LDAPMessage* message = nullptr;
-    const int type = ldap_result(m_handle.get(), request, LDAP_MSG_ONE, &patience, &message);
-    Message owned(message);
-    if (type > 0)
-        return owned;
+    LDAP* handle = m_handle.get();
+    Sockbuf* buffer = nullptr;
+    ldap_get_option(handle, LDAP_OPT_SOCKBUF, &buffer);
+    const QDeadlineTimer deadline(shortened(limit, attempt.stage));
+    Message message;
+    int type = 0;
+    do { // our own wait, since the library's cannot be interrupted
+        timeval now{};
+        LDAPMessage* received = nullptr;
+        type = ldap_result(handle, request, LDAP_MSG_ONE, &now, &received);
+        message.reset(received);
+    } while (type == 0 && (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_DATA_READY, nullptr) > 0 ||
+                           m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
+    if (type > 0) {
+        if (attempt.stage == Stage::Search)
+            heard();
+        return message;
+    }
+    if (m_socketLayer->timedOut())
+        failSilent(attempt, limit);
     m_lost = true;
-    Attempt failed = attempt;
-    failed.limit = limit;
-    if (type == 0)
-        fail(failed, {LDAP_TIMEOUT});
     int code = LDAP_SERVER_DOWN;
-    ldap_get_option(m_handle.get(), LDAP_OPT_RESULT_CODE, &code);
-    fail(failed, {code == LDAP_SUCCESS ? LDAP_SERVER_DOWN : code, diagnostic()});
+    ldap_get_option(handle, LDAP_OPT_RESULT_CODE, &code);
+    fail(attempt, {code == LDAP_SUCCESS ? LDAP_SERVER_DOWN : code, diagnostic()});
 }
 
-QByteArray Connection::checkResult(const Message& message, const Attempt& attempt) const {
+milliseconds Connection::shortened(milliseconds limit, Stage stage) const {
+    const bool search = stage == Stage::Search && m_health->silent;
+    return m_reviving || search ? std::min(limit, m_settings.revivalLimit) : limit;
+}
+
+void Connection::heard() {
+    m_health->silent = false;
+    m_heard = m_health->timeouts;
+    if (std::exchange(m_reviving, false))
+        m_socketLayer->setDeadline(QDeadlineTimer::Forever);
+}
+
+void Connection::failSilent(Attempt attempt, milliseconds limit) {
+    attempt.limit = shortened(limit, attempt.stage);
+    m_lost = true;
+    ++m_health->timeouts;
+    m_health->silent = true;
+    fail(attempt, {LDAP_TIMEOUT});
+}
+
+QByteArray Connection::checkResult(const Message& message, const Attempt& attempt) {
     int code = LDAP_SUCCESS;
     char* text = nullptr;
     char** addresses = nullptr;
@@ -319,14 +358,16 @@ QByteArray Connection::checkResult(const Message& message, const Attempt& attemp
     Result result{code, QString::fromUtf8(text).trimmed()};
     for (char** address = addresses; address && *address; ++address)
         result.referrals += QString::fromUtf8(*address);
+    m_lost = m_lost || code == LDAP_UNAVAILABLE; // what a ticket that ran out looks like
     if (code != LDAP_SUCCESS)
         fail(attempt, result);
     LDAPControl* page = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, list, nullptr);
     berval next{};
     ber_int_t estimate = 0;
-    if (!page ||
-        ldap_parse_pageresponse_control(m_handle.get(), page, &estimate, &next) != LDAP_SUCCESS)
+    if (!page)
         return {};
+    if (ldap_parse_pageresponse_control(m_handle.get(), page, &estimate, &next) != LDAP_SUCCESS)
+        fail(attempt, {LDAP_DECODING_ERROR, u"it does not tell whether there is another page"_s});
     const Text cookie(next.bv_val);
     return QByteArray(next.bv_val, qsizetype(next.bv_len));
 }

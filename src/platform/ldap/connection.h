@@ -24,18 +24,27 @@ struct MessageDeleter {
 using Handle = std::unique_ptr<::ldap, HandleDeleter>;
 using Message = std::unique_ptr<::ldapmsg, MessageDeleter>;
 
+/// Whether a directory answers, as all connections to it have seen.
+struct Health {
+    int timeouts = 0;    ///< limits that have run out so far
+    bool silent = false; ///< nothing has been read since the last of them
+};
+
 /// One signed-on connection to one server. Once lost it is never opened again: the client library
 /// would do so without signing on.
 class Connection {
 public:
     /// Connects and signs on: with the mechanism that the client library is set to, else EXTERNAL
     /// on ldapi, else GSS-SPNEGO or GSSAPI with the user's Kerberos ticket. Never in clear and
-    /// never with a prompt: what TLS does not seal, SASL does. Throws Failure.
-    Connection(const QString& server, const LdapSettings& settings);
+    /// never with a prompt: what TLS does not seal, SASL does. `reviving`: all that, and the first
+    /// answer to a search, come within LdapSettings::revivalLimit. Throws Failure.
+    Connection(const QString& server, const LdapSettings& settings, std::shared_ptr<Health> health,
+               bool reviving);
 
     const QString& server() const { return m_server; }
     ::ldap* handle() const { return m_handle.get(); }
-    /// False once a request has failed on it, or the server has hung up.
+    /// False once a request has failed on it, the session has ended or the server has hung up; and
+    /// where nothing has been read on it since a limit ran out anywhere.
     bool usable() const;
 
     /// Sends a request and returns its number. `pageSize` 0: not in pages. Throws Failure, with
@@ -47,10 +56,12 @@ public:
     Message receive(int request, const Attempt& attempt);
     /// Takes a final message apart and returns the cookie of the next page (RFC 2696), if any.
     /// Throws Failure on any result but success.
-    QByteArray checkResult(const Message& message, const Attempt& attempt) const;
+    QByteArray checkResult(const Message& message, const Attempt& attempt);
     /// Waits for the final message of a request that has no other.
     void finish(int request, const Attempt& attempt);
     void abandon(int request) noexcept;
+    /// Throws the Failure that describes a result.
+    [[noreturn]] void fail(Attempt attempt, const Result& result) const;
     /// Ends it for whoever still reads from it.
     void close() noexcept { m_lost = m_closed = true; }
 
@@ -59,13 +70,18 @@ private:
     Result bind(const char* mechanism);
     int sent(int code, int request, const Attempt& attempt);
     Message await(int request, std::chrono::milliseconds limit, const Attempt& attempt);
-    [[noreturn]] void fail(Attempt attempt, const Result& result) const;
+    std::chrono::milliseconds shortened(std::chrono::milliseconds limit, Stage stage) const;
+    void heard();
+    [[noreturn]] void failSilent(Attempt attempt, std::chrono::milliseconds limit);
     QString diagnostic() const;
 
     QString m_server;
     LdapSettings m_settings;
     std::unique_ptr<SocketLayer> m_socketLayer;
     Handle m_handle;
+    std::shared_ptr<Health> m_health;
+    int m_heard = 0; ///< how many limits had run out when something was last read
+    bool m_reviving;
     bool m_lost = false;
     bool m_closed = false;
 };

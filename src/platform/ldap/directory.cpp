@@ -11,23 +11,35 @@ namespace rehome::ldap {
 std::shared_ptr<Connection> Directory::connect() {
     if (m_servers.isEmpty())
         m_servers = m_settings.servers.isEmpty() ? locateServers() : m_settings.servers;
+    const Health before = *m_health;
     QStringList failures;
     for (qsizetype i = 0; i < m_servers.size(); ++i) {
+        if (m_settings.interruption)
+            m_settings.interruption->waitFor(m_servers.at(i));
         try {
-            auto connection = std::make_shared<Connection>(m_servers.at(i), m_settings);
+            auto connection =
+                std::make_shared<Connection>(m_servers.at(i), m_settings, m_health, before.silent);
+            if (m_health->timeouts > 0)
+                readRoot(connection);
             m_servers.move(i, 0);
             return connection;
         } catch (const Failure& failure) {
             failures += failure.description();
         }
     }
-    m_servers.clear(); // look again the next time: servers may have moved
+    // Servers may have moved: look again the next time, except where that may take long too.
+    if (m_health->timeouts == before.timeouts)
+        m_servers.clear();
     throw Error(failures.join(u'\n'));
 }
 
 bool Directory::pages(const std::shared_ptr<Connection>& connection) {
     if (const auto known = m_pages.find(connection->server()); known != m_pages.end())
         return known->second;
+    return readRoot(connection);
+}
+
+bool Directory::readRoot(const std::shared_ptr<Connection>& connection) {
     engine::SearchRequest request;
     request.attributes = QStringList{QStringLiteral("supportedControl")};
     const auto root = SearchStream(connection, request, 0).next();

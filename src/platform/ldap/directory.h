@@ -18,7 +18,9 @@ public:
 
     const LdapSettings& settings() const { return m_settings; }
     /// Signs on at the first server that lets us. Later calls begin with the one that did: a change
-    /// takes a while to reach the others. Throws Error naming what each server said.
+    /// takes a while to reach the others. Once a limit has run out, a server must also let its root
+    /// object be read, within a short limit while the directory stays silent. Throws Error naming
+    /// what each server said.
     std::shared_ptr<Connection> connect();
     /// Whether the server's root object offers the paged-results control (RFC 2696). Asked once for
     /// each server. Throws Failure where the connection is lost.
@@ -26,8 +28,11 @@ public:
     Schema& schema() { return m_schema; }
 
 private:
+    bool readRoot(const std::shared_ptr<Connection>& connection);
+
     LdapSettings m_settings;
     QStringList m_servers;
+    std::shared_ptr<Health> m_health = std::make_shared<Health>();
     std::map<QString, bool> m_pages;
     Schema m_schema;
 };

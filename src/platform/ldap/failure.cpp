@@ -34,6 +34,8 @@ QString meaning(const Attempt& attempt, const Result& result) {
         return u"no answer within %1 seconds"_s.arg(double(attempt.limit.count()) / 1000);
     case LDAP_CONNECT_ERROR:
         return u"no secure connection (TLS) could be made"_s;
+    case LDAP_DECODING_ERROR:
+        return u"the answer is incomplete or cannot be read"_s;
     case LDAP_LOCAL_ERROR:
         return u"this computer could not do its part"_s;
     default:
@@ -89,6 +91,8 @@ QString remedy(const Attempt& attempt, const Result& result) {
     case LDAP_UNDEFINED_TYPE:
     case LDAP_OBJECT_CLASS_VIOLATION:
         return u"The directory's schema may lack the Exchange attributes."_s;
+    case LDAP_DECODING_ERROR:
+        return u"Try again; where that does not help, name another server in ldap.conf."_s;
     case LDAP_REFERRAL:
         return u"Another server holds the object: name that one in ldap.conf."_s;
     default:
@@ -100,6 +104,10 @@ QString remedy(const Attempt& attempt, const Result& result) {
 
 bool Failure::connectionLost() const {
     return m_result.code == LDAP_SERVER_DOWN;
+}
+
+bool Failure::sessionEnded() const {
+    return connectionLost() || m_result.code == LDAP_UNAVAILABLE;
 }
 
 Failure describeResult(const Attempt& attempt, const Result& result) {

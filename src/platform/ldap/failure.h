@@ -37,6 +37,8 @@ public:
     int code() const { return m_result.code; }
     /// True where the server has dropped the connection; false where it is only silent.
     bool connectionLost() const;
+    /// True where the server no longer knows us: signing on again may help.
+    bool sessionEnded() const;
     /// True where it is certain that the request did not reach the server whole.
     bool notSent() const { return connectionLost() && !m_result.sent; }
 

@@ -5,32 +5,43 @@
 #include "platform/ldap/failure.h"
 #include "platform/ldap/search_stream.h"
 
+#include <utility>
+#include <vector>
+
 namespace rehome::ldap {
 
 namespace {
 
 class LdapSession : public engine::Session {
+    void connect() {
+        const auto former = std::exchange(m_connection, m_directory.connect());
+        m_former.push_back(former); // searches may still be read from it
+    }
+
     template <class Operation, class MayRepeat>
     auto retryOnce(const Operation& operation, const MayRepeat& mayRepeat) {
-        bool fresh = false;
-        if (!m_connection->usable()) {
-            m_connection = m_directory.connect();
-            fresh = true;
-        }
+        const bool fresh = !m_connection->usable();
+        if (fresh)
+            connect();
         try {
             return operation();
         } catch (const Failure& failure) {
             if (fresh || !mayRepeat(failure))
                 throw;
         }
-        m_connection = m_directory.connect();
+        connect();
         return operation();
     }
 
 public:
     explicit LdapSession(Directory& directory)
         : m_directory(directory), m_connection(directory.connect()) {}
-    ~LdapSession() override { m_connection->close(); }
+    ~LdapSession() override {
+        m_connection->close();
+        for (const auto& former : m_former)
+            if (const auto connection = former.lock())
+                connection->close();
+    }
     LdapSession(const LdapSession&) = delete;
     LdapSession& operator=(const LdapSession&) = delete;
 
@@ -43,23 +54,31 @@ public:
                 return std::make_unique<SearchStream>(m_connection, request,
                                                       paged ? m_directory.settings().pageSize : 0);
             },
-            [](const Failure& failure) { return failure.connectionLost(); });
+            [](const Failure& failure) { return failure.sessionEnded(); });
     }
 
     void modify(const QString& name, const QList<engine::Replacement>& replacements) override {
         const auto writable =
             retryOnce([&] { return m_directory.schema().writable(m_connection, replacements); },
-                      [](const Failure& failure) { return failure.connectionLost(); });
+                      [](const Failure& failure) { return failure.sessionEnded(); });
         if (writable.isEmpty())
             return;
-        const int request = retryOnce([&] { return m_connection->sendModify(name, writable); },
-                                      [](const Failure& failure) { return failure.notSent(); });
-        m_connection->finish(request, {Stage::Modify, name});
+        // A server that answers "unavailable" has refused the change. One that hangs up instead of
+        // answering may have made it.
+        retryOnce(
+            [&] {
+                const int request = m_connection->sendModify(name, writable);
+                m_connection->finish(request, {Stage::Modify, name});
+            },
+            [](const Failure& failure) {
+                return failure.notSent() || (failure.sessionEnded() && !failure.connectionLost());
+            });
     }
 
 private:
     Directory& m_directory;
     std::shared_ptr<Connection> m_connection;
+    std::vector<std::weak_ptr<Connection>> m_former;
 };
 
 } // namespace

@@ -2,17 +2,17 @@
 
 #include "platform/engine/escape.h"
 #include "platform/error.h"
-
-#include <QNetworkProxy>
-#include <QTcpSocket>
+#include "platform/ldap/tcp_check.h"
 
 namespace rehome::ldap {
 
 using namespace Qt::Literals::StringLiterals;
 
 LdapProbe::LdapProbe(engine::Engine& engine, platform::Network& network,
-                     std::chrono::milliseconds limit, quint16 port)
-    : m_engine(engine), m_network(network), m_limit(limit), m_port(port) {
+                     platform::Interruption* interruption, std::chrono::milliseconds limit,
+                     quint16 port)
+    : m_engine(engine), m_network(network), m_interruption(interruption), m_limit(limit),
+      m_port(port) {
 }
 
 LdapProbe::~LdapProbe() = default;
@@ -43,14 +43,14 @@ void LdapProbe::checkServer(const QString& serverName) {
     if (host.isEmpty())
         throw Error(u"The server %1 cannot be asked: its attribute networkAddress names no TCP "
                     "address (%2)."_s.arg(serverName, protocol));
-    QTcpSocket socket;
-    socket.setProxy(QNetworkProxy::NoProxy);
-    socket.connectToHost(host, m_port);
-    if (!socket.waitForConnected(int(m_limit.count())))
+    try {
+        checkTcpPort(host, m_port, QDeadlineTimer(m_limit), m_interruption);
+    } catch (const Error& error) {
         throw Error(u"The server %1 does not answer at %2, TCP port %3: %4. Check that it is "
                     "running and that no firewall is in between."_s.arg(serverName, host)
                         .arg(m_port)
-                        .arg(socket.errorString()));
+                        .arg(error.description()));
+    }
 }
 
 qint16 LdapProbe::storeStatus(const QString& storeName) {

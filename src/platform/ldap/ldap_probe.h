@@ -3,6 +3,7 @@
 #include "platform/desktop.h"
 #include "platform/engine/engine.h"
 #include "platform/engine/exchange_probe.h"
+#include "platform/interruption.h"
 
 #include <chrono>
 #include <memory>
@@ -15,8 +16,10 @@ public:
     /// The port of the RPC endpoint mapper, which every Exchange server runs.
     static constexpr quint16 EndpointMapper = 135;
 
-    /// Both must outlive it. `limit` is for one server's answer, name look-up included.
+    /// All must outlive it. `interruption` ends the wait for a server; `limit` is for its answer,
+    /// name look-up included.
     LdapProbe(engine::Engine& engine, platform::Network& network,
+              platform::Interruption* interruption = nullptr,
               std::chrono::milliseconds limit = std::chrono::seconds(3),
               quint16 port = EndpointMapper);
     ~LdapProbe() override;
@@ -36,6 +39,7 @@ private:
 
     engine::Engine& m_engine;
     platform::Network& m_network;
+    platform::Interruption* m_interruption;
     std::chrono::milliseconds m_limit;
     quint16 m_port;
     std::unique_ptr<engine::Session> m_session;

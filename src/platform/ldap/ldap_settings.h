@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/interruption.h"
+
 #include <QStringList>
 
 #include <chrono>
@@ -15,6 +17,11 @@ struct LdapSettings {
     int pageSize = 1000;
     /// LDAP URIs tried in this order; empty: found as locateServers says.
     QStringList servers;
+    /// For finding out whether a directory that let a limit run out answers again: connecting,
+    /// signing on and reading its root object, in all.
+    std::chrono::milliseconds revivalLimit{2'000};
+    /// Ends a wait. Must outlive the engine.
+    platform::Interruption* interruption = nullptr;
 };
 
 } // namespace rehome::ldap

@@ -1,34 +1,40 @@
 #include "platform/ldap/socket_layer.h"
 
+#include "platform/ldap/waiting.h"
+
 #include <lber.h>
 #include <ldap.h>
-#include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 
 namespace rehome::ldap {
 
 struct SocketLayer::Hooks {
     std::chrono::milliseconds limit;
+    platform::Interruption* interruption;
+    QDeadlineTimer deadline{QDeadlineTimer::Forever};
     bool timedOut = false;
     int descriptor = -1;
     ldap_conncb callbacks{connected, closed, this};
 
     static Hooks& of(Sockbuf_IO_Desc* layer) { return *static_cast<Hooks*>(layer->sbiod_pvt); }
 
-    bool await(short event) {
-        pollfd state{descriptor, event, 0};
-        int ready = 0;
-        do
-            ready = poll(&state, 1, int(limit.count()));
-        while (ready < 0 && errno == EINTR);
+    std::chrono::milliseconds left(std::chrono::milliseconds most) const {
+        return deadline.isForever()
+                   ? most
+                   : std::min(most, std::chrono::milliseconds(deadline.remainingTime()));
+    }
+    bool await(short event, std::chrono::milliseconds most) {
+        const int ready = awaitEvent(descriptor, event, QDeadlineTimer(left(most)), interruption);
         if (ready == 0) {
             timedOut = true;
             errno = ETIMEDOUT;
         }
         return ready > 0;
     }
+    bool await(short event) { return await(event, limit); }
 
     static int attach(Sockbuf_IO_Desc* layer, void* hooks) {
         layer->sbiod_pvt = hooks;
@@ -56,8 +62,9 @@ struct SocketLayer::Hooks {
     static void closed(LDAP*, Sockbuf*, ldap_conncb*) {}
 };
 
-SocketLayer::SocketLayer(LDAP* handle, std::chrono::milliseconds limit)
-    : m_hooks(std::make_unique<Hooks>(limit)) {
+SocketLayer::SocketLayer(LDAP* handle, std::chrono::milliseconds limit,
+                         platform::Interruption* interruption)
+    : m_hooks(std::make_unique<Hooks>(limit, interruption)) {
     ldap_set_option(handle, LDAP_OPT_CONNECT_CB, &m_hooks->callbacks);
 }
 
@@ -65,6 +72,18 @@ SocketLayer::~SocketLayer() = default;
 
 void SocketLayer::setLimit(std::chrono::milliseconds limit) {
     m_hooks->limit = limit;
+}
+
+void SocketLayer::setDeadline(QDeadlineTimer deadline) {
+    m_hooks->deadline = deadline;
+}
+
+std::chrono::milliseconds SocketLayer::left(std::chrono::milliseconds limit) const {
+    return m_hooks->left(limit);
+}
+
+bool SocketLayer::awaitReadable(std::chrono::milliseconds limit) {
+    return m_hooks->await(POLLIN, limit);
 }
 
 bool SocketLayer::timedOut() const {

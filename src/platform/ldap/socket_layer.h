@@ -1,5 +1,9 @@
 #pragma once
 
+#include "platform/interruption.h"
+
+#include <QDeadlineTimer>
+
 #include <chrono>
 #include <memory>
 
@@ -14,12 +18,21 @@ namespace rehome::ldap {
 class SocketLayer {
 public:
     /// Takes effect when the handle connects. Must outlive the handle, which holds on to it.
-    SocketLayer(::ldap* handle, std::chrono::milliseconds limit);
+    /// `interruption` ends every wait, where there is one.
+    SocketLayer(::ldap* handle, std::chrono::milliseconds limit,
+                platform::Interruption* interruption);
     ~SocketLayer();
     SocketLayer(const SocketLayer&) = delete;
     SocketLayer& operator=(const SocketLayer&) = delete;
 
+    /// For each read and write.
     void setLimit(std::chrono::milliseconds limit);
+    /// For all of them together.
+    void setDeadline(QDeadlineTimer deadline);
+    /// What the deadline leaves of a limit.
+    std::chrono::milliseconds left(std::chrono::milliseconds limit) const;
+    /// Waits until there is something to read. False where the time runs out.
+    bool awaitReadable(std::chrono::milliseconds limit);
     /// Whether a read or a write has run out of time.
     bool timedOut() const;
 

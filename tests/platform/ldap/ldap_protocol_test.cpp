@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 
 #include <atomic>
+#include <list>
 #include <thread>
 
 using namespace rehome;
@@ -53,7 +54,7 @@ struct Request {
     }
 };
 
-/// A server that answers as it is told, one connection at a time, and a session with it.
+/// A server that answers as it is told, and a session with it.
 struct Server {
     ~Server() { shutdown(int(listener.socketDescriptor()), SHUT_RDWR); } // ends the thread
 
@@ -69,7 +70,14 @@ struct Server {
             Request asked{socket.get(), 0, 0, QByteArray(qsizetype(length), '\0')};
             ber_scanf(message.get(), "it", &asked.id, &asked.kind);
             ber_read(message.get(), asked.content.data(), length);
-            if (asked.content.contains("CN=x")) {
+            const bool aboutX = asked.content.contains("CN=x");
+            log += asked.kind == LDAP_REQ_BIND     ? 'b'
+                   : asked.kind == LDAP_REQ_MODIFY ? 'm'
+                   : asked.kind == LDAP_REQ_SEARCH ? aboutX ? 's' : 'r'
+                                                   : '-';
+            if (frozen)
+                continue;
+            if (aboutX) {
                 ++requests;
                 answer(asked);
                 if (hangUps.contains(requests))
@@ -79,23 +87,27 @@ struct Server {
             if (asked.kind == LDAP_REQ_SEARCH)
                 asked.entry("", "supportedControl", {LDAP_CONTROL_PAGEDRESULTS});
             if (asked.kind == LDAP_REQ_SEARCH || asked.kind == LDAP_REQ_BIND)
-                asked.result();
+                asked.result(asked.kind == LDAP_REQ_BIND ? signsOn.load() : LDAP_SUCCESS);
         }
     }
 
     const std::function<void(const Request&)> answer;
     const QList<int> hangUps{};    ///< after these requests
     std::atomic<int> requests = 0; ///< so far, but for those of a new session
+    std::atomic<bool> frozen = false;
+    std::atomic<int> signsOn = LDAP_SUCCESS;
+    QByteArray log{}; ///< one letter for each request
     const QTemporaryDir folder{};
     QLocalServer listener{};
     const bool listening = listener.listen(folder.filePath("socket"));
     std::jthread thread{[this] {
+        std::list<std::jthread> connections;
         for (int next = 0;
              (next = accept(int(listener.socketDescriptor()), nullptr, nullptr)) >= 0;)
-            serve(next);
+            connections.emplace_back([this, next] { serve(next); });
     }};
-    ldap::LdapEngine engine{
-        {2s, 2s, 1000, {"ldapi://" + QUrl::toPercentEncoding(listener.fullServerName())}}};
+    const QString uri = "ldapi://" + QUrl::toPercentEncoding(listener.fullServerName());
+    ldap::LdapEngine engine{{1s, 1s, 1000, {uri}, 200ms}};
     std::unique_ptr<engine::Session> session = engine.openSession();
 };
 
@@ -113,6 +125,34 @@ class LdapProtocolTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() {
+        for (const char* limit : {"LDAPSIZELIMIT", "LDAPTIMELIMIT"})
+            qputenv(limit, "1");
+        qputenv("LDAPDEREF", "always");
+    }
+    void otherProgramsLimitsDoNotCount() {
+        QByteArray asked;
+        Server server{[&](const Request& request) {
+            asked = request.content;
+            request.result();
+        }};
+        test::one(*server.session, "CN=x");
+        // Aliases are not followed; no limit of size, none of time.
+        QVERIFY2(asked.contains(QByteArray::fromHex("0a0100"
+                                                    "020100"
+                                                    "020100")),
+                 asked.toHex());
+    }
+    void goesOnWithTheServerThatAnsweredLast() {
+        Server first{{}}, second{{}};
+        ldap::LdapEngine engine{{1s, 1s, 1000, {first.uri, second.uri}}};
+        first.signsOn = LDAP_BUSY;
+        const auto session = engine.openSession();
+        first.signsOn = LDAP_SUCCESS;
+        const auto another = engine.openSession();
+        QCOMPARE(first.log.count('b'), 2); // of its own session; refused
+        QCOMPARE(second.log.count('b'), 3);
+    }
     void pagesThroughMoreThanAServerSendsAtOnce() {
         Server server{[](const Request& asked) {
             const int first = asked.first(), last = qMin(first + 1000, 2500);
@@ -143,6 +183,50 @@ private Q_SLOTS:
         const auto entry = test::one(*server.session, "CN=x", {"member"});
         QCOMPARE(entry.attributes.size(), size_t(1));
         QCOMPARE(entry.values("member"), numbered(0, 3200));
+    }
+    void whatIsMissingOrUnreadableIsAnError() {
+        using Answer = std::function<void(const Request&)>;
+        const auto ranges = [](int first, int last, const char* mark) -> Answer {
+            return [=](const Request& asked) {
+                if (asked.first() == 0)
+                    return asked.entry("CN=x", "cn;range=0-9", numbered(0, 10));
+                if (*mark)
+                    asked.entry("CN=x", mark, numbered(first, last));
+            };
+        };
+        const auto sends = [](const char* format, const char* name, const char* type) -> Answer {
+            return [=](const Request& asked) {
+                asked.send(format, LDAP_RES_SEARCH_ENTRY, name, type, "\xff");
+            };
+        };
+        for (const auto& [line, answer] : QList<std::pair<int, Answer>>{
+                 {__LINE__, ranges(0, 0, "")},
+                 {__LINE__, ranges(0, 0, "cn")},
+                 {__LINE__, ranges(10, 20, "cn")},
+                 {__LINE__, ranges(9, 20, "cn;range=9-*")},
+                 {__LINE__, ranges(10, 15, "cn;range=10-19")},
+                 {__LINE__, ranges(10, 10, "cn;range=10-9")},
+                 {__LINE__, ranges(10, 20, "cn;range=10-x")},
+                 {__LINE__, ranges(10, 20, "sn;range=10-*")},
+                 {__LINE__, sends("{it{s}}", "CN=x", "")},
+                 {__LINE__, sends("{it{s{{s}}}}", "CN=x", "cn")},
+                 {__LINE__, sends("{it{s{{s[s]}}}}", "CN=\xff", "cn")},
+                 {__LINE__, sends("{it{s{{s[s]}}}}", "CN=x", "\xff")},
+                 {__LINE__, sends("{it{s{{s[s]}}}}", "CN=x", "homeMDB")},
+                 {__LINE__, [](const Request& asked) {
+                      asked.send("{it{ess}t{{sts}}}", LDAP_RES_SEARCH_RESULT, LDAP_SUCCESS, "", "",
+                                 LDAP_TAG_CONTROLS, LDAP_CONTROL_PAGEDRESULTS, LBER_OCTETSTRING,
+                                 "no cookie");
+                  }}}) {
+            Server server{[&](const Request& asked) {
+                answer(asked);
+                asked.result();
+            }};
+            const engine::SearchRequest request{"CN=x", engine::Scope::OneLevel, "(a=*)", {"cn"}};
+            const QString said = test::errorOf([&] { test::names(*server.session, request); });
+            QVERIFY2(said.contains("incomplete"),
+                     qPrintable(QString("%1: %2").arg(line).arg(said)));
+        }
     }
     void aSearchThatBreaksOffIsAnError() {
         for (const int code : {LDAP_REFERRAL, LDAP_BUSY}) {
@@ -177,6 +261,48 @@ private Q_SLOTS:
         const QString said = test::errorOf(modify); // unanswered
         QVERIFY2(said.contains("not known whether the change was made"), qPrintable(said));
         QCOMPARE(server.requests, 6);
+    }
+    void aSessionThatHasEndedIsMadeAnew() {
+        Server server{[&](const Request& asked) {
+            asked.result(QList{1, 3, 5, 6}.contains(server.requests) ? LDAP_UNAVAILABLE : 0);
+        }};
+        const auto modify = [&] { server.session->modify("CN=x", {{"mail", {"a"}}}); };
+        test::one(*server.session, "CN=x");
+        modify();
+        QCOMPARE(server.requests, 4);
+        QVERIFY(test::errorOf(modify).contains("(result 52)")); // twice: no third time
+        modify();
+        QCOMPARE(server.requests, 7);
+        QCOMPARE(server.log.count('b'), 5);
+    }
+    void aFrozenDirectoryCostsOneTimeLimit() {
+        Server server{[](const Request& asked) {
+            if (asked.kind == LDAP_REQ_MODIFY)
+                QTest::qSleep(400); // more than the short limit: no change is cut short
+            asked.result();
+        }};
+        const auto other = server.engine.openSession();
+        const auto modify = [](engine::Session& session) {
+            return test::errorOf([&] { session.modify("CN=x", {{"mail", {"a"}}}); });
+        };
+        const auto search = [&] {
+            return test::errorOf([&] { test::one(*server.session, "CN=x"); });
+        };
+        QCOMPARE(modify(*other), QString());
+        server.frozen = true;
+        QVERIFY(search().contains("within 1 seconds"));
+        const QDeadlineTimer limit(1s);
+        for (const QString& said : {modify(*other), search(), modify(*server.session),
+                                    test::errorOf([&] { (void)server.engine.openSession(); })})
+            QVERIFY2(said.contains("within 0.2 seconds"), qPrintable(said));
+        QVERIFY(!limit.hasExpired());
+        server.frozen = false;
+        server.log.clear();
+        QCOMPARE(modify(*other), QString());
+        QCOMPARE(modify(*server.session), QString());
+        QCOMPARE(search(), QString());
+        server.log.replace("-", "");
+        QCOMPARE(server.log, "brmbrms");
     }
     void serversComeByPriority() {
         std::mt19937 chance{1};

@@ -7,6 +7,7 @@
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
+#include "platform/ldap/tcp_check.h"
 #include "support/recorded_calls.h"
 #include "support/test_desktop.h"
 
@@ -14,18 +15,37 @@
 #include <QTemporaryFile>
 
 #include <arpa/inet.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
 #include <csignal>
+#include <thread>
 
 using namespace rehome;
-using test::errorOf;
+using test::errorOf, test::require, test::requirePart, test::requireSame;
 using namespace std::chrono_literals;
 
 namespace {
 
 const QString moved = "MailBox moved successfully", failed = "Failed to move mailbox";
 
-void says(const QString& text, const QString& part) {
-    QVERIFY2(text.contains(part), qPrintable(part + " is not in: " + text));
+/// Runs something with another text in place of a system file.
+template <class Action>
+void withFile(const char* system, const QByteArray& text, const Action& action) {
+    QTemporaryFile file;
+    require(file.open() && file.write(text) > 0 && file.flush(), "a file");
+    const QByteArray name = file.fileName().toUtf8();
+    bool ready = false;
+    std::thread([&] { // in a mount namespace of its own
+        ready = unshare(CLONE_NEWNS) == 0 &&
+                mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                mount(name.data(), system, nullptr, MS_BIND, nullptr) == 0;
+        if (ready)
+            action();
+    })
+        .join();
+    require(ready, "these tests need the right to mount");
 }
 
 /// The main window, loaded; all that goes over the wire is recorded.
@@ -94,7 +114,7 @@ class LiveTest : public QObject {
     /// Changes the directory from outside.
     static void change(const QString& ldif) {
         const QString command = "printf %s \"$0\" | ldapmodify -QNY GSSAPI >/dev/null";
-        QCOMPARE(QProcess::execute("sh", {"-c", command, ldif}), 0);
+        requireSame(QProcess::execute("sh", {"-c", command, ldif}), 0);
     }
     pid_t serverProcess() const {
         QFile file(m_place + "server.pid");
@@ -104,7 +124,9 @@ class LiveTest : public QObject {
     void restartServer() const {
         const auto before = serverProcess();
         ::kill(before, SIGKILL);
-        QTRY_VERIFY_WITH_TIMEOUT(serverProcess() > 0 && serverProcess() != before, 60'000);
+        require(QTest::qWaitFor([&] { return serverProcess() > 0 && serverProcess() != before; },
+                                60'000),
+                "the server does not come back");
     }
 
 private Q_SLOTS:
@@ -120,9 +142,9 @@ private Q_SLOTS:
                                         m_store, m_accounts,           m_server};
         test::checkContract(engine, names);
         const QString missing = errorOf([&] { stored(user("nobody")); });
-        says(missing, "(result 32)");
-        says(missing, "refresh");
-        says(errorOf([&] { stored("CN=a" + QString(QChar(0))); }), "NUL");
+        requirePart(missing, "(result 32)");
+        requirePart(missing, "refresh");
+        requirePart(errorOf([&] { stored("CN=a" + QString(QChar(0))); }), "NUL");
         // What no object can have is left out of a change.
         engine.openSession()->modify(user("user0006"), {{"noSuch", {"x"}}, {"mail", {"s@x"}}});
         QCOMPARE(stored(user("user0006")).text("mail"), "s@x");
@@ -146,9 +168,9 @@ private Q_SLOTS:
         QCOMPARE(live.move("Mailbox user0002", m_storeName), failed);
         // The question, the creation's failure, the outcome; and why the drop did nothing.
         QCOMPARE(live.desktop.shown.size(), 3);
-        says(live.desktop.texts().at(1), "Failed to create mailbox on new location:");
+        requirePart(live.desktop.texts().at(1), "Failed to create mailbox on new location:");
         const QString told = live.journal.lines.join('\n');
-        says(told, "drop refused: You may not write homeMDB, ");
+        requirePart(told, "drop refused: You may not write homeMDB, ");
         QVERIFY(live.calls.made.filter("modify").isEmpty() && live.journal.records.isEmpty());
         QVERIFY(stored(user("user0002")).attributes == before.attributes);
     }
@@ -216,12 +238,12 @@ private Q_SLOTS:
         const QString name = "Mailbox user0004";
         second.desktop.whileShown = [&] {
             if (first.desktop.shown.isEmpty())
-                QCOMPARE(first.move(name, m_groupName + "Accounts, Sales"), moved);
+                requireSame(first.move(name, m_groupName + "Accounts, Sales"), moved);
         };
         QCOMPARE(second.move(name, m_storeName), moved);
         QCOMPARE(home(user("user0004")), m_store);
         // Where it was then.
-        says(second.journal.records.at(0).Attributes.at(0).Values.at(0), "CN=Accounts");
+        requirePart(second.journal.records.at(0).Attributes.at(0).Values.at(0), "CN=Accounts");
     }
 
     void anyNameSurvives() {
@@ -257,7 +279,7 @@ private Q_SLOTS:
                          {"admin.cc", {starting.arg(alias, "")}, "is not trusted"}}) {
             useTicket(ticket);
             const QString seen = errorOf([&] { test::one(*limited(servers).openSession(), ""); });
-            says(seen, said);
+            requirePart(seen, said);
             QVERIFY2(seen.isEmpty() == said.isEmpty(), qPrintable(seen));
         }
     }
@@ -276,11 +298,61 @@ private Q_SLOTS:
             while (entries->next())
                 ;
         });
-        says(cut, "connection to the server was lost");
+        requirePart(cut, "connection to the server was lost");
         // Afterwards it works again, and a restart between two operations is not noticed.
         QCOMPARE(test::one(*session, user("user0003")).text("mail"), "user0003@rehome.test");
         restartServer();
         session->modify(user("user0004"), {{"mail", {"user0004@rehome.test"}}});
+    }
+
+    void aSilentNameServerCostsNoMoreThanTheLimit() {
+        const int silent = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{AF_INET, htons(53), {inet_addr("127.77.255.253")}, {}};
+        QCOMPARE(bind(silent, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        QString said;
+        QElapsedTimer time;
+        withFile("/etc/resolv.conf", "nameserver 127.77.255.253\n", [&] {
+            time.start();
+            said =
+                errorOf([] { ldap::checkTcpPort("no.rehome.test", 135, QDeadlineTimer(500ms)); });
+        });
+        requirePart(said, "not looked up in time");
+        QVERIFY(time.elapsed() < 1000);
+        close(silent);
+    }
+
+    void onlySealsAndOnlyForTheServerNamed() {
+        QProcess weak; // the client library reads its settings once
+        weak.setProcessChannelMode(QProcess::MergedChannels);
+        weak.start("env", {"LDAPSASL_MECH=GSSAPI", "LDAPSASL_SECPROPS=maxssf=1",
+                           QCoreApplication::applicationFilePath(), "-nocrashhandler",
+                           "holdsTheContractAndExplainsRefusals"});
+        QVERIFY(weak.waitForFinished());
+        requirePart(weak.readAll(), "Signing on at");
+        QString said;
+        withFile("/etc/hosts", m_address.toUtf8() + " somebody.else.test\n",
+                 [&] { said = errorOf([] { (void)limited().openSession(); }); });
+        QCOMPARE(said, QString());
+    }
+
+    void aTicketThatRanOutAndWasRenewedIsNotNoticed() {
+        const auto sign = [&](const QString& life) { // without a ticket-granting one: too short
+            const QString command =
+                "echo Throw-away1 | kinit -l $0 -S ldap/$1 -c $2 Administrator >/dev/null";
+            const QString cache = m_place + "short.cc";
+            requireSame(QProcess::execute("sh", {"-c", command, life, m_address, cache}), 0);
+        };
+        sign("3s");
+        useTicket("short.cc");
+        ldap::LdapEngine engine = limited();
+        const auto reads = engine.openSession(), writes = engine.openSession();
+        const auto read = [&] { return test::one(*reads, user("user0005")).text("mail"); };
+        QCOMPARE(read(), "user0005@rehome.test");
+        QTest::qSleep(4000);
+        requirePart(errorOf(read), "run kinit");
+        sign("1h");
+        QCOMPARE(read(), "user0005@rehome.test");
+        writes->modify(user("user0005"), {{"mail", {"user0005@rehome.test"}}});
     }
 
     void aFrozenServerEndsInAnError() {
@@ -294,7 +366,7 @@ private Q_SLOTS:
         ::kill(serverProcess(), SIGCONT);
         QVERIFY(!limit.hasExpired());
         for (const QString& one : said)
-            says(one, "no answer within 2 seconds");
+            requirePart(one, "no answer within 2 seconds");
         QCOMPARE(test::one(*session, user("user0005")).text("mail"), "user0005@rehome.test");
     }
 };

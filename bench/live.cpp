@@ -1,0 +1,23 @@
+// The live tool, but that its probe connects to the port in REHOME_BENCH_PORT where there is one:
+// only root may listen on the endpoint mapper's own.
+
+#include "app/composition.h"
+
+#include "platform/ldap/host_network.h"
+#include "platform/ldap/ldap_engine.h"
+#include "platform/ldap/ldap_probe.h"
+
+using namespace rehome;
+
+int main(int argc, char** argv) {
+    const QString title = QStringLiteral("Rehome bench");
+    return app::runProgram(argc, argv, title, [&](app::Application& application) {
+        bool given = false;
+        const int port = qEnvironmentVariableIntValue("REHOME_BENCH_PORT", &given);
+        ldap::LdapEngine engine;
+        ldap::HostNetwork network;
+        ldap::LdapProbe probe(engine, network, nullptr, std::chrono::seconds(3),
+                              given ? quint16(port) : ldap::LdapProbe::EndpointMapper);
+        return app::runTool(application, {engine, probe, network}, title);
+    });
+}

@@ -1,0 +1,72 @@
+#include "platform/embedded/object.h"
+
+#include "platform/embedded/rehearsal_attributes.h"
+#include "platform/engine/escape.h"
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace rehome::embedded {
+
+namespace {
+
+const QString NameAttribute = u"distinguishedName"_s;
+
+} // namespace
+
+int AttributeNames::number(QByteArrayView name) {
+    static const QList<QByteArray> naming{"c", "cn", "dc", "displayname", "l", "name", "o", "ou"};
+    const QByteArray folded = name.toByteArray().toLower();
+    if (const auto known = m_numbers.constFind(folded); known != m_numbers.constEnd())
+        return *known;
+    const QString text = QString::fromLatin1(name);
+    m_names.push_back(
+        {text, isRehearsalAttribute(text), engine::holdsNames(text), naming.contains(folded)});
+    const int number = static_cast<int>(m_names.size()) - 1;
+    m_numbers.insert(folded, number);
+    return number;
+}
+
+const Object::Attribute* Object::find(int number) const {
+    const auto found = std::find_if(attributes.begin(), attributes.end(),
+                                    [&](const Attribute& it) { return it.number == number; });
+    return found == attributes.end() ? nullptr : &*found;
+}
+
+QList<QByteArray> Object::values(int number) const {
+    const Attribute* attribute = find(number);
+    return attribute ? attribute->values : QList<QByteArray>();
+}
+
+void Object::setValues(int number, const QList<QByteArray>& values) {
+    std::erase_if(attributes, [&](const Attribute& it) { return it.number == number; });
+    if (!values.isEmpty())
+        attributes.push_back({number, values});
+}
+
+bool hasTwice(QList<QByteArray> values) {
+    std::sort(values.begin(), values.end());
+    return std::adjacent_find(values.begin(), values.end()) != values.end();
+}
+
+Selection::Selection(const QStringList& attributes, const AttributeNames& names)
+    : m_names(names), m_all(attributes.isEmpty() || attributes.contains(u"*"_s)),
+      m_name(m_all || attributes.contains(NameAttribute, Qt::CaseInsensitive)) {
+    for (const QString& attribute : attributes)
+        if (const int number = names.find(attribute.toUtf8()); number >= 0)
+            m_numbers.push_back(number);
+}
+
+engine::Entry Selection::entry(const Object& object) const {
+    engine::Entry entry;
+    entry.distinguishedName = object.distinguishedName;
+    if (m_name && !object.distinguishedName.isEmpty())
+        entry.attributes[NameAttribute] = {object.distinguishedName.toUtf8()};
+    for (const auto& [number, values] : object.attributes)
+        if (m_all || std::find(m_numbers.begin(), m_numbers.end(), number) != m_numbers.end())
+            entry.attributes[m_names.at(number).text] = values;
+    return entry;
+}
+
+} // namespace rehome::embedded

@@ -1,0 +1,33 @@
+#!/bin/bash
+# Usage: snapshot_test.sh SNAPSHOT
+# What scripts/snapshot leaves behind, with a directory that lacks one thing after the other.
+set -euo pipefail
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cat >"$work/ldapsearch" <<'END'
+#!/bin/bash
+printf 'dn:%s\n' "$*"
+case $* in
+*namingContexts) printf '%sNamingContext: DC=t\n' configuration default ;;
+*=user*) echo "objectClass: ${NO_USER:-user}" && exit "${BROKEN:-0}" ;;
+*) printf 'objectClass: %s\n' "${NO_SERVER:-msExchExchangeServer}" "${NO_STORE:-msExchPrivateMDB}" ;;
+esac
+END
+chmod +x "$work/ldapsearch"
+export PATH=$work:$PATH
+file=$work/old.ldif
+echo before >"$file"
+chmod 644 "$file"
+
+for lack in NO_SERVER NO_STORE NO_USER BROKEN; do
+    if words=$(env $lack=7 "$1" "$file" 2>&1); then
+        echo "$lack: a snapshot was taken all the same" && exit 1
+    fi
+    [[ $lack == BROKEN || $words == *"no "*" was found below DC=t"* ]] || { echo "$words" && exit 1; }
+    [[ $(cat "$file") == before && $(ls "$work") == $'ldapsearch\nold.ldif' ]]
+done
+exec 3<"$file" # somebody who reads it already
+"$1" "$file"
+[[ $(stat -c %a "$file") == 600 && $(grep -c objectClass: "$file") == 3 && $(cat <&3) == before ]]
+[[ $("$1" | wc -l) == $(wc -l <"$file") ]]
