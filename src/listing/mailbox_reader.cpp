@@ -11,26 +11,26 @@ const QString MailboxQuery = QStringLiteral(
     "(msExchHomeServerName=*))) ))));ADsPath,displayName,distinguishedName,homeMDB,mailNickname,"
     "objectGUID,mail,legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses;subtree");
 
-QString text(const platform::RecordSet& rs, const QString& column) {
+QString text(const adsi::RecordSet& rs, const QString& column) {
     return platform::toText(rs.Fields(column));
 }
 
-bool isListed(const platform::RecordSet& rs) {
+bool isListed(const adsi::RecordSet& rs) {
     return !platform::isNull(rs.Fields(QStringLiteral("mail")).Value) &&
            !text(rs, QStringLiteral("distinguishedName"))
                 .contains(QLatin1String(",CN=Microsoft Exchange System Objects,"));
 }
 
-QString displayName(const platform::RecordSet& rs) {
+QString displayName(const adsi::RecordSet& rs) {
     return text(rs, QStringLiteral("displayName"));
 }
 
 } // namespace
 
-void MailboxReader::read(platform::Connection& connection, const QString& context,
+void MailboxReader::read(adsi::Connection& connection, const QString& context,
                          const RowSink& take) {
     const auto rs = connection.Execute(QStringLiteral("<LDAP://") + context + MailboxQuery,
-                                       platform::UnspecifiedOptions);
+                                       adsi::UnspecifiedOptions);
     if (rs->Bof())
         return;
     int rows = 0;
@@ -53,7 +53,7 @@ void MailboxReader::read(platform::Connection& connection, const QString& contex
     rs->Close();
 }
 
-void MailboxReader::readRow(Row& row, const platform::RecordSet& rs) {
+void MailboxReader::readRow(Row& row, const adsi::RecordSet& rs) {
     row.DisplayName = displayName(rs);
     const Home& home = homeOf(rs);
     row.Store = home.Store;
@@ -61,7 +61,7 @@ void MailboxReader::readRow(Row& row, const platform::RecordSet& rs) {
     row.Record = recordOf(rs, home);
 }
 
-const MailboxReader::Home& MailboxReader::homeOf(const platform::RecordSet& rs) {
+const MailboxReader::Home& MailboxReader::homeOf(const adsi::RecordSet& rs) {
     const QString dn = text(rs, QStringLiteral("homeMDB"));
     if (const auto known = m_homes.constFind(dn); known != m_homes.constEnd())
         return *known;
@@ -74,14 +74,14 @@ const MailboxReader::Home& MailboxReader::homeOf(const platform::RecordSet& rs) 
         dn, {dn, store, listed ? (*listed)->StringStatus() : topology::unreachableState()});
 }
 
-std::shared_ptr<const mailbox::MailboxUser> MailboxReader::recordOf(const platform::RecordSet& rs,
+std::shared_ptr<const mailbox::MailboxUser> MailboxReader::recordOf(const adsi::RecordSet& rs,
                                                                     const Home& home) const {
     auto user = std::make_shared<mailbox::MailboxUser>(m_platform);
     user->initFromRS(rs, home.Store, home.State, home.DN);
     return user;
 }
 
-void MailboxReader::tellWhatIsWrong(platform::RecordSet& rs) {
+void MailboxReader::tellWhatIsWrong(adsi::RecordSet& rs) {
     try {
         for (; !rs.Eof(); rs.MoveNext()) {
             if (!isListed(rs))

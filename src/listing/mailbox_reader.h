@@ -37,7 +37,7 @@ public:
     /// fails, a row cannot be read or there are more than MostRows; where a row cannot be read, the
     /// journal is told of it and of each further such user of the same result, with all that is
     /// wrong.
-    void read(platform::Connection& connection, const QString& context, const RowSink& take);
+    void read(adsi::Connection& connection, const QString& context, const RowSink& take);
 
     /// The full names of the stores that hold a listed mailbox, each once whatever its letter case,
     /// in the order of first appearance.
@@ -52,11 +52,11 @@ private:
         QString State;
     };
 
-    void readRow(Row& row, const platform::RecordSet& rs);
-    const Home& homeOf(const platform::RecordSet& rs);
-    std::shared_ptr<const mailbox::MailboxUser> recordOf(const platform::RecordSet& rs,
+    void readRow(Row& row, const adsi::RecordSet& rs);
+    const Home& homeOf(const adsi::RecordSet& rs);
+    std::shared_ptr<const mailbox::MailboxUser> recordOf(const adsi::RecordSet& rs,
                                                          const Home& home) const;
-    void tellWhatIsWrong(platform::RecordSet& rs);
+    void tellWhatIsWrong(adsi::RecordSet& rs);
 
     const platform::Platform& m_platform;
     const topology::StoreCatalogue& m_storeList;

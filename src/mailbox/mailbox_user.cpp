@@ -41,10 +41,9 @@ platform::Value unpacked(const QByteArray& pieces) {
 }
 
 /// The store that holds the user's mailbox, empty where there is none.
-QString homeOf(platform::IADsUser& user) {
+QString homeOf(adsi::IADsUser& user) {
     try {
-        const QString name = QStringLiteral("homeMDB");
-        return platform::toText({name, QString(), user.Get(name)});
+        return user.GetText(QStringLiteral("homeMDB"));
     } catch (const Error&) {
         return QString();
     }
@@ -52,7 +51,7 @@ QString homeOf(platform::IADsUser& user) {
 
 } // namespace
 
-bool MailboxUser::initFromRS(const platform::RecordSet& rs, const QString& SourceStore,
+bool MailboxUser::initFromRS(const adsi::RecordSet& rs, const QString& SourceStore,
                              const QString& SourceStoreState, const QString& SourceStoreDN) {
     m_guid = topology::OctetsToGuid(rs.Fields(QStringLiteral("objectGUID")).Value);
     m_mail = platform::toText(rs.Fields(QStringLiteral("mail"))).toUtf8();
@@ -63,7 +62,7 @@ bool MailboxUser::initFromRS(const platform::RecordSet& rs, const QString& Sourc
     return false;
 }
 
-std::unique_ptr<platform::IADsUser> MailboxUser::bindUser(platform::Purpose purpose) const {
+std::unique_ptr<adsi::IADsUser> MailboxUser::bindUser(adsi::Purpose purpose) const {
     QString guid = GetID();
     guid.remove(u'{').remove(u'}');
     return m_platform.Directory.BindUser(QStringLiteral("LDAP://<GUID=") + guid + u'>', purpose);
@@ -78,7 +77,7 @@ QString MailboxUser::label() const {
 }
 
 QString MailboxUser::GetRealMail() const {
-    const auto user = bindUser(platform::Purpose::Read);
+    const auto user = bindUser(adsi::Purpose::Read);
     try {
         return user->EmailAddress();
     } catch (const std::exception&) {
@@ -88,7 +87,7 @@ QString MailboxUser::GetRealMail() const {
 
 void MailboxUser::UpdateEmail() const {
     try {
-        const auto user = bindUser(platform::Purpose::Change);
+        const auto user = bindUser(adsi::Purpose::Change);
         user->setEmailAddress(GetMail());
         user->Put(ProxyAddresses, unpacked(m_proxyAddresses));
         user->SetInfo();
@@ -104,7 +103,7 @@ void MailboxUser::UpdateEmail() const {
 
 bool MailboxUser::CreateUserMailbox(const QString& newHomeMDB) const {
     try {
-        const auto user = bindUser(platform::Purpose::Change);
+        const auto user = bindUser(adsi::Purpose::Change);
         const auto mailbox = m_platform.Exchange.MailboxStoreOf(*user);
         mailbox->CreateMailbox(QStringLiteral("LDAP://") + newHomeMDB);
         user->SetInfo();
@@ -132,7 +131,7 @@ QString MailboxUser::whatNow() const {
         "apply this run's recovery record (ldapmodify -c -f and the file that holds the standard "
         "error stream).");
     try {
-        const QString home = homeOf(*bindUser(platform::Purpose::Read));
+        const QString home = homeOf(*bindUser(adsi::Purpose::Read));
         if (!home.isEmpty())
             return text +
                    QStringLiteral("%1 has a mailbox on %2. Mend the cause and move it again.")
@@ -153,7 +152,7 @@ QString MailboxUser::whatNow() const {
 void MailboxUser::DropUserMailbox() const {
     m_dropRefusal = QString();
     try {
-        const auto user = bindUser(platform::Purpose::Change);
+        const auto user = bindUser(adsi::Purpose::Change);
         const auto mailbox = m_platform.Exchange.MailboxStoreOf(*user);
         const QString from = homeOf(*user);
         mailbox->DeleteMailbox();

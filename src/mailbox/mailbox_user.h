@@ -28,7 +28,7 @@ public:
 
     /// Takes over the record set's current row. Throws Error where a column cannot be read or
     /// "mail" is null. The result means nothing.
-    bool initFromRS(const platform::RecordSet& rs, const QString& SourceStore,
+    bool initFromRS(const adsi::RecordSet& rs, const QString& SourceStore,
                     const QString& SourceStoreState, const QString& SourceStoreDN = {});
 
     /// What the journal calls it.
@@ -56,7 +56,7 @@ public:
     void DropUserMailbox() const;
 
 private:
-    std::unique_ptr<platform::IADsUser> bindUser(platform::Purpose purpose) const;
+    std::unique_ptr<adsi::IADsUser> bindUser(adsi::Purpose purpose) const;
     /// What a failed creation has left behind, and how to go on from there.
     QString whatNow() const;
 

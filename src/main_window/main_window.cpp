@@ -74,17 +74,13 @@ void frmMain::GridWindowProc() {
 
 void frmMain::Form_Load() {
     HookGridWindow();
-    const QString root = QStringLiteral("RootDSE");
-    const auto rootObject = m_platform.Directory.BindObject(QStringLiteral("LDAP://") + root);
-    const auto context = [&](const QString& name) {
-        return platform::toText({name, root, rootObject->Get(name)});
-    };
-    m_state.DefaultNamingContext = context(QStringLiteral("defaultNamingContext"));
-    m_state.ConfigNamingContext = context(QStringLiteral("configurationNamingContext"));
+    const auto root = m_platform.Directory.BindObject(QStringLiteral("LDAP://RootDSE"));
+    m_state.DefaultNamingContext = root->GetText(QStringLiteral("defaultNamingContext"));
+    m_state.ConfigNamingContext = root->GetText(QStringLiteral("configurationNamingContext"));
     m_state.DirConnection = m_platform.Directory.CreateConnection();
     m_state.DirConnection->setProvider(QStringLiteral("ADSDSOObject"));
     m_state.DirConnection->Open(QStringLiteral("ADs Provider"), QString(), QString(),
-                                platform::UnspecifiedOptions);
+                                adsi::UnspecifiedOptions);
     m_list.RefreshIt();
 }
 

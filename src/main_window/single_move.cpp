@@ -2,7 +2,7 @@
 
 #include "main_window/columns.h"
 #include "platform/shown_text.h"
-#include "topology/text_case.h"
+#include "platform/text_case.h"
 
 namespace rehome::main_window {
 
@@ -12,7 +12,7 @@ bool SingleMove::movesNothing(const QString& picked) const {
         return true;
     const auto* user = m_state.GridMailboxes.find(m_controls.msfgMain->Row());
     // Texts that differ in letter case alone are left to the comparison above.
-    return user && topology::upperCase(picked) != topology::upperCase(shown) &&
+    return user && platform::upperCase(picked) != platform::upperCase(shown) &&
            mailbox::isOn(**user, picked, m_state.StoreList);
 }
 

@@ -22,7 +22,7 @@ enum class Source : qint16 {
 struct State {
     QString DefaultNamingContext; ///< the root object's "defaultNamingContext"
     QString ConfigNamingContext;  ///< the root object's "configurationNamingContext"
-    std::unique_ptr<platform::Connection> DirConnection;
+    std::unique_ptr<adsi::Connection> DirConnection;
     topology::KeyedCollection<QString> ServerNames;
     topology::KeyedCollection<QString> ServerDNs; ///< keyed by server name
     topology::StoreCatalogue StoreList;

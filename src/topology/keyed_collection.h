@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/error.h"
-#include "topology/text_case.h"
+#include "platform/text_case.h"
 
 #include <QHash>
 #include <QString>
@@ -19,7 +19,7 @@ public:
 
     /// Throws Error where the key is present already.
     void Add(Item item, const QString& key) {
-        const QString folded = upperCase(key);
+        const QString folded = platform::upperCase(key);
         if (m_positions.contains(folded))
             throw Error(QStringLiteral("There are two entries of the name \"%1\", and only one can "
                                        "be kept.")
@@ -30,7 +30,7 @@ public:
 
     /// Null where there is no such key.
     const Item* find(const QString& key) const {
-        const auto found = m_positions.constFind(upperCase(key));
+        const auto found = m_positions.constFind(platform::upperCase(key));
         return found == m_positions.constEnd() ? nullptr : &m_items[*found];
     }
 

@@ -2,6 +2,7 @@
 
 #include "platform/engine/guid.h"
 #include "platform/error.h"
+#include "platform/text_case.h"
 
 #include <limits>
 
@@ -62,7 +63,7 @@ QString MakeStoreFullName(const QString& server, const QString& group, const QSt
 }
 
 QString GuidToString(const QUuid& guid) {
-    return guid.toString(QUuid::WithBraces).toUpper();
+    return platform::upperCase(guid.toString(QUuid::WithBraces));
 }
 
 QUuid OctetsToGuid(const platform::Value& value) {

@@ -2,17 +2,15 @@
 
 namespace rehome::topology {
 
-void GetExchServers(platform::DirectoryServices& directory, KeyedCollection<QString>& ServerNames,
+void GetExchServers(adsi::DirectoryServices& directory, KeyedCollection<QString>& ServerNames,
                     KeyedCollection<QString>& ServerDNs) {
     const auto root = directory.BindObject(QStringLiteral("LDAP://RootDSE"));
-    const QString attribute = QStringLiteral("configurationNamingContext");
-    const QString context =
-        platform::toText({attribute, QStringLiteral("RootDSE"), root->Get(attribute)});
+    const QString context = root->GetText(QStringLiteral("configurationNamingContext"));
 
     const auto connection = directory.CreateConnection();
     connection->setProvider(QStringLiteral("ADSDSOObject"));
     connection->Open(QStringLiteral("ADs Provider"), QString(), QString(),
-                     platform::UnspecifiedOptions);
+                     adsi::UnspecifiedOptions);
     ServerNames = {};
     ServerDNs = {};
 
@@ -20,7 +18,7 @@ void GetExchServers(platform::DirectoryServices& directory, KeyedCollection<QStr
         connection->Execute(QStringLiteral("<LDAP://") + context +
                                 QStringLiteral(">;(objectClass=msExchExchangeServer);"
                                                "name,distinguishedName,objectGUID;subtree"),
-                            platform::UnspecifiedOptions);
+                            adsi::UnspecifiedOptions);
     if (!records->Bof()) {
         records->MoveFirst();
         while (!records->Eof()) {

@@ -5,13 +5,13 @@
 
 namespace rehome::adsi {
 
-EntryRecordSet::EntryRecordSet(std::shared_ptr<ConnectionSession> connection,
-                               const engine::SearchRequest& request)
+RecordSet::RecordSet(std::shared_ptr<ConnectionSession> connection,
+                     const engine::SearchRequest& request)
     : m_connection(std::move(connection)), m_entries(m_connection->session->search(request)),
       m_columns(request.attributes), m_current(m_entries->next()), m_empty(!m_current) {
 }
 
-void EntryRecordSet::requireRecord(const char* operation) const {
+void RecordSet::requireRecord(const char* operation) const {
     if (!m_entries || !m_connection->session)
         throw Error(QStringLiteral("%1: the record set or its connection is closed.")
                         .arg(QLatin1String(operation)));
@@ -20,27 +20,27 @@ void EntryRecordSet::requireRecord(const char* operation) const {
                         .arg(QLatin1String(operation)));
 }
 
-void EntryRecordSet::MoveFirst() {
+void RecordSet::MoveFirst() {
     requireRecord("MoveFirst");
     if (!m_onFirst)
         throw Error(QStringLiteral("MoveFirst: the record set is read forwards only, and its first "
                                    "record has been passed."));
 }
 
-void EntryRecordSet::MoveNext() {
+void RecordSet::MoveNext() {
     requireRecord("MoveNext");
     m_onFirst = false;
     m_current.reset();
     m_current = m_entries->next();
 }
 
-void EntryRecordSet::Close() {
+void RecordSet::Close() {
     m_current.reset();
     m_entries.reset();
     m_connection.reset();
 }
 
-platform::Field EntryRecordSet::Fields(const QString& name) const {
+platform::Field RecordSet::Fields(const QString& name) const {
     requireRecord("Fields");
     if (!m_columns.contains(name, Qt::CaseInsensitive))
         throw Error(QStringLiteral("The search did not ask for the attribute \"%1\".").arg(name));

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/adsi/directory.h"
+#include "platform/adsi/directory_services.h"
 #include "platform/engine/exchange_probe.h"
-#include "platform/exchange_management.h"
+#include "platform/exchange/person_interfaces.h"
 
 #include <optional>
 
@@ -12,7 +12,7 @@ namespace rehome::exchange {
 /// `proxyAddresses`.
 class PersonObject final : public platform::Person, private platform::IDataSource {
 public:
-    PersonObject(adsi::Directory& directory, engine::ExchangeProbe& probe)
+    PersonObject(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe)
         : m_directory(directory), m_probe(probe) {}
 
     platform::IDataSource& DataSource() override { return *this; }
@@ -21,7 +21,7 @@ public:
 private:
     void Open(const QString& address, const platform::OpenArguments& arguments) override;
 
-    adsi::Directory& m_directory;
+    adsi::DirectoryServices& m_directory;
     engine::ExchangeProbe& m_probe;
     std::optional<engine::Entry> m_user;
 };

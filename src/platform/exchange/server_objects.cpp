@@ -1,7 +1,7 @@
 #include "platform/exchange/server_objects.h"
 
 #include "platform/error.h"
-#include "platform/exchange/data_source.h"
+#include "platform/exchange/opening.h"
 
 namespace rehome::exchange {
 
@@ -63,13 +63,13 @@ QStringList NamedObject::children(engine::Scope scope, const QString& objectClas
     return names;
 }
 
-ServerObject::ServerObject(adsi::Directory& directory, engine::ExchangeProbe& probe)
+ExchangeServer::ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe)
     : NamedObject(directory, QStringLiteral("msExchExchangeServer"),
                   QStringLiteral("an Exchange server")),
       m_probe(probe) {
 }
 
-void ServerObject::opening(const engine::Entry& server) {
+void ExchangeServer::opening(const engine::Entry& server) {
     if (server.values(QStringLiteral("legacyExchangeDN")).isEmpty())
         throw Error(QStringLiteral("The server %1 has no attribute \"legacyExchangeDN\", or it may "
                                    "not be read: no mailbox could be created there.")
@@ -77,31 +77,31 @@ void ServerObject::opening(const engine::Entry& server) {
     m_probe.checkServer(server.distinguishedName);
 }
 
-QStringList ServerObject::StorageGroups() {
+QStringList ExchangeServer::StorageGroups() {
     return children(engine::Scope::Subtree, QStringLiteral("msExchStorageGroup"));
 }
 
-StorageGroupObject::StorageGroupObject(adsi::Directory& directory)
+StorageGroup::StorageGroup(adsi::DirectoryServices& directory)
     : NamedObject(directory, QStringLiteral("msExchStorageGroup"),
                   QStringLiteral("a storage group")) {
 }
 
-QStringList StorageGroupObject::MailboxStoreDBs() {
+QStringList StorageGroup::MailboxStoreDBs() {
     return children(engine::Scope::OneLevel, QStringLiteral("msExchPrivateMDB"));
 }
 
-MailboxStoreObject::MailboxStoreObject(adsi::Directory& directory, engine::ExchangeProbe& probe)
+MailboxStoreDB::MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe)
     : NamedObject(directory, QStringLiteral("msExchPrivateMDB"), QStringLiteral("a mailbox store")),
       m_probe(probe) {
 }
 
-platform::Field MailboxStoreObject::Fields(const QString& name) {
+platform::Field MailboxStoreDB::Fields(const QString& name) const {
     if (name.compare(QLatin1String("distinguishedName"), Qt::CaseInsensitive) != 0)
         throw Error(QStringLiteral("A mailbox store has no field \"%1\".").arg(name));
     return {name, entry().distinguishedName, entry().distinguishedName};
 }
 
-qint16 MailboxStoreObject::Status() {
+qint16 MailboxStoreDB::Status() const {
     return m_probe.storeStatus(entry().distinguishedName);
 }
 

@@ -3,11 +3,11 @@
 #include "main_window/list_combo.h"
 #include "main_window/main_window.h"
 #include "platform/engine_contract.h"
-#include "platform/exchange/exchange_objects.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
 #include "platform/ldap/tcp_check.h"
+#include "platform/platform.h"
 #include "support/recorded_calls.h"
 #include "support/test_desktop.h"
 
@@ -74,9 +74,7 @@ struct Live {
     test::TestJournal journal;
     platform::Journal& used;
     test::TestDesktop desktop;
-    adsi::Directory directory{observed, used};
-    exchange::ExchangeObjects exchange{directory, probe};
-    platform::Platform platform{directory, exchange, network, desktop, used};
+    platform::Platform platform{observed, probe, network, desktop, used};
     main_window::frmMain frame{platform, "Rehome"};
     main_window::FlexGrid& grid = *frame.findChild<main_window::FlexGrid*>();
     main_window::ListCombo& chooser = *frame.findChild<main_window::ListCombo*>("comboStoreName");

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/engine/engine.h"
-#include "platform/exchange_management.h"
+#include "platform/exchange/person_interfaces.h"
 
 #include <QString>
 
