@@ -16,8 +16,14 @@ QByteArray packed(const platform::Value& value) {
     const auto* texts = std::get_if<QStringList>(&value);
     if (!texts && !platform::isNull(value))
         throw Error(QStringLiteral("A user's proxy addresses are not a list of texts."));
+    if (!texts)
+        return {};
+    qsizetype least = 0;
+    for (const QString& text : *texts)
+        least += qsizetype(sizeof(quint32)) + text.size();
     QByteArray pieces;
-    for (const QString& text : texts ? *texts : QStringList()) {
+    pieces.reserve(least);
+    for (const QString& text : *texts) {
         const QByteArray utf8 = text.toUtf8();
         const auto size = static_cast<quint32>(utf8.size());
         pieces.append(reinterpret_cast<const char*>(&size), sizeof size).append(utf8);

@@ -14,23 +14,22 @@ bool isOneOf(const QString& attribute, std::initializer_list<const char*> names)
     });
 }
 
-bool isOctetString(const QString& attribute) {
-    return isOneOf(attribute, {"objectGUID", "objectSid", "msExchMailboxGuid",
-                               "msExchMailboxSecurityDescriptor"});
-}
-
-bool isMultiValued(const QString& attribute) {
-    return isOneOf(attribute, {"proxyAddresses", "objectClass", "networkAddress"});
-}
-
 } // namespace
 
-platform::Value valueOf(const QString& attribute, const QList<QByteArray>& values) {
+Syntax syntaxOf(const QString& attribute) {
+    if (isOneOf(attribute, {"objectGUID", "objectSid", "msExchMailboxGuid",
+                            "msExchMailboxSecurityDescriptor"}))
+        return Syntax::Octets;
+    const bool list = isOneOf(attribute, {"proxyAddresses", "objectClass", "networkAddress"});
+    return list ? Syntax::Texts : Syntax::Text;
+}
+
+platform::Value valueOf(Syntax syntax, const QList<QByteArray>& values) {
     if (values.isEmpty())
         return {};
-    if (isOctetString(attribute))
+    if (syntax == Syntax::Octets)
         return values.constFirst();
-    if (values.size() == 1 && !isMultiValued(attribute))
+    if (syntax == Syntax::Text && values.size() == 1)
         return QString::fromUtf8(values.constFirst());
     QStringList texts;
     for (const QByteArray& value : values)

@@ -75,7 +75,7 @@ void IADs::load(const QStringList& names) {
 platform::Value IADs::Get(const QString& name) {
     if (!m_loaded.contains(name, Qt::CaseInsensitive))
         load({name});
-    const auto found = valueOf(name, cached(name));
+    const auto found = valueOf(syntaxOf(name), cached(name));
     if (platform::isNull(found))
         throw Error(QStringLiteral("The object \"%1\" has no attribute \"%2\", or it may not be "
                                    "read.")

@@ -1,14 +1,17 @@
 #include "platform/adsi/record_set.h"
 
-#include "platform/adsi/attribute_syntax.h"
 #include "platform/error.h"
+
+#include <algorithm>
 
 namespace rehome::adsi {
 
 RecordSet::RecordSet(std::shared_ptr<ConnectionSession> connection,
                      const engine::SearchRequest& request)
     : m_connection(std::move(connection)), m_entries(m_connection->session->search(request)),
-      m_columns(request.attributes), m_current(m_entries->next()), m_empty(!m_current) {
+      m_current(m_entries->next()), m_empty(!m_current) {
+    for (const QString& name : request.attributes)
+        m_columns.push_back({name, syntaxOf(name)});
 }
 
 void RecordSet::requireRecord(const char* operation) const {
@@ -42,9 +45,14 @@ void RecordSet::Close() {
 
 platform::Field RecordSet::Fields(const QString& name) const {
     requireRecord("Fields");
-    if (!m_columns.contains(name, Qt::CaseInsensitive))
+    const auto column = std::find_if(m_columns.begin(), m_columns.end(), [&](const Column& asked) {
+        return asked.Name.size() == name.size() &&
+               asked.Name.compare(name, Qt::CaseInsensitive) == 0;
+    });
+    if (column == m_columns.end())
         throw Error(QStringLiteral("The search did not ask for the attribute \"%1\".").arg(name));
-    return {name, m_current->distinguishedName, valueOf(name, m_current->values(name))};
+    return {name, m_current->distinguishedName,
+            valueOf(column->Shape, m_current->values(column->Name))};
 }
 
 } // namespace rehome::adsi

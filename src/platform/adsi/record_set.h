@@ -1,10 +1,12 @@
 #pragma once
 
+#include "platform/adsi/attribute_syntax.h"
 #include "platform/engine/engine.h"
 #include "platform/value.h"
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace rehome::adsi {
 
@@ -36,12 +38,17 @@ public:
     platform::Field Fields(const QString& name) const;
 
 private:
+    struct Column {
+        QString Name;
+        Syntax Shape;
+    };
+
     void requireRecord(const char* operation) const;
 
     // The entries need the session, so it is declared, and therefore destroyed, around them.
     std::shared_ptr<ConnectionSession> m_connection;
     std::unique_ptr<engine::Entries> m_entries;
-    QStringList m_columns;
+    std::vector<Column> m_columns;
     std::optional<engine::Entry> m_current;
     bool m_empty = true;
     bool m_onFirst = true;
