@@ -11,13 +11,15 @@ using namespace rehome;
 
 int main(int argc, char** argv) {
     const QString title = QStringLiteral("Rehome bench");
-    return app::runProgram(argc, argv, title, [&](app::Application& application) {
-        bool given = false;
-        const int port = qEnvironmentVariableIntValue("REHOME_BENCH_PORT", &given);
-        ldap::LdapEngine engine;
-        ldap::HostNetwork network;
-        ldap::LdapProbe probe(engine, network, nullptr, std::chrono::seconds(3),
-                              given ? quint16(port) : ldap::LdapProbe::EndpointMapper);
-        return app::runTool(application, {engine, probe, network}, title);
-    });
+    return app::runProgram(
+        argc, argv, title, journal::KeptJournal::Of::LiveDirectory,
+        [&](app::Application& application) {
+            bool given = false;
+            const int port = qEnvironmentVariableIntValue("REHOME_BENCH_PORT", &given);
+            ldap::LdapEngine engine;
+            ldap::HostNetwork network;
+            ldap::LdapProbe probe(engine, network, nullptr, std::chrono::seconds(3),
+                                  given ? quint16(port) : ldap::LdapProbe::EndpointMapper);
+            return app::runTool(application, {engine, probe, network}, title);
+        });
 }

@@ -200,14 +200,17 @@ private Q_SLOTS:
         journal::KeptJournal kept(journal::KeptJournal::Of::LiveDirectory, file.handle());
         Live live(&kept);
         QCOMPARE(live.move("many", m_storeName), moved);
+        QVERIFY(file.write("a library: has something to say\n") > 0 && file.flush());
         QCOMPARE(live.move("many", m_groupName + "Accounts, Sales"), moved);
         QCOMPARE(live.move("änderte", m_storeName), moved);
         change("dn: " + user("änderte") + "\nchangetype: modify\nreplace: mail\nmail: new@x\n");
         for (const auto& record : live.frame.state().MovedMailboxes)
             record->UpdateEmail();
         QVERIFY(attributes() != before);
-        QCOMPARE(QProcess::execute("ldapmodify", {"-QNY", "GSSAPI", "-f", file.fileName()}), 0);
+        QCOMPARE(QProcess::execute("ldapmodify", {"-cQNY", "GSSAPI", "-f", file.fileName()}), 0);
         QVERIFY(attributes() == before);
+        for (const QString& name : names)
+            change("dn: " + user(name) + "\nchangetype: delete\n");
     }
 
     void goesByWhatHasBecomeOfUserAndStore() {
