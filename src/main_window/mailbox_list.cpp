@@ -123,6 +123,7 @@ void MailboxList::finish(const topology::KeyedCollection<QString>& sourceStores)
     grid.setScrollBars(FlexGrid::Bars::Both);
     m_state.SourceStoreName.clear();
     m_state.DestStoreName.clear();
+    grid.setCol(StoreColumn);
     grid.bringCurrentCellIntoView();
     m_chooser.showOverStore();
     m_controls.enableInOrder(*m_controls.btnRefresh, *m_controls.btnMove);

@@ -1,26 +1,17 @@
 #include "platform/adsi/attribute_syntax.h"
 
-#include <QStringList>
+#include "platform/engine/attribute_kind.h"
 
-#include <algorithm>
+#include <QStringList>
 
 namespace rehome::adsi {
 
-namespace {
-
-bool isOneOf(const QString& attribute, std::initializer_list<const char*> names) {
-    return std::any_of(names.begin(), names.end(), [&](const char* name) {
-        return attribute.compare(QLatin1String(name), Qt::CaseInsensitive) == 0;
-    });
-}
-
-} // namespace
-
 Syntax syntaxOf(const QString& attribute) {
-    if (isOneOf(attribute, {"objectGUID", "objectSid", "msExchMailboxGuid",
-                            "msExchMailboxSecurityDescriptor"}))
+    const QByteArray name = attribute.toLatin1();
+    if (engine::isOctetString({name.constData(), std::size_t(name.size())}))
         return Syntax::Octets;
-    const bool list = isOneOf(attribute, {"proxyAddresses", "objectClass", "networkAddress"});
+    const auto is = [&](const char* other) { return qstricmp(name.constData(), other) == 0; };
+    const bool list = is("proxyAddresses") || is("objectClass") || is("networkAddress");
     return list ? Syntax::Texts : Syntax::Text;
 }
 
