@@ -3,6 +3,7 @@
 
 #include "app/composition.h"
 
+#include "platform/http/directory_only_opener.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
@@ -20,6 +21,7 @@ int main(int argc, char** argv) {
             ldap::HostNetwork network;
             ldap::LdapProbe probe(engine, network, nullptr, std::chrono::seconds(3),
                                   given ? quint16(port) : ldap::LdapProbe::EndpointMapper);
-            return app::runTool(application, {engine, probe, network}, title);
+            http::DirectoryOnlyOpener opener(application.journal());
+            return app::runTool(application, {engine, probe, opener, network}, title);
         });
 }

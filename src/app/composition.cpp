@@ -28,8 +28,8 @@ void endedByExit() {
 }
 
 int runWindow(Application& application, const Engines& engines, const QString& caption) {
-    const platform::Platform platform(engines.directory, engines.probe, engines.network,
-                                      application, application.journal());
+    const platform::Platform platform(engines.directory, engines.probe, engines.opener,
+                                      engines.network, application, application.journal());
     main_window::frmMain window(platform, caption);
     window.Form_Load();
     window.show();
@@ -41,8 +41,8 @@ int runReporting(Application& application, const Engines& engines, const QString
     if (!progress.shown())
         return runWindow(application, engines, caption);
     ProgressObserver observer(progress);
-    engine::ObservedEngine observed(engines.directory, engines.probe, observer);
-    return runWindow(application, {observed, observed, engines.network}, caption);
+    engine::ObservedEngine observed(engines.directory, engines.probe, engines.opener, observer);
+    return runWindow(application, {observed, observed, observed, engines.network}, caption);
 }
 
 } // namespace
@@ -67,8 +67,8 @@ int runProgram(int argc, char** argv, const QString& title, journal::KeptJournal
 int runTool(Application& application, const Engines& engines, const QString& caption) {
     if (traceCategory().isDebugEnabled()) {
         Trace trace;
-        engine::ObservedEngine traced(engines.directory, engines.probe, trace);
-        return runReporting(application, {traced, traced, engines.network}, caption);
+        engine::ObservedEngine traced(engines.directory, engines.probe, engines.opener, trace);
+        return runReporting(application, {traced, traced, traced, engines.network}, caption);
     }
     return runReporting(application, engines, caption);
 }

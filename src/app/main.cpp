@@ -1,5 +1,7 @@
 #include "app/composition.h"
 
+#include "platform/http/directory_only_opener.h"
+#include "platform/http/http_opener.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
@@ -24,15 +26,18 @@ QString whoWorks() {
 int work(app::Application& application, const QString& title) {
     // Whoever names a file here believes that they are rehearsing.
     if (QApplication::arguments().size() > 1)
-        throw Error(QStringLiteral("rehome works on the directory itself and takes no arguments. "
-                                   "To rehearse on a file, run rehome-rehearsal."));
+        throw Error(QStringLiteral("rehome %1 works on the directory itself and takes no "
+                                   "arguments. To rehearse on a file, run rehome-rehearsal.")
+                        .arg(app::version()));
     application.journal().Tell(platform::Event::Remark, whoWorks(), {});
     ldap::LdapSettings settings;
     settings.interruption = &application.interruption();
     ldap::LdapEngine engine(settings);
     ldap::HostNetwork network;
     ldap::LdapProbe probe(engine, network, settings.interruption);
-    return app::runTool(application, {engine, probe, network}, title);
+    http::DirectoryOnlyOpener directoryOnly(application.journal());
+    http::HttpOpener opener(directoryOnly, {}, settings.interruption);
+    return app::runTool(application, {engine, probe, opener, network}, title);
 }
 
 } // namespace

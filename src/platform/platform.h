@@ -14,9 +14,9 @@ class Platform {
     exchange::ExchangeManagement m_exchange;
 
 public:
-    Platform(engine::Engine& engine, engine::ExchangeProbe& probe, platform::Network& network,
-             platform::Desktop& desktop, platform::Journal& journal)
-        : m_directory(engine, journal), m_exchange(m_directory, probe), Network(network),
+    Platform(engine::Engine& engine, engine::ExchangeProbe& probe, engine::MailboxOpener& opener,
+             platform::Network& network, platform::Desktop& desktop, platform::Journal& journal)
+        : m_directory(engine, journal), m_exchange(m_directory, probe, opener), Network(network),
           Desktop(desktop), Journal(journal) {}
     Platform(const Platform&) = delete;
     Platform& operator=(const Platform&) = delete;

@@ -114,7 +114,7 @@ bool frmRecreateMailboxStatus::RepopulateMailbox(const mailbox::MailboxUser& rec
         const QString url = QStringLiteral("mailto:") + record.GetRealMail();
         const auto person = m_platform.Exchange.CreatePerson();
         person->DataSource().Open(url);
-        person->Mailbox()->FolderLocation();
+        person->Mailbox().FolderLocation();
         m_platform.Journal.Tell(platform::Event::Opened, QStringLiteral("opened"), record.label());
         return true;
     } catch (const std::exception& error) {
@@ -125,6 +125,7 @@ bool frmRecreateMailboxStatus::RepopulateMailbox(const mailbox::MailboxUser& rec
 }
 
 void frmRecreateMailboxStatus::tmrElapsed_Timer() {
+    m_platform.Exchange.BeginRound();
     for (const auto& record : *m_targetMailboxes) {
         if (!topology::CollectionContains(record->GetID(), m_repopulatedMailboxes) &&
             RepopulateMailbox(*record))

@@ -6,6 +6,7 @@
 #include "support/rehearsal.h"
 
 #include <QDialog>
+#include <QIcon>
 #include <QLabel>
 #include <QProcess>
 #include <QPushButton>
@@ -70,10 +71,11 @@ int move(app::Application& application, const QByteArray& what) {
     auto organisation = embedded::readOrganisation(test::smallOrganisation().ldif(), "test");
     embedded::EmbeddedEngine engine(organisation);
     embedded::EmbeddedProbe probe(organisation);
+    embedded::EmbeddedOpener opener(organisation);
     embedded::EmbeddedNetwork network(organisation);
     Asking asking;
-    engine::ObservedEngine observed(engine, probe, asking);
-    const platform::Platform platform(observed, observed, network, application,
+    engine::ObservedEngine observed(engine, probe, opener, asking);
+    const platform::Platform platform(observed, observed, observed, network, application,
                                       application.journal());
     main_window::frmMain frame(platform, "Test");
     frame.Form_Load();
@@ -108,6 +110,8 @@ int child(int argc, char** argv) {
     return app::runProgram(
         argc, argv, "Test", journal::KeptJournal::Of::LiveDirectory,
         [&](app::Application& application) {
+            if (!application.windowIcon().availableSizes().contains({16, 16}))
+                qFatal("no icon");
             QTimer answer;
             QObject::connect(&answer, &QTimer::timeout, [&] {
                 QWidget* box = QApplication::activeModalWidget();

@@ -195,7 +195,7 @@ private Q_SLOTS:
         const auto opens = [&](const char* address) {
             const auto person = r.platform.Exchange.CreatePerson();
             person->DataSource().Open(address, {});
-            return !person->Mailbox()->FolderLocation().isEmpty();
+            return !person->Mailbox().FolderLocation().isEmpty();
         };
         QVERIFY(opens("mailto:u4@t") && opens("mailto:STAR*@t"));
         for (const char* wrong : {"u4@t", "mailto:", "mailto:*@t", "mailto:nobody@t", "mailto:u1@t",

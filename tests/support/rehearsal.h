@@ -2,6 +2,7 @@
 
 #include "platform/embedded/embedded_engine.h"
 #include "platform/embedded/embedded_network.h"
+#include "platform/embedded/embedded_opener.h"
 #include "platform/embedded/embedded_probe.h"
 #include "platform/embedded/organisation_file.h"
 #include "platform/platform.h"
@@ -29,12 +30,13 @@ struct Rehearsal {
     embedded::Organisation organisation;
     embedded::EmbeddedEngine engine{organisation};
     embedded::EmbeddedProbe probe{organisation};
+    embedded::EmbeddedOpener opener{organisation};
     embedded::EmbeddedNetwork network{organisation};
     RecordedCalls calls;
-    engine::ObservedEngine observed{engine, probe, calls};
+    engine::ObservedEngine observed{engine, probe, opener, calls};
     TestJournal journal;
     TestDesktop desktop;
-    platform::Platform platform{observed, observed, network, desktop, journal};
+    platform::Platform platform{observed, observed, observed, network, desktop, journal};
 };
 
 } // namespace rehome::test

@@ -97,9 +97,10 @@ def by_guid(name):
     return "dn: CN=" + base64.b64decode(name[1]).decode()[6:-1]
 
 
-def exits(main, key="alt+x", picture="summary", slow=0, traced=False):
+def exits(main, key="alt+x", picture="summary", slow=0, traced=False, meanwhile=lambda: None):
     moved = main.expected.moved
     xdotool("key", key)
+    meanwhile()
     if slow:
         until("all but the slow mailboxes are repopulated", lambda: main.progress()[:-1] == [
             "Please wait, repopulating mailboxes to Exchange store...", "Repopulated:",

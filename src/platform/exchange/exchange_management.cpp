@@ -1,7 +1,5 @@
 #include "platform/exchange/exchange_management.h"
 
-#include "platform/exchange/person.h"
-
 namespace rehome::exchange {
 
 std::unique_ptr<ExchangeServer> ExchangeManagement::CreateExchangeServer() {
@@ -17,8 +15,13 @@ std::unique_ptr<MailboxStoreDB> ExchangeManagement::CreateMailboxStoreDB() {
     return std::make_unique<MailboxStoreDB>(m_directory, m_probe);
 }
 
-std::unique_ptr<platform::Person> ExchangeManagement::CreatePerson() {
-    return std::make_unique<PersonObject>(m_directory, m_probe);
+std::unique_ptr<Person> ExchangeManagement::CreatePerson() {
+    return std::make_unique<Person>(m_directory, m_probe, m_opener, m_round);
+}
+
+void ExchangeManagement::BeginRound() noexcept {
+    m_round.states.clear();
+    m_opener.beginRound();
 }
 
 std::unique_ptr<IMailboxStore> ExchangeManagement::MailboxStoreOf(adsi::IADsUser& user) {

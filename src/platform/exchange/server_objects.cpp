@@ -1,12 +1,11 @@
 #include "platform/exchange/server_objects.h"
 
 #include "platform/error.h"
-#include "platform/exchange/opening.h"
 
 namespace rehome::exchange {
 
-void requireStatedArguments(const platform::OpenArguments& arguments) {
-    const platform::OpenArguments stated;
+void requireStatedArguments(const OpenArguments& arguments) {
+    const OpenArguments stated;
     if (arguments.ActiveConnection || arguments.Mode != stated.Mode ||
         arguments.CreateOptions != stated.CreateOptions || arguments.Options != stated.Options ||
         !arguments.UserName.isEmpty() || !arguments.Password.isEmpty())
@@ -25,7 +24,7 @@ engine::Entry readObject(engine::Session& session, const QString& name, const QS
     return std::move(*found);
 }
 
-void NamedObject::Open(const QString& address, const platform::OpenArguments& arguments) {
+void NamedObject::Open(const QString& address, const OpenArguments& arguments) {
     m_entry.reset();
     requireStatedArguments(arguments);
     auto found = readObject(*m_directory.session(), address, m_class,

@@ -2,7 +2,7 @@
 
 #include "platform/adsi/directory_services.h"
 #include "platform/engine/exchange_probe.h"
-#include "platform/exchange/person_interfaces.h"
+#include "platform/exchange/opening.h"
 
 #include <optional>
 
@@ -10,12 +10,12 @@ namespace rehome::exchange {
 
 /// What the server, storage group and store objects share: opened on a distinguished name, reopened
 /// at will; a failed opening leaves the object closed.
-class NamedObject : public platform::IDataSource {
+class NamedObject : public IDataSource {
 public:
     NamedObject(adsi::DirectoryServices& directory, QString objectClass, QString kind)
         : m_directory(directory), m_class(std::move(objectClass)), m_kind(std::move(kind)) {}
 
-    void Open(const QString& address, const platform::OpenArguments& arguments) override;
+    void Open(const QString& address, const OpenArguments& arguments) override;
 
 protected:
     /// Runs after the object was read and before it counts as open; throws Error to refuse.
@@ -38,7 +38,7 @@ private:
 class ExchangeServer final : private NamedObject {
 public:
     ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
-    platform::IDataSource& DataSource() { return *this; }
+    IDataSource& DataSource() { return *this; }
     /// The distinguished names of its storage groups. Throws Error.
     QStringList StorageGroups();
 
@@ -51,7 +51,7 @@ private:
 class StorageGroup final : private NamedObject {
 public:
     explicit StorageGroup(adsi::DirectoryServices& directory);
-    platform::IDataSource& DataSource() { return *this; }
+    IDataSource& DataSource() { return *this; }
     /// The distinguished names of its mailbox stores. Throws Error.
     QStringList MailboxStoreDBs();
     QString Name() const { return nameOf(); }
@@ -61,7 +61,7 @@ public:
 class MailboxStoreDB final : private NamedObject {
 public:
     MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
-    platform::IDataSource& DataSource() { return *this; }
+    IDataSource& DataSource() { return *this; }
     /// The item "distinguishedName" and no other.
     platform::Field Fields(const QString& name) const;
     QString Name() const { return nameOf(); }

@@ -3,11 +3,14 @@
 #include "main_window/list_combo.h"
 #include "main_window/main_window.h"
 #include "platform/engine_contract.h"
+#include "platform/http/directory_only_opener.h"
+#include "platform/http/http_opener.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
 #include "platform/ldap/tcp_check.h"
 #include "platform/platform.h"
+#include "repopulation/recreate_status.h"
 #include "support/recorded_calls.h"
 #include "support/test_desktop.h"
 
@@ -69,12 +72,14 @@ struct Live {
     ldap::HostNetwork network;
     ldap::LdapProbe unrecorded{engine, network};
     test::RecordedCalls calls;
-    engine::ObservedEngine observed{engine, unrecorded, calls};
-    ldap::LdapProbe probe{observed, network}; // its round trips count too
     test::TestJournal journal;
     platform::Journal& used;
+    http::DirectoryOnlyOpener directoryOnly{used};
+    http::HttpOpener opener{directoryOnly};
+    engine::ObservedEngine observed{engine, unrecorded, opener, calls};
+    ldap::LdapProbe probe{observed, network}; // its round trips count too
     test::TestDesktop desktop;
-    platform::Platform platform{observed, probe, network, desktop, used};
+    platform::Platform platform{observed, probe, observed, network, desktop, used};
     main_window::frmMain frame{platform, "Rehome"};
     main_window::FlexGrid& grid = *frame.findChild<main_window::FlexGrid*>();
     main_window::ListCombo& chooser = *frame.findChild<main_window::ListCombo*>("comboStoreName");
@@ -157,6 +162,26 @@ private Q_SLOTS:
         QVERIFY2(refresh > 0 && refresh <= 6, qPrintable(made.join('\n')));
         // With 2 servers that answer, one that does not, 6 storage groups and 8 stores.
         QVERIFY2(made.size() <= refresh + 47, qPrintable(made.join('\n')));
+    }
+
+    void aTickTakesFewRoundTrips() {
+        Live live;
+        for (const QString name : {"Mailbox user0010", "Mailbox user0013"})
+            QCOMPARE(live.move(name, m_storeName), moved);
+        repopulation::frmRecreateMailboxStatus dialog(live.platform, nullptr);
+        auto* timer = dialog.findChild<QTimer*>("tmrElapsed");
+        dialog.Prepare(live.frame.state().MovedMailboxes);
+        QStringList& made = live.calls.made;
+        for (int tick = 0; tick < 2; ++tick) {
+            made.clear();
+            QMetaObject::invokeMethod(timer, "timeout");
+        }
+        // Three for each of the two, one for their store, one for its server.
+        QCOMPARE(made.filter("read ").size(), 5);
+        QCOMPARE(made.filter("find ").size(), 3);
+        QCOMPARE(made.filter("open ").size(), 2);
+        QCOMPARE(made.size(), 10); // no session in particular
+        QVERIFY(!dialog.IsSuccessful());
     }
 
     void whoMayNotChangesNothing() {
