@@ -3,8 +3,6 @@
 #include "app/progress_observer.h"
 #include "app/trace.h"
 #include "main_window/main_window.h"
-#include "platform/adsi/directory.h"
-#include "platform/exchange/exchange_objects.h"
 
 #include <QTime>
 
@@ -30,10 +28,8 @@ void endedByExit() {
 }
 
 int runWindow(Application& application, const Engines& engines, const QString& caption) {
-    platform::Journal& journal = application.journal();
-    adsi::Directory directory(engines.directory, journal);
-    exchange::ExchangeObjects exchange(directory, engines.probe, engines.opener);
-    const platform::Platform platform{directory, exchange, engines.network, application, journal};
+    const platform::Platform platform(engines.directory, engines.probe, engines.opener,
+                                      engines.network, application, application.journal());
     main_window::frmMain window(platform, caption);
     window.Form_Load();
     window.show();

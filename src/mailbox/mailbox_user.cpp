@@ -3,17 +3,53 @@
 #include "platform/shown_text.h"
 #include "topology/names.h"
 
+#include <cstring>
+
 namespace rehome::mailbox {
 
 namespace {
 
 const QString ProxyAddresses = QStringLiteral("ProxyAddresses");
 
+/// A list of texts in one piece of memory, each as its length and its UTF-8; null for none.
+QByteArray packed(const platform::Value& value) {
+    const auto* texts = std::get_if<QStringList>(&value);
+    if (!texts && !platform::isNull(value))
+        throw Error(QStringLiteral("A user's proxy addresses are not a list of texts."));
+    if (!texts)
+        return {};
+    qsizetype least = 0;
+    for (const QString& text : *texts)
+        least += qsizetype(sizeof(quint32)) + text.size();
+    QByteArray pieces;
+    pieces.reserve(least);
+    for (const QString& text : *texts) {
+        const QByteArray utf8 = text.toUtf8();
+        const auto size = static_cast<quint32>(utf8.size());
+        pieces.append(reinterpret_cast<const char*>(&size), sizeof size).append(utf8);
+    }
+    pieces.squeeze();
+    return pieces;
+}
+
+platform::Value unpacked(const QByteArray& pieces) {
+    if (pieces.isNull())
+        return {};
+    QStringList texts;
+    for (qsizetype at = 0; at < pieces.size();) {
+        quint32 size = 0;
+        std::memcpy(&size, pieces.constData() + at, sizeof size);
+        at += sizeof size;
+        texts += QString::fromUtf8(pieces.constData() + at, size);
+        at += size;
+    }
+    return texts;
+}
+
 /// The store that holds the user's mailbox, empty where there is none.
-QString homeOf(platform::IADsUser& user) {
+QString homeOf(adsi::IADsUser& user) {
     try {
-        const QString name = QStringLiteral("homeMDB");
-        return platform::toText({name, QString(), user.Get(name)});
+        return user.GetText(QStringLiteral("homeMDB"));
     } catch (const Error&) {
         return QString();
     }
@@ -21,29 +57,33 @@ QString homeOf(platform::IADsUser& user) {
 
 } // namespace
 
-bool MailboxUser::initFromRS(const platform::RecordSet& rs, const QString& SourceStore,
+bool MailboxUser::initFromRS(const adsi::RecordSet& rs, const QString& SourceStore,
                              const QString& SourceStoreState, const QString& SourceStoreDN) {
-    m_id = topology::OctetGuidToString(rs.Fields(QStringLiteral("objectGUID")).Value);
-    m_mail = platform::toText(rs.Fields(QStringLiteral("mail")));
-    m_proxyAddresses = rs.Fields(ProxyAddresses).Value;
+    m_guid = topology::OctetsToGuid(rs.Fields(QStringLiteral("objectGUID")).Value);
+    m_mail = platform::toText(rs.Fields(QStringLiteral("mail"))).toUtf8();
+    m_proxyAddresses = packed(rs.Fields(ProxyAddresses).Value);
     m_sourceStore = SourceStore;
     m_sourceStoreState = SourceStoreState;
     m_sourceStoreDN = SourceStoreDN;
     return false;
 }
 
-std::unique_ptr<platform::IADsUser> MailboxUser::bindUser(platform::Purpose purpose) const {
-    QString guid = m_id;
+std::unique_ptr<adsi::IADsUser> MailboxUser::bindUser(adsi::Purpose purpose) const {
+    QString guid = GetID();
     guid.remove(u'{').remove(u'}');
     return m_platform.Directory.BindUser(QStringLiteral("LDAP://<GUID=") + guid + u'>', purpose);
 }
 
+QString MailboxUser::GetID() const {
+    return topology::GuidToString(m_guid);
+}
+
 QString MailboxUser::label() const {
-    return m_mail + u' ' + m_id;
+    return GetMail() + u' ' + GetID();
 }
 
 QString MailboxUser::GetRealMail() const {
-    const auto user = bindUser(platform::Purpose::Read);
+    const auto user = bindUser(adsi::Purpose::Read);
     try {
         return user->EmailAddress();
     } catch (const std::exception&) {
@@ -53,9 +93,9 @@ QString MailboxUser::GetRealMail() const {
 
 void MailboxUser::UpdateEmail() const {
     try {
-        const auto user = bindUser(platform::Purpose::Change);
-        user->setEmailAddress(m_mail);
-        user->Put(ProxyAddresses, m_proxyAddresses);
+        const auto user = bindUser(adsi::Purpose::Change);
+        user->setEmailAddress(GetMail());
+        user->Put(ProxyAddresses, unpacked(m_proxyAddresses));
         user->SetInfo();
     } catch (const std::exception& error) {
         m_platform.Journal.Tell(platform::Event::AddressNotRestored,
@@ -69,7 +109,7 @@ void MailboxUser::UpdateEmail() const {
 
 bool MailboxUser::CreateUserMailbox(const QString& newHomeMDB) const {
     try {
-        const auto user = bindUser(platform::Purpose::Change);
+        const auto user = bindUser(adsi::Purpose::Change);
         const auto mailbox = m_platform.Exchange.MailboxStoreOf(*user);
         mailbox->CreateMailbox(QStringLiteral("LDAP://") + newHomeMDB);
         user->SetInfo();
@@ -89,7 +129,7 @@ bool MailboxUser::CreateUserMailbox(const QString& newHomeMDB) const {
 }
 
 QString MailboxUser::whatNow() const {
-    const QString who = platform::shownText(m_mail);
+    const QString who = platform::shownText(GetMail());
     QString text = QStringLiteral("\r\n\r\n");
     if (!m_dropRefusal.isNull())
         text += QStringLiteral("The mailbox of %1 was not dropped: %2\r\n").arg(who, m_dropRefusal);
@@ -97,7 +137,7 @@ QString MailboxUser::whatNow() const {
         "apply this user's record, which stands in the file of the standard error stream "
         "(ldapmodify -f).");
     try {
-        const QString home = homeOf(*bindUser(platform::Purpose::Read));
+        const QString home = homeOf(*bindUser(adsi::Purpose::Read));
         if (!home.isEmpty())
             return text +
                    QStringLiteral("%1 has a mailbox on %2. Mend the cause and move it again.")
@@ -118,7 +158,7 @@ QString MailboxUser::whatNow() const {
 void MailboxUser::DropUserMailbox() const {
     m_dropRefusal = QString();
     try {
-        const auto user = bindUser(platform::Purpose::Change);
+        const auto user = bindUser(adsi::Purpose::Change);
         const auto mailbox = m_platform.Exchange.MailboxStoreOf(*user);
         const QString from = homeOf(*user);
         mailbox->DeleteMailbox();

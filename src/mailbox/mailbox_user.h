@@ -2,7 +2,9 @@
 
 #include "platform/platform.h"
 
+#include <QByteArray>
 #include <QString>
+#include <QUuid>
 
 #include <memory>
 
@@ -22,18 +24,18 @@ public:
     /// That store's state then.
     const QString& GetSourceStoreState() const { return m_sourceStoreState; }
     /// The e-mail address when the record was made.
-    const QString& GetMail() const { return m_mail; }
+    QString GetMail() const { return QString::fromUtf8(m_mail); }
 
     /// Takes over the record set's current row. Throws Error where a column cannot be read or
     /// "mail" is null. The result means nothing.
-    bool initFromRS(const platform::RecordSet& rs, const QString& SourceStore,
+    bool initFromRS(const adsi::RecordSet& rs, const QString& SourceStore,
                     const QString& SourceStoreState, const QString& SourceStoreDN = {});
 
     /// What the journal calls it.
     QString label() const;
 
     /// The object GUID: 38 characters, braced, in capitals.
-    const QString& GetID() const { return m_id; }
+    QString GetID() const;
 
     /// The e-mail address that the directory holds now; empty where it has none or it cannot be
     /// read. Throws Error where the user cannot be bound.
@@ -54,14 +56,15 @@ public:
     void DropUserMailbox() const;
 
 private:
-    std::unique_ptr<platform::IADsUser> bindUser(platform::Purpose purpose) const;
+    std::unique_ptr<adsi::IADsUser> bindUser(adsi::Purpose purpose) const;
     /// What a failed creation has left behind, and how to go on from there.
     QString whatNow() const;
 
     const platform::Platform& m_platform;
-    QString m_id;
-    QString m_mail;
-    platform::Value m_proxyAddresses;
+    // There is one for each mailbox of the domain, so it is kept small.
+    QUuid m_guid;
+    QByteArray m_mail;           ///< UTF-8
+    QByteArray m_proxyAddresses; ///< packed
     QString m_sourceStore;
     QString m_sourceStoreState;
     mutable QString m_dropRefusal; ///< why the last drop came to nothing, null if it did not

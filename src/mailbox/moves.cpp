@@ -1,6 +1,6 @@
 #include "mailbox/moves.h"
 
-#include "topology/text_case.h"
+#include "platform/text_case.h"
 
 #include <algorithm>
 
@@ -11,9 +11,9 @@ namespace {
 /// Null where there is none.
 std::shared_ptr<const topology::StoreConfig> findStore(const QString& destination,
                                                        const topology::StoreCatalogue& StoreList) {
-    const QString wanted = topology::upperCase(destination);
+    const QString wanted = platform::upperCase(destination);
     const auto store = std::find_if(StoreList.begin(), StoreList.end(), [&](const auto& candidate) {
-        return topology::upperCase(candidate->FullName()) == wanted;
+        return platform::upperCase(candidate->FullName()) == wanted;
     });
     return store == StoreList.end() ? nullptr : *store;
 }
@@ -24,7 +24,7 @@ bool isOn(const MailboxUser& muser, const QString& destination,
           const topology::StoreCatalogue& StoreList) {
     const auto store = findStore(destination, StoreList);
     return store &&
-           topology::upperCase(store->DN()) == topology::upperCase(muser.GetSourceStoreDN());
+           platform::upperCase(store->DN()) == platform::upperCase(muser.GetSourceStoreDN());
 }
 
 bool MoveMailbox2(const std::shared_ptr<const MailboxUser>& muser, const QString& destination,

@@ -11,6 +11,9 @@ namespace rehome::mailbox {
 /// Mailbox records in order, each optionally under a key.
 using Mailboxes = topology::KeyedCollection<std::shared_ptr<const MailboxUser>>;
 
+/// Those of the list, keyed by row: "1", "2" and so on.
+using ListedMailboxes = topology::NumberedCollection<std::shared_ptr<const MailboxUser>>;
+
 /// True where the store that MoveMailbox2 would find is the one that held the mailbox when the
 /// record was made, told by distinguished name: a name that needs escapes, or holds a backslash of
 /// its own, reads otherwise in the record than in the store's full name.

@@ -2,11 +2,11 @@
 
 #include "main_window/source_choice.h"
 #include "platform/shown_text.h"
-#include "topology/text_case.h"
+#include "platform/text_case.h"
 
 namespace rehome::main_window {
 
-using topology::upperCase;
+using platform::upperCase;
 
 namespace {
 

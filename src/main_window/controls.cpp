@@ -100,25 +100,6 @@ void Controls::setTabOrder() {
         QWidget::setTabOrder(order[i - 1], order[i]);
 }
 
-void Controls::placeChooser() {
-    const int width = msfgMain->CellWidth();
-    const int left = msfgMain->Left() + msfgMain->CellLeft();
-    const int top = msfgMain->Top() + msfgMain->CellTop();
-    comboStoreName->setGeometry(platform::toPixels(left), platform::toPixels(top),
-                                platform::toPixels(width), comboStoreName->height());
-}
-
-void Controls::showChooser() {
-    comboStoreName->show();
-}
-
-void Controls::hideChooser() {
-    const QWidget* focused = m_window.focusWidget();
-    if (focused && (focused == comboStoreName || comboStoreName->isAncestorOf(focused)))
-        msfgMain->setFocus();
-    comboStoreName->hide();
-}
-
 void Controls::disableInOrder(QPushButton& first, QPushButton& second) {
     for (QPushButton* button : {&first, &second}) {
         if (m_window.focusWidget() == button) {

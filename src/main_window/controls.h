@@ -24,13 +24,6 @@ struct Controls {
     /// Makes, places and names them all; `window` gets its size.
     explicit Controls(QWidget& window);
 
-    /// Puts the chooser over the grid's current cell; neither its height, its text nor whether it
-    /// is visible changes.
-    void placeChooser();
-    void showChooser();
-    /// Focus goes to the grid, not on to the next control in tab order.
-    void hideChooser();
-
     /// Disables two buttons in that order, remembering which of them had the focus.
     void disableInOrder(QPushButton& first, QPushButton& second);
     /// Enables two buttons in that order and gives the focus back to the one that had it.

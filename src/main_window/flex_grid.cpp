@@ -160,14 +160,8 @@ void FlexGrid::showCurrentCell() {
 }
 
 void FlexGrid::bringCurrentCellIntoView() {
-    if (m_row == 0)
-        return;
-    QScrollBar* bar = verticalScrollBar();
-    const int top = TopRow();
-    if (m_row < top)
-        bar->setValue(m_row - 1);
-    else if (m_row >= top + rowsInView())
-        bar->setValue(m_row - rowsInView());
+    if (m_row > 0)
+        scrollTo(m_model.index(m_row - 1, m_column));
 }
 
 int FlexGrid::TopRow() const {

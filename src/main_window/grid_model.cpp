@@ -29,23 +29,27 @@ void GridModel::change(Change&& apply) {
 }
 
 void GridModel::setRows(int rows) {
-    change([&] { m_cells.resize(static_cast<std::size_t>(rows), QStringList(m_columns)); });
-}
-
-void GridModel::setColumns(int columns) {
     change([&] {
-        m_columns = columns;
-        for (QStringList& row : m_cells)
-            row.resize(columns);
+        m_rows = rows;
+        m_cells.resize(std::size_t(rows) * std::size_t(m_columns));
     });
 }
 
-QString GridModel::text(int row, int column) const {
-    return m_cells.at(static_cast<std::size_t>(row)).at(column);
+void GridModel::setColumns(int columns) {
+    if (columns == m_columns)
+        return;
+    change([&] {
+        std::vector<QString> cells(std::size_t(m_rows) * std::size_t(columns));
+        for (int row = 0; row < m_rows; ++row)
+            for (int column = 0; column < std::min(columns, m_columns); ++column)
+                cells[std::size_t(row * columns + column)] = text(row, column);
+        m_cells = std::move(cells);
+        m_columns = columns;
+    });
 }
 
 void GridModel::setText(int row, int column, const QString& text) {
-    m_cells.at(static_cast<std::size_t>(row))[column] = text;
+    m_cells.at(position(row, column)) = text;
     if (m_filling)
         return;
     if (row == 0)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QAbstractTableModel>
-#include <QStringList>
+#include <QString>
 
 #include <vector>
 
@@ -23,10 +23,10 @@ public:
     /// Both throw away what no longer fits. Heading row included.
     void setRows(int rows);
     void setColumns(int columns);
-    int rows() const { return static_cast<int>(m_cells.size()); }
+    int rows() const { return m_rows; }
     int columns() const { return m_columns; }
 
-    QString text(int row, int column) const;
+    const QString& text(int row, int column) const { return m_cells.at(position(row, column)); }
     void setText(int row, int column, const QString& text);
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -38,7 +38,12 @@ private:
     template <class Change>
     void change(Change&& apply);
 
-    std::vector<QStringList> m_cells = {QStringList{}};
+    std::size_t position(int row, int column) const {
+        return std::size_t(row) * std::size_t(m_columns) + std::size_t(column);
+    }
+
+    std::vector<QString> m_cells; ///< row by row
+    int m_rows = 1;
     int m_columns = 0;
     bool m_filling = false;
 };

@@ -1,40 +1,25 @@
 #include "main_window/mailbox_list.h"
 
+#include "main_window/columns.h"
 #include "main_window/source_choice.h"
 #include "platform/twips.h"
-#include "topology/names.h"
 #include "topology/servers.h"
 
 #include <QScopeGuard>
 
-#include <limits>
-
 namespace rehome::main_window {
-
-namespace {
-
-const QString MailboxQuery = QStringLiteral(
-    ">;(&(&(& (mailnickname=*) (| (&(objectCategory=person)(objectClass=user)(|(homeMDB=*)"
-    "(msExchHomeServerName=*))) ))));ADsPath,displayName,distinguishedName,homeMDB,mailNickname,"
-    "objectGUID,mail,legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses;subtree");
-
-} // namespace
 
 void MailboxList::InitGUI() {
     FlexGrid& grid = *m_controls.msfgMain;
-    grid.setCols(4);
+    grid.setCols(ColumnCount);
     grid.setRows(1);
     grid.setRowHeightMin(platform::toTwips(m_controls.comboStoreName->height()));
-    const int widths[] = {300, 2750, 5000, 1300};
-    for (int column = 0; column < 4; ++column)
-        grid.setColWidth(column, widths[column]);
-    const QString headings[] = {QString(), QStringLiteral("Mailbox Display Name"),
-                                QStringLiteral("Target Mail Store"),
-                                QStringLiteral("Store Status")};
+    for (int column = FixedColumn; column < ColumnCount; ++column)
+        grid.setColWidth(column, Columns[column].Width);
     grid.setRow(0);
-    for (int column = 1; column < 4; ++column) {
+    for (int column = DisplayNameColumn; column < ColumnCount; ++column) {
         grid.setCol(column);
-        grid.setText(headings[column]);
+        grid.setText(Columns[column].Heading);
     }
 
     m_controls.comboStoreName->Clear();
@@ -47,10 +32,7 @@ void MailboxList::InitGUI() {
     m_controls.comboSourceMBx->setText(clickToSelect());
     m_controls.comboDestMBx->setText(clickToSelect());
 
-    m_controls.hideChooser();
-    m_controls.comboStoreName->raise();
-    m_controls.comboStoreName->resize(platform::toPixels(grid.CellWidth()),
-                                      m_controls.comboStoreName->height());
+    m_chooser.reset();
     m_controls.comboSourceMBx->setEnabled(false);
     m_controls.comboStatus->setEnabled(false);
     m_state.SourceMode = Source::All;
@@ -111,56 +93,26 @@ void MailboxList::tellWhatIsMissing(const QString& localServer) {
 }
 
 void MailboxList::listMailboxes() {
-    const auto rs = m_state.DirConnection->Execute(QStringLiteral("<LDAP://") +
-                                                       m_state.DefaultNamingContext + MailboxQuery,
-                                                   platform::UnspecifiedOptions);
-    topology::KeyedCollection<QString> sourceStores;
-    if (!rs->Bof()) {
-        rs->MoveFirst();
-        while (!rs->Eof()) {
-            listMailbox(*rs, sourceStores);
-            rs->MoveNext();
-        }
-        rs->Close();
-    }
-    finish(sourceStores);
+    listing::MailboxReader reader(m_platform, m_state.StoreList);
+    reader.read(*m_state.DirConnection, m_state.DefaultNamingContext,
+                [this](const listing::Row& row) { show(row); });
+    finish(reader.sourceStores());
 }
 
-void MailboxList::listMailbox(const platform::RecordSet& rs,
-                              topology::KeyedCollection<QString>& sourceStores) {
-    if (platform::isNull(rs.Fields(QStringLiteral("mail")).Value))
-        return;
-    if (platform::toText(rs.Fields(QStringLiteral("distinguishedName")))
-            .contains(QLatin1String(",CN=Microsoft Exchange System Objects,")))
-        return;
-    if (m_state.MailboxRowCount == std::numeric_limits<qint16>::max())
-        throw Error(QStringLiteral("The list holds at most 32,767 mailboxes, and the directory has "
-                                   "more."));
-
+void MailboxList::show(const listing::Row& row) {
     FlexGrid& grid = *m_controls.msfgMain;
-    ++m_state.MailboxRowCount;
     grid.setRows(grid.Rows() + 1);
-    grid.setRow(m_state.MailboxRowCount);
-    grid.setCol(1);
-    grid.setText(platform::toText(rs.Fields(QStringLiteral("displayName"))));
-
-    const QString homeMDB = platform::toText(rs.Fields(QStringLiteral("homeMDB")));
-    const QString store = topology::MakeStoreFullName(topology::GetServerFromDN(homeMDB),
-                                                      topology::GetGroupFromDN(homeMDB),
-                                                      topology::GetStoreFromDN(homeMDB));
-    if (!topology::CollectionContains(store, sourceStores))
-        sourceStores.Add(store, store);
-    grid.setCol(2);
-    grid.setText(store);
-    grid.setCol(3);
-    const QString state = topology::CollectionContains(homeMDB, m_state.StoreList)
-                              ? m_state.StoreList.at(homeMDB)->StringStatus()
-                              : topology::unreachableState();
-    grid.setText(state);
-
-    auto user = std::make_shared<mailbox::MailboxUser>(m_platform);
-    user->initFromRS(rs, store, state, homeMDB);
-    m_state.GridMailboxes.Add(std::move(user), QString::number(m_state.MailboxRowCount));
+    grid.setRow(++m_state.MailboxRowCount);
+    grid.setCol(DisplayNameColumn);
+    for (int column = DisplayNameColumn; column < ColumnCount; ++column) {
+        const auto& text = row.*Columns[column].Text;
+        if (!text)
+            return;
+        grid.setCol(column);
+        grid.setText(*text);
+    }
+    if (row.Record)
+        m_state.GridMailboxes.Add(row.Record);
 }
 
 void MailboxList::finish(const topology::KeyedCollection<QString>& sourceStores) {
@@ -171,11 +123,9 @@ void MailboxList::finish(const topology::KeyedCollection<QString>& sourceStores)
     grid.setScrollBars(FlexGrid::Bars::Both);
     m_state.SourceStoreName.clear();
     m_state.DestStoreName.clear();
-    grid.setCol(2);
+    grid.setCol(StoreColumn);
     grid.bringCurrentCellIntoView();
-    m_controls.placeChooser();
-    m_controls.comboStoreName->setText(grid.Text());
-    m_controls.showChooser();
+    m_chooser.showOverStore();
     m_controls.enableInOrder(*m_controls.btnRefresh, *m_controls.btnMove);
     m_platform.Journal.Tell(platform::Event::Listed,
                             QStringLiteral("listed %1 mailboxes; %2 mailbox stores on %3 servers")

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "main_window/controls.h"
-#include "main_window/state.h"
+#include "listing/mailbox_reader.h"
+#include "main_window/store_chooser.h"
 #include "topology/stores.h"
 
 #include <functional>
@@ -17,9 +17,9 @@ class MailboxList {
 public:
     /// What it is given must outlive it.
     MailboxList(Controls& controls, State& state, const platform::Platform& platform,
-                LocalServer getLocalServer)
+                LocalServer getLocalServer, StoreChooser& chooser)
         : m_controls(controls), m_state(state), m_platform(platform),
-          m_getLocalServer(std::move(getLocalServer)), m_stores(platform) {}
+          m_getLocalServer(std::move(getLocalServer)), m_chooser(chooser), m_stores(platform) {}
 
     /// Rebuilds all that the window shows; the checked source stays chosen. Throws Error where the
     /// servers cannot be found or the grid cannot be prepared; any later failure is shown and
@@ -32,14 +32,15 @@ private:
     /// Why no mailbox can be moved, where that is so.
     void tellWhatIsMissing(const QString& localServer);
     void listMailboxes();
-    void listMailbox(const platform::RecordSet& rs,
-                     topology::KeyedCollection<QString>& sourceStores);
+    /// Adds a row as far as it was read.
+    void show(const listing::Row& row);
     void finish(const topology::KeyedCollection<QString>& sourceStores);
 
     Controls& m_controls;
     State& m_state;
     const platform::Platform& m_platform;
     LocalServer m_getLocalServer;
+    StoreChooser& m_chooser;
     topology::StoreEnumeration m_stores;
 };
 

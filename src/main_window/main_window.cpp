@@ -4,15 +4,15 @@
 #include "repopulation/recreate_status.h"
 
 #include <QCloseEvent>
-#include <QCoreApplication>
 
 namespace rehome::main_window {
 
 frmMain::frmMain(const platform::Platform& platform, const QString& caption)
-    : m_platform(platform), m_controls(*this),
-      m_list(m_controls, m_state, platform, [this] { return GetLocalServer(); }),
+    : m_platform(platform), m_controls(*this), m_chooser(*this, m_controls, m_state),
+      m_list(
+          m_controls, m_state, platform, [this] { return GetLocalServer(); }, m_chooser),
       m_singleMove(
-          m_controls, m_state, platform, [this] { return GetLocalServer(); }, m_list),
+          m_controls, m_state, platform, [this] { return GetLocalServer(); }, m_chooser, m_list),
       m_batchMove(m_controls, m_state, platform, m_list) {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(caption);
@@ -35,16 +35,16 @@ void frmMain::wireEvents() {
         connect(control, signal, this,
                 [this, &part, handler] { handle([&] { (part.*handler)(); }); });
     };
-    on(m_controls.msfgMain, &FlexGrid::Click, m_singleMove, &SingleMove::msfgMain_Click);
-    on(m_controls.msfgMain, &FlexGrid::MouseDown, m_singleMove, &SingleMove::msfgMain_MouseDown);
-    on(m_controls.msfgMain, &FlexGrid::MouseUp, m_singleMove, &SingleMove::msfgMain_MouseUp);
-    on(m_controls.msfgMain, &FlexGrid::Scroll, m_singleMove, &SingleMove::msfgMain_Scroll);
-    on(m_controls.msfgMain, &FlexGrid::ReleasedOutside, m_singleMove,
-       &SingleMove::msfgMain_ReleasedOutside);
+    on(m_controls.msfgMain, &FlexGrid::Click, m_chooser, &StoreChooser::msfgMain_Click);
+    on(m_controls.msfgMain, &FlexGrid::MouseDown, m_chooser, &StoreChooser::msfgMain_MouseDown);
+    on(m_controls.msfgMain, &FlexGrid::MouseUp, m_chooser, &StoreChooser::msfgMain_MouseUp);
+    on(m_controls.msfgMain, &FlexGrid::Scroll, m_chooser, &StoreChooser::msfgMain_Scroll);
+    on(m_controls.msfgMain, &FlexGrid::ReleasedOutside, m_chooser,
+       &StoreChooser::msfgMain_ReleasedOutside);
+    on(m_controls.comboStoreName, &ListCombo::TypedInVain, m_chooser,
+       &StoreChooser::comboStoreName_TypedInVain);
     on(m_controls.comboStoreName, &ListCombo::Click, m_singleMove,
        &SingleMove::comboStoreName_Click);
-    on(m_controls.comboStoreName, &ListCombo::TypedInVain, m_singleMove,
-       &SingleMove::comboStoreName_TypedInVain);
     on(m_controls.comboSourceMBx, &ListCombo::TypedInVain, m_batchMove,
        &BatchMove::comboSourceMBx_TypedInVain);
     on(m_controls.comboDestMBx, &ListCombo::TypedInVain, m_batchMove,
@@ -58,9 +58,6 @@ void frmMain::wireEvents() {
     on(m_controls.btnMove, &QPushButton::clicked, m_batchMove, &BatchMove::btnMove_Click);
     on(m_controls.btnRefresh, &QPushButton::clicked, *this, &frmMain::btnRefresh_Click);
     on(m_controls.btnExit, &QPushButton::clicked, *this, &frmMain::btnExit_Click);
-    connect(m_controls.comboStoreName, &ListCombo::Wheel, this, [this](QWheelEvent* event) {
-        QCoreApplication::sendEvent(m_controls.msfgMain->viewport(), event);
-    });
 }
 
 void frmMain::HookGridWindow() {
@@ -72,22 +69,18 @@ void frmMain::HookGridWindow() {
 }
 
 void frmMain::GridWindowProc() {
-    m_controls.placeChooser();
+    m_chooser.place();
 }
 
 void frmMain::Form_Load() {
     HookGridWindow();
-    const QString root = QStringLiteral("RootDSE");
-    const auto rootObject = m_platform.Directory.BindObject(QStringLiteral("LDAP://") + root);
-    const auto context = [&](const QString& name) {
-        return platform::toText({name, root, rootObject->Get(name)});
-    };
-    m_state.DefaultNamingContext = context(QStringLiteral("defaultNamingContext"));
-    m_state.ConfigNamingContext = context(QStringLiteral("configurationNamingContext"));
+    const auto root = m_platform.Directory.BindObject(QStringLiteral("LDAP://RootDSE"));
+    m_state.DefaultNamingContext = root->GetText(QStringLiteral("defaultNamingContext"));
+    m_state.ConfigNamingContext = root->GetText(QStringLiteral("configurationNamingContext"));
     m_state.DirConnection = m_platform.Directory.CreateConnection();
     m_state.DirConnection->setProvider(QStringLiteral("ADSDSOObject"));
     m_state.DirConnection->Open(QStringLiteral("ADs Provider"), QString(), QString(),
-                                platform::UnspecifiedOptions);
+                                adsi::UnspecifiedOptions);
     m_list.RefreshIt();
 }
 

@@ -49,6 +49,7 @@ private:
     const platform::Platform& m_platform;
     State m_state;
     Controls m_controls;
+    StoreChooser m_chooser;
     MailboxList m_list;
     SingleMove m_singleMove;
     BatchMove m_batchMove;

@@ -1,66 +1,26 @@
 #include "main_window/single_move.h"
 
+#include "main_window/columns.h"
 #include "platform/shown_text.h"
-#include "platform/twips.h"
-#include "topology/text_case.h"
+#include "platform/text_case.h"
 
 namespace rehome::main_window {
-
-void SingleMove::msfgMain_Click() {
-    m_controls.hideChooser();
-    m_controls.msfgMain->setCol(2);
-    m_controls.placeChooser();
-    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
-    m_controls.showChooser();
-}
-
-void SingleMove::msfgMain_MouseDown() {
-    if (m_controls.msfgMain->Col() != 2)
-        m_controls.hideChooser();
-}
-
-void SingleMove::msfgMain_MouseUp() {
-    const int width = m_controls.msfgMain->CellWidth();
-    if (static_cast<float>(width) == m_state.LastCellWidth)
-        return;
-    m_controls.comboStoreName->resize(platform::toPixels(width),
-                                      m_controls.comboStoreName->height());
-    m_state.LastCellWidth = static_cast<float>(width);
-}
-
-void SingleMove::msfgMain_Scroll() {
-    m_controls.hideChooser();
-    m_controls.msfgMain->setRow(m_controls.msfgMain->TopRow());
-    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
-    m_controls.showChooser();
-}
-
-void SingleMove::msfgMain_ReleasedOutside() {
-    // The press has made its row the current one, and no click follows.
-    m_controls.msfgMain->setCol(2);
-    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
-}
-
-void SingleMove::comboStoreName_TypedInVain() {
-    m_controls.comboStoreName->setText(m_controls.msfgMain->Text());
-}
 
 bool SingleMove::movesNothing(const QString& picked) const {
     const QString shown = m_controls.msfgMain->Text();
     if (picked == shown || picked.isEmpty())
         return true;
-    const QString row = QString::number(m_controls.msfgMain->Row());
+    const auto* user = m_state.GridMailboxes.find(m_controls.msfgMain->Row());
     // Texts that differ in letter case alone are left to the comparison above.
-    return topology::upperCase(picked) != topology::upperCase(shown) &&
-           topology::CollectionContains(row, m_state.GridMailboxes) &&
-           mailbox::isOn(*m_state.GridMailboxes.at(row), picked, m_state.StoreList);
+    return user && platform::upperCase(picked) != platform::upperCase(shown) &&
+           mailbox::isOn(**user, picked, m_state.StoreList);
 }
 
 bool SingleMove::confirmed(const QString& picked) {
     FlexGrid& grid = *m_controls.msfgMain;
-    grid.setCol(1);
+    grid.setCol(DisplayNameColumn);
     const QString name = platform::shownText(grid.Text());
-    grid.setCol(2);
+    grid.setCol(StoreColumn);
     const QString from = platform::shownText(grid.Text());
     const QString lineBreak = QStringLiteral("\r\n");
     return m_platform.Desktop.Show({QStringLiteral("Are you sure you want to move ") + name +
@@ -74,12 +34,12 @@ bool SingleMove::confirmed(const QString& picked) {
 
 void SingleMove::comboStoreName_Click() {
     FlexGrid& grid = *m_controls.msfgMain;
-    ListCombo& chooser = *m_controls.comboStoreName;
-    m_controls.hideChooser();
-    grid.setCol(2);
-    if (chooser.Text().isEmpty())
-        chooser.setText(grid.Text());
-    const QString picked = chooser.Text();
+    ListCombo& list = *m_controls.comboStoreName;
+    m_chooser.hide();
+    grid.setCol(StoreColumn);
+    if (list.Text().isEmpty())
+        list.setText(grid.Text());
+    const QString picked = list.Text();
     if (movesNothing(picked))
         return;
 
@@ -92,18 +52,17 @@ void SingleMove::comboStoreName_Click() {
         return;
     }
     // The heading row, or a row that a failed refresh left half written: there is nothing to move.
-    const QString row = QString::number(grid.Row());
-    if (!topology::CollectionContains(row, m_state.GridMailboxes) || !confirmed(picked))
+    const auto* user = m_state.GridMailboxes.find(grid.Row());
+    if (!user || !confirmed(picked))
         return;
 
-    const auto user = m_state.GridMailboxes.at(row);
-    if (mailbox::MoveMailbox2(user, picked, m_state.StoreList, m_state.MovedMailboxes))
+    if (mailbox::MoveMailbox2(*user, picked, m_state.StoreList, m_state.MovedMailboxes))
         m_platform.Desktop.Show({QStringLiteral("MailBox moved successfully"),
                                  platform::Buttons::Ok, platform::Icon::None,
                                  QStringLiteral("Mailbox move")});
     else
         m_platform.Desktop.Show({QStringLiteral("Failed to move mailbox")});
-    grid.setCol(2);
+    grid.setCol(StoreColumn);
     m_list.RefreshIt();
 }
 

@@ -4,23 +4,17 @@
 
 namespace rehome::main_window {
 
-/// Moving one mailbox: the grid's events keep the store chooser over the current row, and a pick
-/// from it moves that row's mailbox. Nothing is caught here.
+/// Moving one mailbox: a pick from the store chooser moves the current row's. Nothing is caught
+/// here.
 class SingleMove {
 public:
     /// What it is given must outlive it.
     SingleMove(Controls& controls, State& state, const platform::Platform& platform,
-               LocalServer getLocalServer, MailboxList& list)
+               LocalServer getLocalServer, StoreChooser& chooser, MailboxList& list)
         : m_controls(controls), m_state(state), m_platform(platform),
-          m_getLocalServer(std::move(getLocalServer)), m_list(list) {}
+          m_getLocalServer(std::move(getLocalServer)), m_chooser(chooser), m_list(list) {}
 
-    void msfgMain_Click();
-    void msfgMain_MouseDown();
-    void msfgMain_MouseUp();
-    void msfgMain_Scroll();
-    void msfgMain_ReleasedOutside();
     void comboStoreName_Click();
-    void comboStoreName_TypedInVain();
 
 private:
     bool confirmed(const QString& picked);
@@ -30,6 +24,7 @@ private:
     State& m_state;
     const platform::Platform& m_platform;
     LocalServer m_getLocalServer;
+    StoreChooser& m_chooser;
     MailboxList& m_list;
 };
 

@@ -22,11 +22,11 @@ enum class Source : qint16 {
 struct State {
     QString DefaultNamingContext; ///< the root object's "defaultNamingContext"
     QString ConfigNamingContext;  ///< the root object's "configurationNamingContext"
-    std::unique_ptr<platform::Connection> DirConnection;
+    std::unique_ptr<adsi::Connection> DirConnection;
     topology::KeyedCollection<QString> ServerNames;
     topology::KeyedCollection<QString> ServerDNs; ///< keyed by server name
     topology::StoreCatalogue StoreList;
-    mailbox::Mailboxes GridMailboxes;  ///< keyed by grid row in decimal digits
+    mailbox::ListedMailboxes GridMailboxes;
     mailbox::Mailboxes MovedMailboxes; ///< of the whole run, keyed by ID
     qint16 MailboxRowCount = 0;
     Source SourceMode = Source::All;

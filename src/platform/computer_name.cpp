@@ -1,11 +1,13 @@
 #include "platform/computer_name.h"
 
+#include "platform/text_case.h"
+
 #include <QSysInfo>
 
 namespace rehome::platform {
 
 QString computerName() {
-    return QSysInfo::machineHostName().section(u'.', 0, 0).toUpper().left(15);
+    return upperCase(QSysInfo::machineHostName().section(u'.', 0, 0)).left(15);
 }
 
 } // namespace rehome::platform

@@ -1,16 +1,28 @@
 #pragma once
 
+#include "platform/adsi/directory_services.h"
 #include "platform/desktop.h"
-#include "platform/directory_services.h"
-#include "platform/exchange_management.h"
+#include "platform/exchange/exchange_management.h"
 #include "platform/journal.h"
 
 namespace rehome::platform {
 
-/// Everything that the tool reaches the outside world through. Must outlive what it is given to.
-struct Platform {
-    platform::DirectoryServices& Directory;
-    platform::ExchangeManagement& Exchange;
+/// Everything that the tool reaches the outside world through. Must outlive what it is given to,
+/// and what it is made of must outlive it.
+class Platform {
+    adsi::DirectoryServices m_directory;
+    exchange::ExchangeManagement m_exchange;
+
+public:
+    Platform(engine::Engine& engine, engine::ExchangeProbe& probe, engine::MailboxOpener& opener,
+             platform::Network& network, platform::Desktop& desktop, platform::Journal& journal)
+        : m_directory(engine, journal), m_exchange(m_directory, probe, opener), Network(network),
+          Desktop(desktop), Journal(journal) {}
+    Platform(const Platform&) = delete;
+    Platform& operator=(const Platform&) = delete;
+
+    adsi::DirectoryServices& Directory = m_directory;
+    exchange::ExchangeManagement& Exchange = m_exchange;
     platform::Network& Network;
     platform::Desktop& Desktop;
     platform::Journal& Journal;

@@ -114,7 +114,7 @@ bool frmRecreateMailboxStatus::RepopulateMailbox(const mailbox::MailboxUser& rec
         const QString url = QStringLiteral("mailto:") + record.GetRealMail();
         const auto person = m_platform.Exchange.CreatePerson();
         person->DataSource().Open(url);
-        person->Mailbox()->FolderLocation();
+        person->Mailbox().FolderLocation();
         m_platform.Journal.Tell(platform::Event::Opened, QStringLiteral("opened"), record.label());
         return true;
     } catch (const std::exception& error) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/error.h"
-#include "topology/text_case.h"
+#include "platform/text_case.h"
 
 #include <QHash>
 #include <QString>
@@ -19,7 +19,7 @@ public:
 
     /// Throws Error where the key is present already.
     void Add(Item item, const QString& key) {
-        const QString folded = upperCase(key);
+        const QString folded = platform::upperCase(key);
         if (m_positions.contains(folded))
             throw Error(QStringLiteral("There are two entries of the name \"%1\", and only one can "
                                        "be kept.")
@@ -28,12 +28,17 @@ public:
         m_positions.insert(folded, m_items.size() - 1);
     }
 
+    /// Null where there is no such key.
+    const Item* find(const QString& key) const {
+        const auto found = m_positions.constFind(platform::upperCase(key));
+        return found == m_positions.constEnd() ? nullptr : &m_items[*found];
+    }
+
     /// Throws Error where there is no such key.
     const Item& at(const QString& key) const {
-        const auto found = m_positions.constFind(upperCase(key));
-        if (found == m_positions.constEnd())
-            throw Error(QStringLiteral("There is no entry of the name \"%1\".").arg(key));
-        return m_items[*found];
+        if (const Item* found = find(key))
+            return *found;
+        throw Error(QStringLiteral("There is no entry of the name \"%1\".").arg(key));
     }
 
     qsizetype Count() const { return static_cast<qsizetype>(m_items.size()); }
@@ -45,15 +50,35 @@ private:
     QHash<QString, std::size_t> m_positions;
 };
 
-/// True when a lookup of the key succeeds; never fails.
+/// An ordered list of items under the keys "1", "2" and so on, which cost nothing.
 template <class Item>
-bool CollectionContains(const QString& key, const KeyedCollection<Item>& collection) {
-    try {
-        collection.at(key);
-        return true;
-    } catch (const std::exception&) {
-        return false;
+class NumberedCollection {
+public:
+    /// Under the next number.
+    void Add(Item item) { m_items.push_back(std::move(item)); }
+
+    /// Null where there is no such number, counted from 1.
+    const Item* find(qsizetype number) const {
+        return number < 1 || number > Count() ? nullptr : &m_items[std::size_t(number - 1)];
     }
+    /// The same by the key.
+    const Item* find(const QString& key) const {
+        const auto number = key.toInt();
+        return QString::number(number) == key ? find(number) : nullptr;
+    }
+
+    qsizetype Count() const { return static_cast<qsizetype>(m_items.size()); }
+    auto begin() const { return m_items.begin(); }
+    auto end() const { return m_items.end(); }
+
+private:
+    std::vector<Item> m_items;
+};
+
+/// True when a lookup of the key succeeds; never fails.
+template <class Collection>
+bool CollectionContains(const QString& key, const Collection& collection) {
+    return collection.find(key) != nullptr;
 }
 
 } // namespace rehome::topology

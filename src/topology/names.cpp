@@ -2,6 +2,7 @@
 
 #include "platform/engine/guid.h"
 #include "platform/error.h"
+#include "platform/text_case.h"
 
 #include <limits>
 
@@ -62,14 +63,18 @@ QString MakeStoreFullName(const QString& server, const QString& group, const QSt
 }
 
 QString GuidToString(const QUuid& guid) {
-    return guid.toString(QUuid::WithBraces).toUpper();
+    return platform::upperCase(guid.toString(QUuid::WithBraces));
 }
 
-QString OctetGuidToString(const platform::Value& value) {
+QUuid OctetsToGuid(const platform::Value& value) {
     const auto* octets = std::get_if<QByteArray>(&value);
     if (!octets || octets->size() < 16)
         throw Error(QStringLiteral("An object's \"objectGUID\" is not a GUID of 16 bytes."));
-    return GuidToString(engine::guidFromOctets(octets->left(16)));
+    return engine::guidFromOctets(octets->left(16));
+}
+
+QString OctetGuidToString(const platform::Value& value) {
+    return GuidToString(OctetsToGuid(value));
 }
 
 } // namespace rehome::topology

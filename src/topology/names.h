@@ -27,7 +27,10 @@ QString MakeStoreFullName(const QString& server, const QString& group, const QSt
 /// The registry form of a GUID: 38 characters, braced, in capitals.
 QString GuidToString(const QUuid& guid);
 
-/// The same, of an `objectGUID` value. Throws Error where it is not 16 bytes or more.
+/// The GUID of an `objectGUID` value. Throws Error where it is not 16 bytes or more.
+QUuid OctetsToGuid(const platform::Value& value);
+
+/// Its registry form. Throws Error likewise.
 QString OctetGuidToString(const platform::Value& value);
 
 } // namespace rehome::topology

@@ -2,17 +2,15 @@
 
 namespace rehome::topology {
 
-void GetExchServers(platform::DirectoryServices& directory, KeyedCollection<QString>& ServerNames,
+void GetExchServers(adsi::DirectoryServices& directory, KeyedCollection<QString>& ServerNames,
                     KeyedCollection<QString>& ServerDNs) {
     const auto root = directory.BindObject(QStringLiteral("LDAP://RootDSE"));
-    const QString attribute = QStringLiteral("configurationNamingContext");
-    const QString context =
-        platform::toText({attribute, QStringLiteral("RootDSE"), root->Get(attribute)});
+    const QString context = root->GetText(QStringLiteral("configurationNamingContext"));
 
     const auto connection = directory.CreateConnection();
     connection->setProvider(QStringLiteral("ADSDSOObject"));
     connection->Open(QStringLiteral("ADs Provider"), QString(), QString(),
-                     platform::UnspecifiedOptions);
+                     adsi::UnspecifiedOptions);
     ServerNames = {};
     ServerDNs = {};
 
@@ -20,7 +18,7 @@ void GetExchServers(platform::DirectoryServices& directory, KeyedCollection<QStr
         connection->Execute(QStringLiteral("<LDAP://") + context +
                                 QStringLiteral(">;(objectClass=msExchExchangeServer);"
                                                "name,distinguishedName,objectGUID;subtree"),
-                            platform::UnspecifiedOptions);
+                            adsi::UnspecifiedOptions);
     if (!records->Bof()) {
         records->MoveFirst();
         while (!records->Eof()) {
@@ -28,10 +26,10 @@ void GetExchServers(platform::DirectoryServices& directory, KeyedCollection<QStr
                 platform::toText(records->Fields(QStringLiteral("distinguishedName")));
             const QString name = platform::toText(records->Fields(QStringLiteral("name")));
             ServerNames.Add(name);
-            if (CollectionContains(name, ServerDNs))
+            if (const QString* other = ServerDNs.find(name))
                 throw Error(QStringLiteral("There are two Exchange servers called \"%1\": %2 and "
                                            "%3. One of the objects must be renamed or removed.")
-                                .arg(name, ServerDNs.at(name), dn));
+                                .arg(name, *other, dn));
             ServerDNs.Add(dn, name);
             records->MoveNext();
         }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/directory_services.h"
+#include "platform/adsi/directory_services.h"
 #include "topology/keyed_collection.h"
 
 namespace rehome::topology {
@@ -8,7 +8,7 @@ namespace rehome::topology {
 /// Finds every Exchange server of the organisation, in the order in which the directory gives them.
 /// Both collections are replaced before they are filled: `ServerNames` without keys, `ServerDNs`
 /// (distinguished names) keyed by server name. Throws Error, leaving in them what was found so far.
-void GetExchServers(platform::DirectoryServices& directory, KeyedCollection<QString>& ServerNames,
+void GetExchServers(adsi::DirectoryServices& directory, KeyedCollection<QString>& ServerNames,
                     KeyedCollection<QString>& ServerDNs);
 
 } // namespace rehome::topology

@@ -21,7 +21,7 @@ void StoreEnumeration::enumerate(const QString& serverName, const QString& local
                                  StoreCatalogue& StoreList, const LocalStoreSink& addLocalStore) {
     m_server = m_exchange.CreateExchangeServer();
     m_storageGroup = m_exchange.CreateStorageGroup();
-    std::unique_ptr<platform::MailboxStoreDB> mailboxStore;
+    std::unique_ptr<exchange::MailboxStoreDB> mailboxStore;
 
     m_server->DataSource().Open(ServerDNs.at(serverName));
     for (const QString& storageGroupDN : m_server->StorageGroups()) {

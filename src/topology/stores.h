@@ -34,12 +34,12 @@ private:
     /// transaction logs) begins with a capital R.
     bool IsRecoveryStorageGroup(const QString& storageGroupDN);
 
-    platform::DirectoryServices& m_directory;
-    platform::ExchangeManagement& m_exchange;
+    adsi::DirectoryServices& m_directory;
+    exchange::ExchangeManagement& m_exchange;
     platform::Journal& m_journal;
     // Held until the next call replaces them.
-    std::unique_ptr<platform::ExchangeServer> m_server;
-    std::unique_ptr<platform::StorageGroup> m_storageGroup;
+    std::unique_ptr<exchange::ExchangeServer> m_server;
+    std::unique_ptr<exchange::StorageGroup> m_storageGroup;
 };
 
 } // namespace rehome::topology

@@ -2,8 +2,7 @@
 #include "app/composition.h"
 #include "main_window/list_combo.h"
 #include "main_window/main_window.h"
-#include "platform/adsi/directory.h"
-#include "platform/exchange/exchange_objects.h"
+#include "platform/platform.h"
 #include "support/rehearsal.h"
 
 #include <QDialog>
@@ -76,10 +75,8 @@ int move(app::Application& application, const QByteArray& what) {
     embedded::EmbeddedNetwork network(organisation);
     Asking asking;
     engine::ObservedEngine observed(engine, probe, opener, asking);
-    adsi::Directory directory(observed, application.journal());
-    exchange::ExchangeObjects exchange(directory, observed, observed);
-    const platform::Platform platform{directory, exchange, network, application,
-                                      application.journal()};
+    const platform::Platform platform(observed, observed, observed, network, application,
+                                      application.journal());
     main_window::frmMain frame(platform, "Test");
     frame.Form_Load();
     frame.show();

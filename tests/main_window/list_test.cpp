@@ -124,7 +124,9 @@ private Q_SLOTS:
               {mail + name + "msExchHomeServerName: x\n", "\"homeMDB\" of CN=u30,"},
               {mail + name + "homeMDB: CN=S,DC=t\n", "CN=S,DC=t"}}) {
             OrganisationText text = test::smallOrganisation(29);
-            Window w(text.bareUser("u30", failing).user("u31", "EX2/SG/C"));
+            text.bareUser("u30", failing).user("u31", "EX2/SG/C");
+            text.bareUser("u32", mail + "homeMDB: CN=T\n").bareUser("u33", "homeMDB: CN=T\n");
+            Window w(text.bareUser("u34", mail + name + "msExchHomeServerName: x\n"));
             int modelRows = 0;
             w.desktop.whileShown = [&] { modelRows = w.grid.model()->rowCount(); };
             w.open();
@@ -134,6 +136,12 @@ private Q_SLOTS:
             QVERIFY(box.Icon == platform::Icon::None && box.Title.isNull());
             QCOMPARE(modelRows, 30); // visible behind the message already
             QCOMPARE(w.state.GridMailboxes.Count(), 29);
+            // The journal has all that is wrong, with those whom the list did not reach.
+            const QStringList lines = w.rehearsal.journal.lines.filter("the list stops at ");
+            QCOMPARE(lines.size(), 3);
+            QVERIFY(lines.at(0).contains(told) && lines.at(2).contains("\"homeMDB\" of CN=u34,"));
+            QVERIFY(lines.at(1).contains("\"displayName\" of CN=u32,DC=t has no value"));
+            QVERIFY(lines.at(1).contains("\"CN=T\" has too few components"));
             QVERIFY(!w.button("btnMove").isEnabled() && !w.button("btnRefresh").isEnabled());
             QVERIFY(!w.grid.Redraw() && w.grid.ScrollBars() == main_window::FlexGrid::Bars::None);
             QVERIFY(!w.chooser().isVisible());

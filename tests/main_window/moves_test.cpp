@@ -1,5 +1,5 @@
+#include "platform/text_case.h"
 #include "support/window_driver.h"
-#include "topology/text_case.h"
 
 using namespace rehome;
 using test::OrganisationText;
@@ -25,7 +25,7 @@ private Q_SLOTS:
         QVERIFY(w.calls.made.isEmpty() && !w.chooser().isVisible());
         w.chooser().AddItem("EX1:sg\\b");
         w.moveRow(1, "EX1:sg\\b"); // the store is found whatever the letter case
-        QCOMPARE(topology::upperCase("straße"), "STRAßE"); // unit by unit: "ß" is not "SS"
+        QCOMPARE(platform::upperCase("straße"), "STRAßE"); // unit by unit: "ß" is not "SS"
         const auto& shown = w.desktop.shown;
         QCOMPARE(shown.size(), 3);
         QCOMPARE(shown.at(0).Title + shown.at(0).Text,

@@ -140,7 +140,7 @@ private Q_SLOTS:
 
     void recordSets() {
         Rehearsal r;
-        const auto connection = r.directory.CreateConnection();
+        const auto connection = r.platform.Directory.CreateConnection();
         const auto search = [&] {
             return connection->Execute("<LDAP://DC=t>;(mail=*);mail,proxyAddresses;subtree", -1);
         };
@@ -169,7 +169,7 @@ private Q_SLOTS:
 
     void nothingIsWrittenBeforeSetInfo() {
         Rehearsal r;
-        const auto user = r.directory.BindUser("LDAP://" + userDN("u1"));
+        const auto user = r.platform.Directory.BindUser("LDAP://" + userDN("u1"));
         const QStringList addresses{"SMTP:a@t", "smtp:b@t"};
         user->setEmailAddress("staged@t");
         user->Put("ProxyAddresses", addresses);
@@ -185,7 +185,7 @@ private Q_SLOTS:
         QVERIFY_THROWS_EXCEPTION(Error, user->GetEx("proxyAddresses"));
         for (const QString& path : {"LDAP://" + serverDN("EX1"), QString("DC=t"),
                                     QString("LDAP://"), QString("LDAP://CN=no")})
-            QVERIFY_THROWS_EXCEPTION(Error, r.directory.BindUser(path));
+            QVERIFY_THROWS_EXCEPTION(Error, r.platform.Directory.BindUser(path));
     }
 
     void persons() {
@@ -193,9 +193,9 @@ private Q_SLOTS:
         text.user("star*", "EX1/SG/A").user("twin", "EX1/SG/A", "proxyAddresses: smtp:u1@t\n");
         Rehearsal r(text);
         const auto opens = [&](const char* address) {
-            const auto person = r.exchange.CreatePerson();
+            const auto person = r.platform.Exchange.CreatePerson();
             person->DataSource().Open(address, {});
-            return !person->Mailbox()->FolderLocation().isEmpty();
+            return !person->Mailbox().FolderLocation().isEmpty();
         };
         QVERIFY(opens("mailto:u4@t") && opens("mailto:STAR*@t"));
         for (const char* wrong : {"u4@t", "mailto:", "mailto:*@t", "mailto:nobody@t", "mailto:u1@t",

@@ -1,12 +1,10 @@
 #pragma once
 
-#include "platform/adsi/directory.h"
 #include "platform/embedded/embedded_engine.h"
 #include "platform/embedded/embedded_network.h"
 #include "platform/embedded/embedded_opener.h"
 #include "platform/embedded/embedded_probe.h"
 #include "platform/embedded/organisation_file.h"
-#include "platform/exchange/exchange_objects.h"
 #include "platform/platform.h"
 #include "support/organisation_text.h"
 #include "support/recorded_calls.h"
@@ -38,9 +36,7 @@ struct Rehearsal {
     engine::ObservedEngine observed{engine, probe, opener, calls};
     TestJournal journal;
     TestDesktop desktop;
-    adsi::Directory directory{observed, journal};
-    exchange::ExchangeObjects exchange{directory, observed, observed};
-    platform::Platform platform{directory, exchange, network, desktop, journal};
+    platform::Platform platform{observed, observed, observed, network, desktop, journal};
 };
 
 } // namespace rehome::test

@@ -1,36 +1,26 @@
 #include "platform/adsi/attribute_syntax.h"
 
-#include <QStringList>
+#include "platform/engine/attribute_kind.h"
 
-#include <algorithm>
+#include <QStringList>
 
 namespace rehome::adsi {
 
-namespace {
-
-bool isOneOf(const QString& attribute, std::initializer_list<const char*> names) {
-    return std::any_of(names.begin(), names.end(), [&](const char* name) {
-        return attribute.compare(QLatin1String(name), Qt::CaseInsensitive) == 0;
-    });
+Syntax syntaxOf(const QString& attribute) {
+    const QByteArray name = attribute.toLatin1();
+    if (engine::isOctetString({name.constData(), std::size_t(name.size())}))
+        return Syntax::Octets;
+    const auto is = [&](const char* other) { return qstricmp(name.constData(), other) == 0; };
+    const bool list = is("proxyAddresses") || is("objectClass") || is("networkAddress");
+    return list ? Syntax::Texts : Syntax::Text;
 }
 
-bool isOctetString(const QString& attribute) {
-    return isOneOf(attribute, {"objectGUID", "objectSid", "msExchMailboxGuid",
-                               "msExchMailboxSecurityDescriptor"});
-}
-
-bool isMultiValued(const QString& attribute) {
-    return isOneOf(attribute, {"proxyAddresses", "objectClass", "networkAddress"});
-}
-
-} // namespace
-
-platform::Value valueOf(const QString& attribute, const QList<QByteArray>& values) {
+platform::Value valueOf(Syntax syntax, const QList<QByteArray>& values) {
     if (values.isEmpty())
         return {};
-    if (isOctetString(attribute))
+    if (syntax == Syntax::Octets)
         return values.constFirst();
-    if (values.size() == 1 && !isMultiValued(attribute))
+    if (syntax == Syntax::Text && values.size() == 1)
         return QString::fromUtf8(values.constFirst());
     QStringList texts;
     for (const QByteArray& value : values)

@@ -7,11 +7,16 @@
 
 namespace rehome::adsi {
 
-/// The value of an attribute as the directory provider shapes it: bytes for octet strings, a list
-/// for multi-valued attributes, else a text; null where there are no values. The shapes of the
-/// attributes that the tool reads come from the Active Directory schema (attributeSyntax,
-/// isSingleValued); any other attribute is a text, or a list when it holds more than one value.
-platform::Value valueOf(const QString& attribute, const QList<QByteArray>& values);
+/// How the directory provider shapes an attribute's value: as bytes for octet strings, as a list
+/// for multi-valued attributes, else as a text, or a list when it holds more than one value.
+enum class Syntax { Text, Texts, Octets };
+
+/// Of the attributes that the tool reads, as in the Active Directory schema (attributeSyntax,
+/// isSingleValued); of any other, Text.
+Syntax syntaxOf(const QString& attribute);
+
+/// The value of an attribute; null where there are no values.
+platform::Value valueOf(Syntax syntax, const QList<QByteArray>& values);
 
 /// The other way round; null gives no values.
 QList<QByteArray> valuesOf(const platform::Value& value);

@@ -28,13 +28,13 @@ QStringList recordedAttributes() {
 
 /// What a binding reads at once, so that the operations that follow need no further round trip:
 /// the root object's naming contexts and what a mailbox is made of.
-QStringList boundAttributes(platform::Purpose purpose) {
+QStringList boundAttributes(Purpose purpose) {
     QStringList names{QStringLiteral("objectClass"), QStringLiteral("objectGUID"),
                       QStringLiteral("defaultNamingContext"),
                       QStringLiteral("configurationNamingContext"),
                       QStringLiteral("sAMAccountName")};
     names += recordedAttributes();
-    if (purpose == platform::Purpose::Change)
+    if (purpose == Purpose::Change)
         names += {Allowed, Writable};
     return names;
 }
@@ -47,14 +47,13 @@ bool names(const QList<QByteArray>& values, const QString& attribute) {
 
 } // namespace
 
-DirectoryObject::DirectoryObject(std::shared_ptr<engine::Session> session,
-                                 platform::Journal& journal, const QString& base,
-                                 platform::Purpose purpose)
+IADs::IADs(std::shared_ptr<engine::Session> session, platform::Journal& journal,
+           const QString& base, Purpose purpose)
     : m_session(std::move(session)), m_journal(journal), m_base(base) {
     load(boundAttributes(purpose));
 }
 
-void DirectoryObject::load(const QStringList& names) {
+void IADs::load(const QStringList& names) {
     engine::SearchRequest request;
     request.base = m_base;
     request.attributes = names;
@@ -73,41 +72,44 @@ void DirectoryObject::load(const QStringList& names) {
     m_loaded += names;
 }
 
-platform::Value DirectoryObject::value(const QString& name) {
+platform::Value IADs::Get(const QString& name) {
     if (!m_loaded.contains(name, Qt::CaseInsensitive))
         load({name});
-    const auto found = valueOf(name, cached(name));
+    const auto found = valueOf(syntaxOf(name), cached(name));
     if (platform::isNull(found))
-        throw Error(
-            QStringLiteral("The object \"%1\" has no attribute \"%2\", or it may not be "
-                           "read.")
-                .arg(m_base.isEmpty() ? QStringLiteral("RootDSE") : distinguishedName(), name));
+        throw Error(QStringLiteral("The object \"%1\" has no attribute \"%2\", or it may not be "
+                                   "read.")
+                        .arg(shownName(), name));
     return found;
 }
 
-platform::Value DirectoryObject::Get(const QString& name) {
-    return value(name);
+QString IADs::shownName() const {
+    return m_base.isEmpty() ? QStringLiteral("RootDSE") : distinguishedName();
 }
 
-void DirectoryObject::GetInfoEx(const QStringList& names, int reserved) {
+QString IADs::GetText(const QString& name) {
+    return platform::toText({name, shownName(), Get(name)});
+}
+
+void IADs::GetInfoEx(const QStringList& names, int reserved) {
     if (reserved != 0)
         throw Error(QStringLiteral("GetInfoEx: the reserved argument must be 0."));
     load(names);
 }
 
-QStringList DirectoryObject::GetEx(const QString& name) {
-    value(name);
+QStringList IADs::GetEx(const QString& name) {
+    Get(name);
     QStringList texts;
     for (const QByteArray& single : cached(name))
         texts += QString::fromUtf8(single);
     return texts;
 }
 
-void DirectoryObject::Put(const QString& name, const platform::Value& value) {
+void IADs::Put(const QString& name, const platform::Value& value) {
     stage(name, valuesOf(value));
 }
 
-void DirectoryObject::stage(const QString& name, const QList<QByteArray>& values) {
+void IADs::stage(const QString& name, const QList<QByteArray>& values) {
     const auto same = [&](const engine::Replacement& staged) {
         return staged.attribute.compare(name, Qt::CaseInsensitive) == 0;
     };
@@ -115,7 +117,7 @@ void DirectoryObject::stage(const QString& name, const QList<QByteArray>& values
     m_staged.append({name, values});
 }
 
-void DirectoryObject::SetInfo() {
+void IADs::SetInfo() {
     if (m_staged.isEmpty())
         return;
     // An object that has a record can be given back already; a record of what has come since is
@@ -138,12 +140,12 @@ void DirectoryObject::SetInfo() {
     std::exchange(m_whenWritten, [] {})();
 }
 
-bool DirectoryObject::isKnown(const QString& name) const {
+bool IADs::isKnown(const QString& name) const {
     const auto known = m_cache.values(Allowed);
     return known.isEmpty() || names(known, name);
 }
 
-void DirectoryObject::requireWritable(const QStringList& wanted) const {
+void IADs::requireWritable(const QStringList& wanted) const {
     const auto writable = m_cache.values(Writable);
     // None at all is also how a directory that does not tell looks; but one that tells what objects
     // can have would tell this too.
@@ -159,7 +161,7 @@ void DirectoryObject::requireWritable(const QStringList& wanted) const {
                         .arg(refused.join(QStringLiteral(", ")), distinguishedName()));
 }
 
-void DirectoryObject::keepRecord() {
+void IADs::keepRecord() {
     if (m_recorded)
         return;
     platform::RecoveryRecord record{distinguishedName(), guid(), {}};
@@ -170,23 +172,14 @@ void DirectoryObject::keepRecord() {
     m_recorded = true;
 }
 
-QString DirectoryObject::EmailAddress() {
-    return platform::toText(
-        {QStringLiteral("mail"), distinguishedName(), value(QStringLiteral("mail"))});
-}
-
-void DirectoryObject::setEmailAddress(const QString& address) {
-    stage(QStringLiteral("mail"), {address.toUtf8()});
-}
-
-bool DirectoryObject::isOfClass(const QString& objectClass) const {
+bool IADs::isOfClass(const QString& objectClass) const {
     const auto classes = cached(QStringLiteral("objectClass"));
     return std::any_of(classes.begin(), classes.end(), [&](const QByteArray& name) {
         return QString::fromUtf8(name).compare(objectClass, Qt::CaseInsensitive) == 0;
     });
 }
 
-QList<QByteArray> DirectoryObject::cached(const QString& name) const {
+QList<QByteArray> IADs::cached(const QString& name) const {
     for (const auto& [attribute, values] : m_staged) {
         if (attribute.compare(name, Qt::CaseInsensitive) == 0)
             return values;
@@ -194,9 +187,24 @@ QList<QByteArray> DirectoryObject::cached(const QString& name) const {
     return m_cache.values(name);
 }
 
-QString DirectoryObject::cachedText(const QString& name) const {
+QString IADs::cachedText(const QString& name) const {
     const auto values = cached(name);
     return values.isEmpty() ? QString() : QString::fromUtf8(values.constFirst());
+}
+
+IADsUser::IADsUser(std::shared_ptr<engine::Session> session, platform::Journal& journal,
+                   const QString& base, Purpose purpose)
+    : IADs(std::move(session), journal, base, purpose) {
+    if (!isOfClass(QStringLiteral("user")))
+        throw Error(QStringLiteral("The object \"%1\" is not a user.").arg(distinguishedName()));
+}
+
+QString IADsUser::EmailAddress() {
+    return GetText(QStringLiteral("mail"));
+}
+
+void IADsUser::setEmailAddress(const QString& address) {
+    Put(QStringLiteral("mail"), address);
 }
 
 } // namespace rehome::adsi

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/directory_services.h"
 #include "platform/engine/engine.h"
 #include "platform/journal.h"
+#include "platform/value.h"
 
 #include <QList>
 #include <QString>
@@ -12,22 +12,31 @@
 
 namespace rehome::adsi {
 
-/// A bound object with its property cache. What is read comes from the cache, which the binding
-/// fills and GetInfoEx adds to; what is put is staged there and written by SetInfo alone, and only
-/// to an object of which the journal holds a record.
-class DirectoryObject final : public platform::IADsUser {
+/// What an object is bound for.
+enum class Purpose { Read, Change };
+
+/// A directory object bound by path with its property cache. What is read comes from the cache,
+/// which the binding fills and GetInfoEx adds to; what is put is staged there and written by
+/// SetInfo alone, and only to an object of which the journal holds a record.
+class IADs {
 public:
     /// Reads the object. Throws Error where `base` names none.
-    DirectoryObject(std::shared_ptr<engine::Session> session, platform::Journal& journal,
-                    const QString& base, platform::Purpose purpose);
+    IADs(std::shared_ptr<engine::Session> session, platform::Journal& journal, const QString& base,
+         Purpose purpose);
 
-    platform::Value Get(const QString& name) override;
-    void GetInfoEx(const QStringList& names, int reserved) override;
-    QStringList GetEx(const QString& name) override;
-    void Put(const QString& name, const platform::Value& value) override;
-    void SetInfo() override;
-    QString EmailAddress() override;
-    void setEmailAddress(const QString& address) override;
+    /// One attribute's value. Throws Error where the object has none.
+    platform::Value Get(const QString& name);
+    /// The same as text. Throws Error also where it is not a single one.
+    QString GetText(const QString& name);
+    /// Loads the listed attributes into the cache; `reserved` must be 0. An attribute that the
+    /// object lacks is no failure here, but of the GetEx that follows.
+    void GetInfoEx(const QStringList& names, int reserved);
+    /// The attribute's values as a list; never empty. Throws Error where the object has none.
+    QStringList GetEx(const QString& name);
+    /// Stages a replacement of all the attribute's values; null clears the attribute.
+    void Put(const QString& name, const platform::Value& value);
+    /// Writes everything staged back in one modification. Nothing is written before it.
+    void SetInfo();
 
     const QString& distinguishedName() const { return m_cache.distinguishedName; }
     engine::Session& session() const { return *m_session; }
@@ -55,7 +64,7 @@ private:
     QByteArray guid() const { return m_cache.values(QStringLiteral("objectGUID")).value(0); }
     /// Whether objects of this kind have the attribute, as far as the directory tells.
     bool isKnown(const QString& name) const;
-    platform::Value value(const QString& name);
+    QString shownName() const;
 
     std::shared_ptr<engine::Session> m_session;
     platform::Journal& m_journal;
@@ -65,6 +74,19 @@ private:
     QList<engine::Replacement> m_staged;
     std::function<void()> m_whenWritten = [] {};
     bool m_recorded = false;
+};
+
+/// A bound object with its user interface.
+class IADsUser final : public IADs {
+public:
+    /// Throws Error also where the object is not a user.
+    IADsUser(std::shared_ptr<engine::Session> session, platform::Journal& journal,
+             const QString& base, Purpose purpose);
+
+    /// The `mail` attribute. Throws Error where the user has none.
+    QString EmailAddress();
+    /// Stages `mail`.
+    void setEmailAddress(const QString& address);
 };
 
 } // namespace rehome::adsi

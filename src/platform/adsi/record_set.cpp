@@ -1,17 +1,20 @@
 #include "platform/adsi/record_set.h"
 
-#include "platform/adsi/attribute_syntax.h"
 #include "platform/error.h"
+
+#include <algorithm>
 
 namespace rehome::adsi {
 
-EntryRecordSet::EntryRecordSet(std::shared_ptr<ConnectionSession> connection,
-                               const engine::SearchRequest& request)
+RecordSet::RecordSet(std::shared_ptr<ConnectionSession> connection,
+                     const engine::SearchRequest& request)
     : m_connection(std::move(connection)), m_entries(m_connection->session->search(request)),
-      m_columns(request.attributes), m_current(m_entries->next()), m_empty(!m_current) {
+      m_current(m_entries->next()), m_empty(!m_current) {
+    for (const QString& name : request.attributes)
+        m_columns.push_back({name, syntaxOf(name)});
 }
 
-void EntryRecordSet::requireRecord(const char* operation) const {
+void RecordSet::requireRecord(const char* operation) const {
     if (!m_entries || !m_connection->session)
         throw Error(QStringLiteral("%1: the record set or its connection is closed.")
                         .arg(QLatin1String(operation)));
@@ -20,31 +23,36 @@ void EntryRecordSet::requireRecord(const char* operation) const {
                         .arg(QLatin1String(operation)));
 }
 
-void EntryRecordSet::MoveFirst() {
+void RecordSet::MoveFirst() {
     requireRecord("MoveFirst");
     if (!m_onFirst)
         throw Error(QStringLiteral("MoveFirst: the record set is read forwards only, and its first "
                                    "record has been passed."));
 }
 
-void EntryRecordSet::MoveNext() {
+void RecordSet::MoveNext() {
     requireRecord("MoveNext");
     m_onFirst = false;
     m_current.reset();
     m_current = m_entries->next();
 }
 
-void EntryRecordSet::Close() {
+void RecordSet::Close() {
     m_current.reset();
     m_entries.reset();
     m_connection.reset();
 }
 
-platform::Field EntryRecordSet::Fields(const QString& name) const {
+platform::Field RecordSet::Fields(const QString& name) const {
     requireRecord("Fields");
-    if (!m_columns.contains(name, Qt::CaseInsensitive))
+    const auto column = std::find_if(m_columns.begin(), m_columns.end(), [&](const Column& asked) {
+        return asked.Name.size() == name.size() &&
+               asked.Name.compare(name, Qt::CaseInsensitive) == 0;
+    });
+    if (column == m_columns.end())
         throw Error(QStringLiteral("The search did not ask for the attribute \"%1\".").arg(name));
-    return {name, m_current->distinguishedName, valueOf(name, m_current->values(name))};
+    return {name, m_current->distinguishedName,
+            valueOf(column->Shape, m_current->values(column->Name))};
 }
 
 } // namespace rehome::adsi

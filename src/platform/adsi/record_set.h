@@ -1,10 +1,12 @@
 #pragma once
 
-#include "platform/directory_services.h"
+#include "platform/adsi/attribute_syntax.h"
 #include "platform/engine/engine.h"
+#include "platform/value.h"
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace rehome::adsi {
 
@@ -13,27 +15,40 @@ struct ConnectionSession {
     std::unique_ptr<engine::Session> session;
 };
 
-/// A record set over a search's entries, read as they arrive while its connection is open.
-class EntryRecordSet final : public platform::RecordSet {
+/// The result of a search: positioned on its first record when it has one, read forwards only, as
+/// the records arrive and while its connection is open. Letting it go before its end abandons the
+/// search.
+class RecordSet {
 public:
     /// Waits for the first entry. Throws Error where the search fails before it.
-    EntryRecordSet(std::shared_ptr<ConnectionSession> connection,
-                   const engine::SearchRequest& request);
+    RecordSet(std::shared_ptr<ConnectionSession> connection, const engine::SearchRequest& request);
 
-    bool Bof() const override { return m_empty; }
-    bool Eof() const override { return !m_current; }
-    void MoveFirst() override;
-    void MoveNext() override;
-    void Close() override;
-    platform::Field Fields(const QString& name) const override;
+    /// True when the set holds no record.
+    bool Bof() const { return m_empty; }
+    /// True when the last record has been passed, or there is none.
+    bool Eof() const { return !m_current; }
+    /// Throws Error where the set holds no record, or its first has been passed.
+    void MoveFirst();
+    /// Throws Error at the end, or where the search breaks off.
+    void MoveNext();
+    /// Ends the search; nothing can be read afterwards.
+    void Close();
+    /// The current record's value of a column named in any letter case. Throws Error for a column
+    /// that was not asked for, and where there is no current record.
+    platform::Field Fields(const QString& name) const;
 
 private:
+    struct Column {
+        QString Name;
+        Syntax Shape;
+    };
+
     void requireRecord(const char* operation) const;
 
     // The entries need the session, so it is declared, and therefore destroyed, around them.
     std::shared_ptr<ConnectionSession> m_connection;
     std::unique_ptr<engine::Entries> m_entries;
-    QStringList m_columns;
+    std::vector<Column> m_columns;
     std::optional<engine::Entry> m_current;
     bool m_empty = true;
     bool m_onFirst = true;

@@ -1,6 +1,8 @@
 #include "platform/embedded/comparison.h"
 
+#include "platform/engine/attribute_kind.h"
 #include "platform/error.h"
+#include "platform/text_case.h"
 
 #include <QString>
 #include <QStringDecoder>
@@ -21,8 +23,8 @@ bool nameLess(std::string_view a, std::string_view b) {
                      static_cast<qsizetype>(b.size())) < 0;
 }
 
-// Both tables are in alphabetical order. Other attributes of these kinds may be missing: their
-// values then compare as text, which only shows in filters on them.
+// In alphabetical order. Other attributes of this kind may be missing: their values then compare as
+// text, which only shows in filters on them.
 constexpr std::array distinguishedNames{
     std::string_view("defaultObjectCategory"),
     std::string_view("distinguishedName"),
@@ -37,27 +39,12 @@ constexpr std::array distinguishedNames{
     std::string_view("msExchOwningServer"),
     std::string_view("objectCategory"),
 };
-constexpr std::array octetStrings{
-    std::string_view("msExchMailboxGuid"),
-    std::string_view("msExchMailboxSecurityDescriptor"),
-    std::string_view("msExchMasterAccountSid"),
-    std::string_view("nTSecurityDescriptor"),
-    std::string_view("objectGUID"),
-    std::string_view("objectSid"),
-    std::string_view("sIDHistory"),
-    std::string_view("thumbnailPhoto"),
-    std::string_view("userCertificate"),
-};
-
 bool isIn(const auto& table, std::string_view name) {
     return std::binary_search(table.begin(), table.end(), name, nameLess);
 }
 
 QByteArray upper(const QByteArray& utf8) {
-    QString text = QString::fromUtf8(utf8);
-    for (QChar& unit : text)
-        unit = unit.toUpper();
-    return text.toUtf8();
+    return platform::upperCase(QString::fromUtf8(utf8)).toUtf8();
 }
 
 char* casefold(void*, void* parent, const char* text, size_t size) noexcept {
@@ -176,7 +163,7 @@ const ldb_schema_attribute* Comparison::attribute(ldb_context*, void* self, cons
     const auto& own = *static_cast<const Comparison*>(self);
     if (isIn(distinguishedNames, name))
         return &own.m_name;
-    return isIn(octetStrings, name) ? &own.m_octets : &own.m_text;
+    return engine::isOctetString(name) ? &own.m_octets : &own.m_text;
 }
 
 } // namespace rehome::embedded

@@ -1,27 +1,31 @@
 #include "platform/engine/guid.h"
 
+#include <QtEndian>
+
 #include <algorithm>
 
 namespace rehome::engine {
 
-namespace {
-
-/// Between the stored order and that of RFC 4122; its own inverse.
-QByteArray swapped(QByteArray octets) {
-    std::reverse(octets.begin(), octets.begin() + 4);
-    std::reverse(octets.begin() + 4, octets.begin() + 6);
-    std::reverse(octets.begin() + 6, octets.begin() + 8);
-    return octets;
-}
-
-} // namespace
-
 QUuid guidFromOctets(const QByteArray& octets) {
-    return octets.size() == 16 ? QUuid::fromRfc4122(swapped(octets)) : QUuid();
+    if (octets.size() != 16)
+        return {};
+    const char* at = octets.constData();
+    QUuid guid;
+    guid.data1 = qFromLittleEndian<quint32>(at);
+    guid.data2 = qFromLittleEndian<quint16>(at + 4);
+    guid.data3 = qFromLittleEndian<quint16>(at + 6);
+    std::copy_n(at + 8, 8, guid.data4);
+    return guid;
 }
 
 QByteArray octetsFromGuid(const QUuid& guid) {
-    return swapped(guid.toRfc4122());
+    QByteArray octets(16, Qt::Uninitialized);
+    char* at = octets.data();
+    qToLittleEndian(guid.data1, at);
+    qToLittleEndian(guid.data2, at + 4);
+    qToLittleEndian(guid.data3, at + 6);
+    std::copy_n(guid.data4, 8, at + 8);
+    return octets;
 }
 
 } // namespace rehome::engine

@@ -2,7 +2,7 @@
 
 #include "platform/engine/escape.h"
 #include "platform/error.h"
-#include "platform/exchange/data_source.h"
+#include "platform/exchange/opening.h"
 
 namespace rehome::exchange {
 

@@ -2,7 +2,7 @@
 
 #include "platform/engine/escape.h"
 #include "platform/error.h"
-#include "platform/exchange/data_source.h"
+#include "platform/exchange/opening.h"
 
 namespace rehome::exchange {
 
@@ -24,38 +24,22 @@ QString pathName(const engine::Entry& user, const QString& primaryAddress) {
     return localPart(primaryAddress);
 }
 
-/// Opens the mailbox on its store when a folder is asked for.
-class PersonMailbox final : public platform::IMailbox {
-public:
-    PersonMailbox(engine::Mailbox mailbox, std::shared_ptr<engine::Session> directory,
-                  engine::ExchangeProbe& probe, engine::MailboxOpener& opener, Round& round)
-        : m_mailbox(std::move(mailbox)), m_directory(std::move(directory)), m_probe(probe),
-          m_opener(opener), m_round(round) {}
-
-    QString FolderLocation() override {
-        const QString& store = m_mailbox.store;
-        if (store.isEmpty())
-            throw Error(QStringLiteral("%1 has no mailbox.").arg(m_mailbox.user));
-        if (!m_round.states.contains(store))
-            m_round.states.insert(store, m_probe.storeStatus(store));
-        if (m_round.states.value(store) != 0)
-            throw Error(QStringLiteral("The mailbox of %1 cannot be opened: its store %2 is not "
-                                       "online.")
-                            .arg(m_mailbox.user, store));
-        return m_opener.open(*m_directory, m_mailbox);
-    }
-
-private:
-    engine::Mailbox m_mailbox;
-    std::shared_ptr<engine::Session> m_directory;
-    engine::ExchangeProbe& m_probe;
-    engine::MailboxOpener& m_opener;
-    Round& m_round;
-};
-
 } // namespace
 
-void PersonObject::Open(const QString& address, const platform::OpenArguments& arguments) {
+QString IMailbox::FolderLocation() {
+    const QString& store = m_mailbox.store;
+    if (store.isEmpty())
+        throw Error(QStringLiteral("%1 has no mailbox.").arg(m_mailbox.user));
+    if (!m_round.states.contains(store))
+        m_round.states.insert(store, m_probe.storeStatus(store));
+    if (m_round.states.value(store) != 0)
+        throw Error(QStringLiteral("The mailbox of %1 cannot be opened: its store %2 is not "
+                                   "online.")
+                        .arg(m_mailbox.user, store));
+    return m_opener.open(*m_directory, m_mailbox);
+}
+
+void Person::Open(const QString& address, const OpenArguments& arguments) {
     m_user.reset();
     requireStatedArguments(arguments);
     const QString scheme = QStringLiteral("mailto:");
@@ -67,8 +51,7 @@ void PersonObject::Open(const QString& address, const platform::OpenArguments& a
 
     if (m_round.domain.isEmpty()) {
         const auto root = m_directory.BindObject(QStringLiteral("LDAP://RootDSE"));
-        const QString context = QStringLiteral("defaultNamingContext");
-        m_round.domain = platform::toText({context, QStringLiteral("RootDSE"), root->Get(context)});
+        m_round.domain = root->GetText(QStringLiteral("defaultNamingContext"));
     }
     engine::SearchRequest request;
     request.base = m_round.domain;
@@ -90,15 +73,17 @@ void PersonObject::Open(const QString& address, const platform::OpenArguments& a
     m_address = mail;
 }
 
-std::unique_ptr<platform::IMailbox> PersonObject::Mailbox() {
+IMailbox Person::Mailbox() {
     if (!m_user)
         throw Error(QStringLiteral("The person has not been opened."));
     const QString store = m_user->text(QStringLiteral("homeMDB"));
     // Store, storage group and information store stand below their server.
-    return std::make_unique<PersonMailbox>(engine::Mailbox{m_user->distinguishedName,
-                                                           pathName(*m_user, m_address), store,
-                                                           engine::parentName(store, 3)},
-                                           m_directory.session(), m_probe, m_opener, m_round);
+    return {{m_user->distinguishedName, pathName(*m_user, m_address), store,
+             engine::parentName(store, 3)},
+            m_directory.session(),
+            m_probe,
+            m_opener,
+            m_round};
 }
 
 } // namespace rehome::exchange

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/adsi/directory.h"
+#include "platform/adsi/directory_services.h"
 #include "platform/engine/exchange_probe.h"
 #include "platform/engine/mailbox_opener.h"
-#include "platform/exchange_management.h"
+#include "platform/exchange/opening.h"
 
 #include <QHash>
 
@@ -18,22 +18,42 @@ struct Round {
     QString domain;                ///< the default naming context; stays
 };
 
-/// A person found by e-mail address: exactly one user of the domain holds it as `mail` or among
-/// `proxyAddresses`.
-class PersonObject final : public platform::Person, private platform::IDataSource {
+/// The mailbox of a person, which is opened on its store when a folder is asked for.
+class IMailbox {
 public:
-    /// All of them must outlive it and its mailbox.
-    PersonObject(adsi::Directory& directory, engine::ExchangeProbe& probe,
-                 engine::MailboxOpener& opener, Round& round)
-        : m_directory(directory), m_probe(probe), m_opener(opener), m_round(round) {}
+    IMailbox(engine::Mailbox mailbox, std::shared_ptr<engine::Session> directory,
+             engine::ExchangeProbe& probe, engine::MailboxOpener& opener, Round& round)
+        : m_mailbox(std::move(mailbox)), m_directory(std::move(directory)), m_probe(probe),
+          m_opener(opener), m_round(round) {}
 
-    platform::IDataSource& DataSource() override { return *this; }
-    std::unique_ptr<platform::IMailbox> Mailbox() override;
+    /// The location of one of the mailbox's folders; throws Error where the mailbox does not open.
+    QString FolderLocation();
 
 private:
-    void Open(const QString& address, const platform::OpenArguments& arguments) override;
+    engine::Mailbox m_mailbox;
+    std::shared_ptr<engine::Session> m_directory;
+    engine::ExchangeProbe& m_probe;
+    engine::MailboxOpener& m_opener;
+    Round& m_round;
+};
 
-    adsi::Directory& m_directory;
+/// A person found by e-mail address: exactly one user of the domain holds it as `mail` or among
+/// `proxyAddresses`. Opened on "mailto:" and that address; used for one attempt.
+class Person final : private IDataSource {
+public:
+    /// All of them must outlive it and its mailbox.
+    Person(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
+           engine::MailboxOpener& opener, Round& round)
+        : m_directory(directory), m_probe(probe), m_opener(opener), m_round(round) {}
+
+    IDataSource& DataSource() { return *this; }
+    /// Throws Error where it is not open.
+    IMailbox Mailbox();
+
+private:
+    void Open(const QString& address, const OpenArguments& arguments) override;
+
+    adsi::DirectoryServices& m_directory;
     engine::ExchangeProbe& m_probe;
     engine::MailboxOpener& m_opener;
     Round& m_round;

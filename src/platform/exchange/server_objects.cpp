@@ -1,12 +1,11 @@
 #include "platform/exchange/server_objects.h"
 
 #include "platform/error.h"
-#include "platform/exchange/data_source.h"
 
 namespace rehome::exchange {
 
-void requireStatedArguments(const platform::OpenArguments& arguments) {
-    const platform::OpenArguments stated;
+void requireStatedArguments(const OpenArguments& arguments) {
+    const OpenArguments stated;
     if (arguments.ActiveConnection || arguments.Mode != stated.Mode ||
         arguments.CreateOptions != stated.CreateOptions || arguments.Options != stated.Options ||
         !arguments.UserName.isEmpty() || !arguments.Password.isEmpty())
@@ -25,7 +24,7 @@ engine::Entry readObject(engine::Session& session, const QString& name, const QS
     return std::move(*found);
 }
 
-void NamedObject::Open(const QString& address, const platform::OpenArguments& arguments) {
+void NamedObject::Open(const QString& address, const OpenArguments& arguments) {
     m_entry.reset();
     requireStatedArguments(arguments);
     auto found = readObject(*m_directory.session(), address, m_class,
@@ -63,13 +62,13 @@ QStringList NamedObject::children(engine::Scope scope, const QString& objectClas
     return names;
 }
 
-ServerObject::ServerObject(adsi::Directory& directory, engine::ExchangeProbe& probe)
+ExchangeServer::ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe)
     : NamedObject(directory, QStringLiteral("msExchExchangeServer"),
                   QStringLiteral("an Exchange server")),
       m_probe(probe) {
 }
 
-void ServerObject::opening(const engine::Entry& server) {
+void ExchangeServer::opening(const engine::Entry& server) {
     if (server.values(QStringLiteral("legacyExchangeDN")).isEmpty())
         throw Error(QStringLiteral("The server %1 has no attribute \"legacyExchangeDN\", or it may "
                                    "not be read: no mailbox could be created there.")
@@ -77,31 +76,31 @@ void ServerObject::opening(const engine::Entry& server) {
     m_probe.checkServer(server.distinguishedName);
 }
 
-QStringList ServerObject::StorageGroups() {
+QStringList ExchangeServer::StorageGroups() {
     return children(engine::Scope::Subtree, QStringLiteral("msExchStorageGroup"));
 }
 
-StorageGroupObject::StorageGroupObject(adsi::Directory& directory)
+StorageGroup::StorageGroup(adsi::DirectoryServices& directory)
     : NamedObject(directory, QStringLiteral("msExchStorageGroup"),
                   QStringLiteral("a storage group")) {
 }
 
-QStringList StorageGroupObject::MailboxStoreDBs() {
+QStringList StorageGroup::MailboxStoreDBs() {
     return children(engine::Scope::OneLevel, QStringLiteral("msExchPrivateMDB"));
 }
 
-MailboxStoreObject::MailboxStoreObject(adsi::Directory& directory, engine::ExchangeProbe& probe)
+MailboxStoreDB::MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe)
     : NamedObject(directory, QStringLiteral("msExchPrivateMDB"), QStringLiteral("a mailbox store")),
       m_probe(probe) {
 }
 
-platform::Field MailboxStoreObject::Fields(const QString& name) {
+platform::Field MailboxStoreDB::Fields(const QString& name) const {
     if (name.compare(QLatin1String("distinguishedName"), Qt::CaseInsensitive) != 0)
         throw Error(QStringLiteral("A mailbox store has no field \"%1\".").arg(name));
     return {name, entry().distinguishedName, entry().distinguishedName};
 }
 
-qint16 MailboxStoreObject::Status() {
+qint16 MailboxStoreDB::Status() const {
     return m_probe.storeStatus(entry().distinguishedName);
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/adsi/directory.h"
+#include "platform/adsi/directory_services.h"
 #include "platform/engine/exchange_probe.h"
-#include "platform/exchange_management.h"
+#include "platform/exchange/opening.h"
 
 #include <optional>
 
@@ -10,12 +10,12 @@ namespace rehome::exchange {
 
 /// What the server, storage group and store objects share: opened on a distinguished name, reopened
 /// at will; a failed opening leaves the object closed.
-class NamedObject : public platform::IDataSource {
+class NamedObject : public IDataSource {
 public:
-    NamedObject(adsi::Directory& directory, QString objectClass, QString kind)
+    NamedObject(adsi::DirectoryServices& directory, QString objectClass, QString kind)
         : m_directory(directory), m_class(std::move(objectClass)), m_kind(std::move(kind)) {}
 
-    void Open(const QString& address, const platform::OpenArguments& arguments) override;
+    void Open(const QString& address, const OpenArguments& arguments) override;
 
 protected:
     /// Runs after the object was read and before it counts as open; throws Error to refuse.
@@ -28,38 +28,45 @@ protected:
     QStringList children(engine::Scope scope, const QString& objectClass);
 
 private:
-    adsi::Directory& m_directory;
+    adsi::DirectoryServices& m_directory;
     QString m_class;
     QString m_kind;
     std::optional<engine::Entry> m_entry;
 };
 
-class ServerObject final : public platform::ExchangeServer, private NamedObject {
+/// Opened on an Exchange server's distinguished name; fails where the server does not answer.
+class ExchangeServer final : private NamedObject {
 public:
-    ServerObject(adsi::Directory& directory, engine::ExchangeProbe& probe);
-    platform::IDataSource& DataSource() override { return *this; }
-    QStringList StorageGroups() override;
+    ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
+    IDataSource& DataSource() { return *this; }
+    /// The distinguished names of its storage groups. Throws Error.
+    QStringList StorageGroups();
 
 private:
     void opening(const engine::Entry& server) override;
     engine::ExchangeProbe& m_probe;
 };
 
-class StorageGroupObject final : public platform::StorageGroup, private NamedObject {
+/// Opened on a storage group's distinguished name.
+class StorageGroup final : private NamedObject {
 public:
-    explicit StorageGroupObject(adsi::Directory& directory);
-    platform::IDataSource& DataSource() override { return *this; }
-    QStringList MailboxStoreDBs() override;
-    QString Name() override { return nameOf(); }
+    explicit StorageGroup(adsi::DirectoryServices& directory);
+    IDataSource& DataSource() { return *this; }
+    /// The distinguished names of its mailbox stores. Throws Error.
+    QStringList MailboxStoreDBs();
+    QString Name() const { return nameOf(); }
 };
 
-class MailboxStoreObject final : public platform::MailboxStoreDB, private NamedObject {
+/// Opened on a mailbox store's distinguished name.
+class MailboxStoreDB final : private NamedObject {
 public:
-    MailboxStoreObject(adsi::Directory& directory, engine::ExchangeProbe& probe);
-    platform::IDataSource& DataSource() override { return *this; }
-    platform::Field Fields(const QString& name) override;
-    QString Name() override { return nameOf(); }
-    qint16 Status() override;
+    MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
+    IDataSource& DataSource() { return *this; }
+    /// The item "distinguishedName" and no other.
+    platform::Field Fields(const QString& name) const;
+    QString Name() const { return nameOf(); }
+    /// 0 online, 1 offline, 2 mounting, 3 dismounting. Throws Error.
+    qint16 Status() const;
 
 private:
     engine::ExchangeProbe& m_probe;

@@ -17,7 +17,7 @@ const QString MailboxGuid = QStringLiteral("msExchMailboxGuid");
 const QString UseDefaults = QStringLiteral("mDBUseDefaults");
 const QString Alias = QStringLiteral("mailNickname");
 
-QString newAlias(const adsi::DirectoryObject& user) {
+QString newAlias(const adsi::IADsUser& user) {
     const QString mail = user.cachedText(QStringLiteral("mail"));
     const QString account = user.cachedText(QStringLiteral("sAMAccountName"));
     const QString alias = mail.isEmpty() ? account : mail.section(u'@', 0, 0);
@@ -30,7 +30,7 @@ QString newAlias(const adsi::DirectoryObject& user) {
 
 } // namespace
 
-void UserMailboxStore::DeleteMailbox() {
+void IMailboxStore::DeleteMailbox() {
     if (m_user.cached(HomeMdb).isEmpty())
         throw Error(QStringLiteral("%1 has no mailbox.").arg(m_user.distinguishedName()));
     QStringList written{HomeMdb, HomeMta, HomeServer, MailboxGuid};
@@ -46,7 +46,7 @@ void UserMailboxStore::DeleteMailbox() {
     }
 }
 
-void UserMailboxStore::CreateMailbox(const QString& homeMDB) {
+void IMailboxStore::CreateMailbox(const QString& homeMDB) {
     const Destination destination =
         m_destinations.read(m_user.session(), adsi::baseOfPath(homeMDB));
     if (!m_user.cached(HomeMdb).isEmpty())

@@ -3,13 +3,13 @@
 #include "main_window/list_combo.h"
 #include "main_window/main_window.h"
 #include "platform/engine_contract.h"
-#include "platform/exchange/exchange_objects.h"
 #include "platform/http/directory_only_opener.h"
 #include "platform/http/http_opener.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
 #include "platform/ldap/tcp_check.h"
+#include "platform/platform.h"
 #include "repopulation/recreate_status.h"
 #include "support/recorded_calls.h"
 #include "support/test_desktop.h"
@@ -79,9 +79,7 @@ struct Live {
     engine::ObservedEngine observed{engine, unrecorded, opener, calls};
     ldap::LdapProbe probe{observed, network}; // its round trips count too
     test::TestDesktop desktop;
-    adsi::Directory directory{observed, used};
-    exchange::ExchangeObjects exchange{directory, probe, observed};
-    platform::Platform platform{directory, exchange, network, desktop, used};
+    platform::Platform platform{observed, probe, observed, network, desktop, used};
     main_window::frmMain frame{platform, "Rehome"};
     main_window::FlexGrid& grid = *frame.findChild<main_window::FlexGrid*>();
     main_window::ListCombo& chooser = *frame.findChild<main_window::ListCombo*>("comboStoreName");

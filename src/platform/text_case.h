@@ -2,10 +2,10 @@
 
 #include <QString>
 
-namespace rehome::topology {
+namespace rehome::platform {
 
 /// The text in capitals, each 16-bit unit mapped to one without regard to locale: "Straße" stays
 /// apart from "STRASSE".
 QString upperCase(const QString& text);
 
-} // namespace rehome::topology
+} // namespace rehome::platform

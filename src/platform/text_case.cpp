@@ -1,6 +1,6 @@
-#include "topology/text_case.h"
+#include "platform/text_case.h"
 
-namespace rehome::topology {
+namespace rehome::platform {
 
 QString upperCase(const QString& text) {
     QString capitals = text;
@@ -9,4 +9,4 @@ QString upperCase(const QString& text) {
     return capitals;
 }
 
-} // namespace rehome::topology
+} // namespace rehome::platform

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "main_window/controls.h"
+#include "main_window/state.h"
+
+namespace rehome::main_window {
+
+/// The list of stores that floats over the grid: where it stands, what it shows, and when it is
+/// seen. It stands over the current cell whenever the grid has been painted or sized.
+class StoreChooser {
+public:
+    /// What it is given must outlive it.
+    StoreChooser(QWidget& window, Controls& controls, State& state);
+
+    /// Hides it, in front of the grid and as wide as the current cell.
+    void reset();
+    /// Puts it over the current cell; neither its height, its text nor whether it is visible
+    /// changes.
+    void place();
+    /// Puts it over the store of the current row and shows it with that text.
+    void showOverStore();
+    /// Focus goes to the grid, not on to the next control in tab order.
+    void hide();
+
+    void msfgMain_Click();
+    void msfgMain_MouseDown();
+    void msfgMain_MouseUp();
+    void msfgMain_Scroll();
+    void msfgMain_ReleasedOutside();
+    void comboStoreName_TypedInVain();
+
+private:
+    void followWidth();
+
+    QWidget& m_window;
+    FlexGrid& m_grid;
+    ListCombo& m_list;
+    State& m_state;
+};
+
+} // namespace rehome::main_window

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "platform/adsi/connection.h"
+#include "platform/adsi/directory_object.h"
+
+namespace rehome::adsi {
+
+/// Active Directory over an engine. Paths: "LDAP://RootDSE", "LDAP://" and a distinguished name,
+/// "LDAP://<GUID=" and 36 hexadecimal digits and hyphens and ">". Bindings share one session,
+/// opened by the first of them; each connection has its own.
+class DirectoryServices {
+public:
+    /// Both must outlive this and everything that it made.
+    DirectoryServices(engine::Engine& engine, platform::Journal& journal)
+        : m_engine(engine), m_journal(journal) {}
+
+    /// Binds afresh; nothing is cached between bindings. Throws Error where the path names nothing.
+    std::unique_ptr<IADs> BindObject(const QString& path);
+    /// The same, and takes the user interface; throws Error where the object is not a user. For a
+    /// change, what the signed-on user may write is read as well.
+    std::unique_ptr<IADsUser> BindUser(const QString& path, Purpose purpose = Purpose::Read);
+    std::unique_ptr<Connection> CreateConnection();
+
+    /// The session of the bindings. Throws Error where none can be made.
+    std::shared_ptr<engine::Session> session();
+
+private:
+    engine::Engine& m_engine;
+    platform::Journal& m_journal;
+    std::shared_ptr<engine::Session> m_session;
+};
+
+} // namespace rehome::adsi
