@@ -1,0 +1,445 @@
+#include "journal/kept_journal.h"
+#include "journal/recovery_ldif.h"
+#include "main_window/main_window.h"
+#include "platform/adsi/directory.h"
+#include "platform/embedded/embedded_engine.h"
+#include "platform/embedded/embedded_network.h"
+#include "platform/embedded/embedded_probe.h"
+#include "platform/exchange/exchange_objects.h"
+#include "repopulation/recreate_status.h"
+#include "support/failing_calls.h"
+#include "support/organisation_text.h"
+
+#include <QRadioButton>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+using namespace rehome;
+using platform::Buttons;
+using platform::Icon;
+using test::Call;
+using test::Fault;
+using test::Made;
+using test::OrganisationText;
+
+namespace {
+
+const QString local = OrganisationText::serverDN("EX1"), B = OrganisationText::storeDN("EX1/SG/B"),
+              C = OrganisationText::storeDN("EX2/SG/C");
+const char* const mailbox[] = {"homeMDB", "homeMTA", "msExchHomeServerName", "msExchMailboxGuid"};
+const char* const notCreated = "Failed to create mailbox on new location:";
+const char* const notListed = "Failed to refresh list of mailboxes. Error=";
+
+QString dn(const QString& user) {
+    return OrganisationText::userDN(user);
+}
+
+/// Whole mailboxes: u1 and u2 on EX2's C, u3 and u5 on its D, which is offline, u4 on EX1's B.
+QByteArray organisation() {
+    OrganisationText text = test::smallOrganisation(0);
+    for (const auto& [user, store, more] :
+         {std::tuple("u1", "EX2/SG/C", "proxyAddresses: X400:c=t\n"),
+          {"u2", "EX2/SG/C", "rehomePolicyAddress: new@t\n"},
+          {"u3", "EX2/SG/D", "mDBUseDefaults: FALSE\nmsExchMailboxSecurityDescriptor: own\n"},
+          {"u4", "EX1/SG/B", ""},
+          {"u5", "EX2/SG/D", ""}}) {
+        const QString server = QString(store).section('/', 0, 0);
+        text.user(user, store,
+                  QString("homeMTA: CN=Microsoft MTA,%1\nmsExchHomeServerName: /o=T/cn=%2\n"
+                          "msExchMailboxGuid: the old GUID\n%3")
+                      .arg(OrganisationText::serverDN(server), server, more));
+    }
+    return text.ldif();
+}
+
+QString boxText(const QString& text, Icon icon = Icon::None, Buttons buttons = Buttons::Ok,
+                const QString& title = {}) {
+    return QString("%1|%2|%3|%4").arg(text).arg(int(icon)).arg(int(buttons)).arg(title);
+}
+
+/// The process has ended.
+struct Ended {};
+
+/// One run of the tool: all that happens in it, in order.
+struct Run final : platform::Desktop, platform::Journal {
+    embedded::Organisation organisation{::organisation(), "test"};
+    embedded::EmbeddedEngine engine{organisation};
+    embedded::EmbeddedProbe probe{organisation};
+    embedded::EmbeddedNetwork network{organisation};
+    test::FailingCalls calls{engine, probe};
+    const int stream = memfd_create("recovery", 0);
+    journal::KeptJournal kept{journal::KeptJournal::Of::Rehearsal, stream};
+    adsi::Directory directory{calls, *this};
+    exchange::ExchangeObjects exchange{directory, calls};
+    platform::Platform platform{directory, exchange, network, *this, *this};
+    main_window::frmMain frame{platform, "test"};
+    QStringList shown; ///< boxes; of a reason only the mailbox that it names
+    QStringList wrong;
+    std::map<QString, engine::Entry> before; ///< the users
+
+    Run() {
+        for (const char* user : {"u1", "u2", "u3", "u4", "u5"})
+            before[user] = *organisation.object(dn(user));
+    }
+    ~Run() override { close(stream); }
+    void require(bool right, const QString& what) {
+        if (!right)
+            wrong += what;
+    }
+    QByteArray written() const {
+        QByteArray all(lseek(stream, 0, SEEK_END), '\0');
+        return pread(stream, all.data(), size_t(all.size()), 0) < 0 ? QByteArray() : all;
+    }
+    QString home(const QString& user) const {
+        return organisation.object(dn(user))->text("homeMDB");
+    }
+
+    void Keep(const platform::RecoveryRecord& record) override {
+        QList<engine::Replacement> values;
+        for (const auto& [name, all] : record.Attributes)
+            values.append({name, all});
+        calls.pass({Call::Record, record.DistinguishedName, values}, [&] {
+            const bool first = !Holds(record.Guid);
+            kept.Keep(record);
+            require(!first || written().contains('\n' + toLdif(record, journal::Naming::ByName)),
+                    "the record is not on the stream");
+        });
+    }
+    bool Holds(const QByteArray& guid) const override { return kept.Holds(guid); }
+    void Tell(platform::Event event, const QString& text, const QString& who) noexcept override {
+        kept.Tell(event, text, who);
+    }
+
+    platform::Answer Show(const platform::MessageBox& box) override {
+        QString text = box.Text;
+        for (const QString start : {notCreated, notListed}) {
+            if (!text.startsWith(start))
+                continue;
+            const QString reason = text.mid(start.size());
+            const QString user = QRegularExpression("\\bu\\d(?=@t\\b)").match(reason).captured();
+            text = start + user;
+            require(!reason.startsWith("\r\n"), "no reason");
+            if (reason.contains(user + "@t has no mailbox now"))
+                require(home(user).isEmpty(), user + " has a mailbox");
+            else if (!reason.contains("It is not known whether ") && start == notCreated)
+                require(reason.contains(user + "@t has a mailbox on " + home(user) + '.'),
+                        user + " has no mailbox there");
+        }
+        shown += boxText(text, box.Icon, box.Buttons, box.Title);
+        return box.Buttons == Buttons::YesNo ? platform::Answer::Yes : platform::Answer::Ok;
+    }
+    [[noreturn]] void End(int) override { throw Ended(); }
+    [[noreturn]] void Fail(const QString& description) override {
+        shown += description.isEmpty() ? "no reason" : "fatal";
+        throw Ended();
+    }
+    bool Ending() const override { return false; }
+    void HoldEnding() override {}
+    void ReleaseEnding() override {}
+
+    template <class Control>
+    Control& control(const char* name) {
+        return *frame.findChild<Control*>(name);
+    }
+    // Signals are raised directly: what ends the process is thrown through them.
+    void pick(const char* list, const QString& text) {
+        auto& combo = control<main_window::ListCombo>(list);
+        combo.setText(text);
+        Q_EMIT combo.Click();
+    }
+    void press(const char* button) { Q_EMIT control<QPushButton>(button).clicked(); }
+    void load() {
+        try {
+            frame.Form_Load();
+        } catch (const Error& error) {
+            Fail(describe(error));
+        }
+    }
+    void moveOne() {
+        control<main_window::FlexGrid>("msfgMain").setRow(2);
+        pick("comboStoreName", "EX1:SG\\B");
+    }
+    void moveBatch(const char* source) {
+        control<QRadioButton>(source).click();
+        pick("comboSourceMBx", "EX2:SG\\C");
+        pick("comboDestMBx", "EX1:SG\\B");
+        press("btnMove");
+    }
+    /// Closes the window, and the dialog where it is not to give up by itself.
+    void leave(bool givingUp) {
+        QTimer driver;
+        QObject::connect(&driver, &QTimer::timeout, [&] {
+            auto* dialog = QApplication::activeModalWidget();
+            if (!dialog)
+                return;
+            auto* timer = dialog->findChild<QTimer*>("tmrElapsed");
+            if (timer->interval() > 0)
+                timer->setInterval(0);
+            if (!givingUp && dialog->findChild<QLabel*>("lblElapsedTime")->text() > "00:00:01")
+                dialog->close();
+        });
+        driver.start(0);
+        qint16 cancel = 1;
+        frame.Form_Unload(cancel);
+    }
+};
+
+/// What is done while calls fail. Its name says what it shows.
+struct Part {
+    QString name;
+    QStringList chosen; ///< whose mailboxes are moved, in order
+    std::function<void(Run&)> before, act;
+};
+
+class SweepTest : public QObject {
+    Q_OBJECT
+
+    int m_tried = 0;
+
+    /// The boxes of a part, by which of its calls have failed.
+    static QStringList boxes(const Run& run, const Part& part, bool gaveUp) {
+        QStringList all;
+        if (part.name == "closing") {
+            if (gaveUp)
+                all += boxText("Fatal:Failed to recreate mailbox in specified timeframe",
+                               Icon::Critical);
+            return all + summary(part);
+        }
+        int failures = 0;
+        const auto count = int(part.chosen.size());
+        if (part.name == "one")
+            all += boxText("Are you sure you want to move Display u2 from \r\n-> EX2:SG\\C\r\n"
+                           "\t\t- TO -\r\n-> EX1:SG\\B",
+                           Icon::None, Buttons::YesNo, " Move Mailbox ");
+        else if (count > 0)
+            all += boxText("Are you Sure You want to Move selected MailBoxes to -\r\n\r\n"
+                           "-> EX1:SG\\B",
+                           Icon::None, Buttons::YesNo, " Move Mailbox ");
+        for (const QString& user : part.chosen)
+            if (!run.calls.done(Call::Modify, dn(user), mailbox[0])) {
+                ++failures;
+                all += boxText(notCreated + user, Icon::Critical);
+            }
+        if (part.name == "one")
+            all += failures ? boxText("Failed to move mailbox")
+                            : boxText("MailBox moved successfully", Icon::None, Buttons::Ok,
+                                      "Mailbox move");
+        else if (count > 0)
+            all += boxText(
+                failures
+                    ? QString("ERROR : Unable to move %1 MailBoxes of %2").arg(failures).arg(count)
+                    : QString("%1 MailBoxes Moved Successfully").arg(count));
+        if (run.calls.failed(Call::Session, {}) || run.calls.failed(Call::Read, {}) ||
+            run.calls.failed(Call::Find, "CN=Configuration,DC=t"))
+            all += "fatal";
+        else if (run.calls.failed(Call::Find, "DC=t"))
+            all += boxText(notListed);
+        return all;
+    }
+    static QStringList summary(const Part& part) {
+        QString text = "The following mailboxes were moved :\t\r\n";
+        for (const QString& user : part.chosen)
+            text += "\r\n\t" + user + "@t";
+        return part.chosen.isEmpty()
+                   ? QStringList()
+                   : QStringList(boxText(text, Icon::None, Buttons::OkCancel, "Moved Mailboxes"));
+    }
+
+    /// The stores listed are those whose state was told; a server that failed is asked no more.
+    static void checkList(Run& run, bool complete) {
+        QStringList told;
+        for (auto made = run.calls.armed(); made != run.calls.made.end(); ++made) {
+            if (made->call == Call::Status && !made->failed)
+                told += made->object;
+            const QString server = made->object.section("CN=InformationStore,", -1);
+            const auto next = std::next(made);
+            run.require(!made->failed || !server.endsWith(",CN=Servers,CN=Configuration,DC=t") ||
+                            next == run.calls.made.end() || !next->object.endsWith(server),
+                        "a server is asked again");
+        }
+        const main_window::State& state = run.frame.state();
+        run.require(state.StoreList.Count() == told.size(), "stores");
+        for (const char* list : {"comboStoreName", "comboDestMBx"})
+            run.require(run.control<QComboBox>(list).count() == told.filter(local).size(), list);
+        for (const char* button : {"btnMove", "btnRefresh"})
+            run.require(run.control<QPushButton>(button).isEnabled() == complete, button);
+        for (const auto& user : state.GridMailboxes) {
+            const auto object = run.organisation.object("<GUID=" + user->GetID().mid(1, 36) + '>');
+            const bool known = told.contains(object->text(mailbox[0]));
+            run.require((user->GetSourceStoreState() == "Unreachable") != known, "a store's state");
+        }
+    }
+
+    /// Whatever failed: who was not chosen is as before; of the others at most one has no mailbox;
+    /// no mailbox is half there; nothing else of anybody has changed.
+    static void checkUsers(Run& run, const Part& part) {
+        int homeless = 0;
+        for (const auto& [name, before] : run.before) {
+            const QString user = name;
+            const engine::Entry now = *run.organisation.object(dn(user));
+            auto dropped = before.attributes;
+            for (const char* attribute : mailbox)
+                dropped.erase(attribute);
+            auto created = dropped;
+            created["homeMDB"] = {B.toUtf8()};
+            created["homeMTA"] = {"CN=Microsoft MTA," + local.toUtf8()};
+            created["msExchHomeServerName"] = {"/o=T/cn=EX1"};
+            created["msExchMailboxGuid"] = now.values("msExchMailboxGuid");
+            created.insert({"mDBUseDefaults", {"TRUE"}});
+            if (now.text("mail") == "new@t" && !run.calls.done(Call::Open, dn(user))) {
+                created["mail"] = {"new@t"};
+                created["proxyAddresses"] = {"SMTP:new@t", "smtp:" + user.toUtf8() + "@t"};
+            }
+            const bool chosen = part.chosen.contains(user);
+            homeless += now.attributes == dropped;
+            run.require(now.attributes == before.attributes ||
+                            (chosen && (now.attributes == dropped || now.attributes == created)),
+                        user + " is changed or half there");
+        }
+        run.require(homeless <= 1, "one fault costs two mailboxes");
+    }
+
+    /// Every drop has its record, written before.
+    static void checkRecords(Run& run) {
+        for (auto drop = run.calls.made.begin(); drop != run.calls.made.end(); ++drop) {
+            if (drop->call != Call::Modify || !drop->clears(mailbox[0]))
+                continue;
+            const engine::Entry& before = run.before.at(drop->object.mid(3, 2));
+            const auto whole = [&](const Made& made) {
+                if (made.call != Call::Record || made.failed || made.object != drop->object)
+                    return false;
+                const char* const names[] = {"homeMDB",
+                                             "homeMTA",
+                                             "msExchHomeServerName",
+                                             "msExchMailboxGuid",
+                                             "mDBUseDefaults",
+                                             "mailNickname",
+                                             "mail",
+                                             "proxyAddresses"};
+                return std::all_of(std::begin(names), std::end(names), [&](const char* name) {
+                    const auto* values = made.replacement(name);
+                    return values && *values == before.values(name);
+                });
+            };
+            run.require(std::any_of(run.calls.made.begin(), drop, whole),
+                        drop->object + " is dropped without a record");
+        }
+    }
+
+    /// The lines at the end of the stream tell of every moved mailbox what has become of it.
+    static void checkStates(Run& run, const Part& part) {
+        run.kept.tellStates();
+        const QStringList lines = QString::fromUtf8(run.written()).split('\n').filter(" moved: ");
+        const auto first = lines.size() - part.chosen.size();
+        for (qsizetype i = 0; i < part.chosen.size(); ++i) {
+            const QString user = part.chosen.at(i), line = lines.value(first + i);
+            run.require(line.contains(" moved: " + user + "@t {") &&
+                            line.contains(": created on " + B) ==
+                                run.calls.done(Call::Modify, dn(user), mailbox[0]) &&
+                            line.contains("; opened;") == run.calls.done(Call::Open, dn(user)),
+                        "final line: " + line);
+        }
+    }
+
+    /// False where the part has fewer calls.
+    bool fails(const Part& part, Fault fault, int n, QStringList& wrong) {
+        Run run;
+        const auto tries = [&](const std::function<void(Run&)>& act) {
+            try {
+                act(run);
+            } catch (const Ended&) {
+                return false;
+            }
+            return true;
+        };
+        part.before(run);
+        run.shown.clear();
+        run.calls.arm(fault, n);
+        const bool goesOn = tries(part.act);
+        if (!run.calls.struck)
+            return false;
+        ++m_tried;
+        const auto opened = [&](const QString& user) {
+            return run.calls.done(Call::Open, dn(user));
+        };
+        const bool gaveUp = !std::all_of(part.chosen.begin(), part.chosen.end(), opened);
+        const QStringList expected = boxes(run, part, gaveUp);
+        run.require(run.shown == expected,
+                    "boxes: " + run.shown.join(" / ") + " instead of " + expected.join(" / "));
+        QStringList moved;
+        for (const auto& user : run.frame.state().MovedMailboxes)
+            moved += user->GetMail().chopped(2);
+        run.require(moved == part.chosen, "moved: " + moved.join(' '));
+        checkUsers(run, part);
+        if (goesOn) {
+            checkList(run, !run.shown.value(run.shown.size() - 1).startsWith(notListed));
+            run.calls.disarm();
+            run.shown.clear();
+            tries([](Run& r) { r.leave(false); });
+            run.require(run.shown == summary(part), "summary: " + run.shown.join(" / "));
+            checkUsers(run, part);
+        }
+        const bool recovers = goesOn || (part.name == "closing" && fault != Fault::OnItsObject &&
+                                         fault != Fault::ForEver);
+        // Its old mailbox opens too, where the drop was refused and its store is online.
+        for (const QString& user : part.chosen) {
+            const QString home = run.home(user);
+            run.require(!recovers || opened(user) == (home == B || home == C),
+                        user + " is not opened");
+        }
+        checkRecords(run);
+        checkStates(run, part);
+        for (const QString& what : std::as_const(run.wrong))
+            wrong += QString("%1, fault %2 at call %3 (kind %4 on %5): %6")
+                         .arg(part.name)
+                         .arg(int(fault))
+                         .arg(n)
+                         .arg(int(run.calls.struck->call))
+                         .arg(run.calls.struck->object, what);
+        return true;
+    }
+
+private Q_SLOTS:
+    void everyCall_data() {
+        QTest::addColumn<Part>("part");
+        const auto load = [](Run& run) { run.load(); };
+        const auto batch = [](const char* source) {
+            return [=](Run& run) { run.moveBatch(source); };
+        };
+        for (const Part& part :
+             {Part{"start-up", {}, [](Run&) {}, load},
+              Part{"refresh", {}, load, [](Run& run) { run.press("btnRefresh"); }},
+              Part{"one", {"u2"}, load, [](Run& run) { run.moveOne(); }},
+              Part{"all", {"u1", "u2", "u3", "u5"}, load, batch("rdoALL")},
+              Part{"by state", {"u3", "u5"}, load, batch("rdoCriteria")},
+              Part{"from store", {"u1", "u2"}, load, batch("rdoFromStore")},
+              Part{"closing",
+                   {"u1", "u2"},
+                   [=](Run& run) {
+                       load(run);
+                       run.moveBatch("rdoFromStore");
+                   },
+                   [](Run& run) { run.leave(true); }}})
+            QTest::newRow(qPrintable(part.name)) << part;
+    }
+    void everyCall() {
+        QFETCH(Part, part);
+        QStringList wrong;
+        for (const Fault fault :
+             {Fault::Once, Fault::AfterEffect, Fault::OnItsObject, Fault::ForEver})
+            for (int n = 0; fails(part, fault, n, wrong); ++n) {
+            }
+        QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join('\n')));
+    }
+    void cleanupTestCase() { qInfo("%d faults tried", m_tried); }
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Part)
+
+QTEST_MAIN(SweepTest)
+#include "sweep_test.moc"
