@@ -30,6 +30,9 @@ namespace {
 const QString local = OrganisationText::serverDN("EX1"), B = OrganisationText::storeDN("EX1/SG/B"),
               C = OrganisationText::storeDN("EX2/SG/C");
 const char* const mailbox[] = {"homeMDB", "homeMTA", "msExchHomeServerName", "msExchMailboxGuid"};
+const char* const faults[] = {"once", "after its effect", "on its object", "for ever"};
+const char* const callNames[] = {"session", "read",   "find", "modify",
+                                 "server",  "status", "open", "record"};
 const char* const notCreated = "Failed to create mailbox on new location:";
 const char* const notListed = "Failed to refresh list of mailboxes. Error=";
 
@@ -121,7 +124,9 @@ struct Run final : platform::Desktop, platform::Journal {
             const QString reason = text.mid(start.size());
             const QString user = QRegularExpression("\\bu\\d(?=@t\\b)").match(reason).captured();
             text = start + user;
-            require(!reason.startsWith("\r\n"), "no reason");
+            require(reason.startsWith("refused") ||
+                        reason.startsWith(dn(user) + " still has a mailbox on " + home(user)),
+                    "reason: " + reason);
             if (reason.contains(user + "@t has no mailbox now"))
                 require(home(user).isEmpty(), user + " has a mailbox");
             else if (!reason.contains("It is not known whether ") && start == notCreated)
@@ -264,6 +269,10 @@ class SweepTest : public QObject {
         run.require(state.StoreList.Count() == told.size(), "stores");
         for (const char* list : {"comboStoreName", "comboDestMBx"})
             run.require(run.control<QComboBox>(list).count() == told.filter(local).size(), list);
+        const auto listed = std::count_if(run.before.begin(), run.before.end(), [&](auto& user) {
+            return !run.home(user.first).isEmpty();
+        });
+        run.require(!complete || state.GridMailboxes.Count() == listed, "rows");
         for (const char* button : {"btnMove", "btnRefresh"})
             run.require(run.control<QPushButton>(button).isEnabled() == complete, button);
         for (const auto& user : state.GridMailboxes) {
@@ -332,7 +341,8 @@ class SweepTest : public QObject {
     /// The lines at the end of the stream tell of every moved mailbox what has become of it.
     static void checkStates(Run& run, const Part& part) {
         run.kept.tellStates();
-        const QStringList lines = QString::fromUtf8(run.written()).split('\n').filter(" moved: ");
+        const QStringList all = QString::fromUtf8(run.written()).split('\n');
+        const QStringList lines = all.filter(" moved: ");
         const auto first = lines.size() - part.chosen.size();
         for (qsizetype i = 0; i < part.chosen.size(); ++i) {
             const QString user = part.chosen.at(i), line = lines.value(first + i);
@@ -341,6 +351,10 @@ class SweepTest : public QObject {
                                 run.calls.done(Call::Modify, dn(user), mailbox[0]) &&
                             line.contains("; opened;") == run.calls.done(Call::Open, dn(user)),
                         "final line: " + line);
+            const bool dropped = run.calls.done(Call::Modify, dn(user), nullptr, mailbox[0]);
+            for (const auto& [text, told] :
+                 {std::pair(": dropped from ", dropped), {": drop refused: ", !dropped}})
+                run.require(all.filter(user + "@t {").filter(text).size() == int(told), text);
         }
     }
 
@@ -393,12 +407,11 @@ class SweepTest : public QObject {
         checkRecords(run);
         checkStates(run, part);
         for (const QString& what : std::as_const(run.wrong))
-            wrong += QString("%1, fault %2 at call %3 (kind %4 on %5): %6")
-                         .arg(part.name)
-                         .arg(int(fault))
-                         .arg(n)
-                         .arg(int(run.calls.struck->call))
-                         .arg(run.calls.struck->object, what);
+            wrong +=
+                QString("%1, %2 at call %3, %4 %5: %6")
+                    .arg(part.name, faults[int(fault)])
+                    .arg(n)
+                    .arg(callNames[int(run.calls.struck->call)], run.calls.struck->object, what);
         return true;
     }
 

@@ -50,10 +50,11 @@ public:
     std::deque<Made> made;
     /// The first that could be chosen.
     auto armed() const { return made.begin() + m_armed; }
-    bool done(Call call, const QString& object, const char* sets = nullptr) const {
+    bool done(Call call, const QString& object, const char* sets = nullptr,
+              const char* clears = nullptr) const {
         return std::any_of(made.begin(), made.end(), [&](const Made& one) {
             return one.call == call && one.object == object && !one.failed &&
-                   (!sets || one.sets(sets));
+                   (!sets || one.sets(sets)) && (!clears || one.clears(clears));
         });
     }
     bool failed(Call call, const QString& object) const {
