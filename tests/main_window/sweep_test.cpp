@@ -410,7 +410,5 @@ private Q_SLOTS:
 
 } // namespace
 
-Q_DECLARE_METATYPE(Part)
-
 QTEST_MAIN(SweepTest)
 #include "sweep_test.moc"
