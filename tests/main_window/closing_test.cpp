@@ -131,22 +131,6 @@ private Q_SLOTS:
         QCOMPARE(w.calls.made.filter("(mail=u1@t)").size(), 1);
         QVERIFY(w.calls.made.filter("modify").isEmpty()); // an address that is gone is not restored
     }
-
-    void failuresAreTriedAgain() {
-        for (const char* failing : {"read <GUID=", "modify", "find DC=t", "status", "open"}) {
-            Closing w(test::smallOrganisation(), {1});
-            w.rehearsal.organisation.modify("CN=u1,DC=t", {{"mail", {"changed@t"}}});
-            w.calls.failing = failing;
-            w.meanwhile = [&] {
-                if (w.calls.failings > 1 && w.label("lblElapsedTime") != "00:00:00")
-                    w.calls.failing.clear();
-            };
-            w.close();
-            QVERIFY(w.calls.failing.isEmpty());
-            QCOMPARE(w.desktop.shown.size(), 1); // the summary
-            QCOMPARE(w.values("u1", "mail"), "u1@t");
-        }
-    }
 };
 
 } // namespace

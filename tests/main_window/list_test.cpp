@@ -55,13 +55,6 @@ private Q_SLOTS:
         w.calls.made.clear();
         w.press("btnRefresh");
         QCOMPARE(w.calls.made, made.mid(3));
-
-        for (const char* call : {"read ", "session", "find CN=Configuration"}) {
-            Window failing;
-            failing.calls.failing = call;
-            QVERIFY_THROWS_EXCEPTION(Error, failing.frame.Form_Load());
-            QVERIFY(failing.desktop.shown.isEmpty());
-        }
     }
 
     void whoIsListed() {
@@ -93,28 +86,6 @@ private Q_SLOTS:
                  "nowhere|EX9:Gone\\Store|Unreachable\n"
                  "nameless|EX4:SG\\S|Unreachable");
         QCOMPARE(w.items("comboDestMBx"), "");
-    }
-
-    /// Whichever call about the stores fails: those before it stay listed, nothing more is asked,
-    /// nothing is told.
-    void storeListCutShort() {
-        OrganisationText text;
-        text.server("EX1").group("EX1/SG1").group("EX1/SG2");
-        text.store("EX1/SG1/A").store("EX1/SG2/B");
-        text.user("a", "EX1/SG1/A").user("b", "EX1/SG2/B");
-        for (int n = 3; n < 18; ++n) { // behind those that find the servers
-            Window w(text);
-            w.calls.failing = " ";
-            w.calls.which = {n};
-            w.open();
-            QCOMPARE(w.calls.failings, 1);
-            const auto last = w.calls.made.size() - 2; // the users are looked for next
-            QStringList listed = w.calls.made.mid(0, last).filter("status ");
-            QCOMPARE(w.state.StoreList.Count(), listed.size());
-            QCOMPARE(w.combo("comboStoreName").count(), listed.size());
-            QCOMPARE(w.rows().filter("Unreachable").size(), 2 - listed.size());
-            QVERIFY(w.desktop.shown.isEmpty());
-        }
     }
 
     void failingRow() {

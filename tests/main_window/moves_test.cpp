@@ -9,8 +9,6 @@ namespace {
 
 const QString B = OrganisationText::storeDN("EX1/SG/B");
 const QString C = OrganisationText::storeDN("EX2/SG/C");
-const char* const gone[] = {"homeMDB", "homeMTA", "msExchHomeServerName", "msExchMailboxGuid"};
-const char* const couldNotCreate = "Failed to create mailbox on new location:";
 
 class MovesTest : public QObject {
     Q_OBJECT
@@ -71,43 +69,6 @@ private Q_SLOTS:
                              "utility can only restore to local stores"));
         QVERIFY(w.desktop.shown.at(0).Icon == platform::Icon::Exclamation);
         QCOMPARE(w.state.MovedMailboxes.Count(), 0);
-    }
-
-    /// Whichever of a move's calls fails: the addresses, the delegated rights and the quotas stay,
-    /// the mailbox is recorded, and what went wrong is told once.
-    void everyCallFailsOnce() {
-        for (int n = 0; n < 6; ++n) {
-            Window w(test::smallOrganisation().user(
-                "u5", "EX2/SG/C", "mDBUseDefaults: FALSE\nmsExchMailboxSecurityDescriptor: own\n"));
-            w.open();
-            w.calls.made.clear();
-            w.calls.failing = " "; // any call
-            w.calls.which = {n};
-            w.moveRow(5, "EX1:SG\\B");
-            QCOMPARE(w.calls.failings, 1);
-            const bool dropRefused = n < 2; // its mailbox is then in the way of the creation
-            for (const char* attribute : gone)
-                QCOMPARE(w.values("u5", attribute),
-                         dropRefused && attribute == gone[0] ? C : QString());
-            QString kept;
-            for (const char* attribute :
-                 {"mail", "proxyAddresses", "mDBUseDefaults", "msExchMailboxSecurityDescriptor"})
-                kept += w.values("u5", attribute);
-            QCOMPARE(kept, "u5@tSMTP:u5@tFALSEown");
-            QCOMPARE(w.rehearsal.journal.lines.filter("drop refused: refused").size(), dropRefused);
-            const auto& shown = w.desktop.shown;
-            QCOMPARE(shown.size(), 3); // the question first
-            QVERIFY(shown.at(1).Icon == platform::Icon::Critical && shown.at(1).Title.isNull());
-            const QString reason = dropRefused ? "CN=u5,DC=t still has a mailbox on " + C + '.'
-                                               : "refused: " + w.calls.made.value(n);
-            QVERIFY2(shown.at(1).Text.startsWith(couldNotCreate + reason + "\r\n\r\n"),
-                     qPrintable(shown.at(1).Text));
-            QVERIFY(shown.at(1).Text.contains(
-                n == 5 || !dropRefused ? "u5@t has no mailbox now" : "u5@t has a mailbox on " + C));
-            QCOMPARE(shown.at(2).Text, "Failed to move mailbox");
-            QCOMPARE(w.state.MovedMailboxes.Count(), 1);
-            QCOMPARE(w.grid.Rows(), dropRefused ? 6 : 5); // found by its home alone
-        }
     }
 
     void batchTakesWhatQualifies() {
@@ -173,23 +134,6 @@ private Q_SLOTS:
         const QStringList told = w.desktop.texts().mid(2);
         QVERIFY(told.at(0).endsWith("\r\n\r\n-> EX1:SG\\A\\\uFFFDB"));
         QCOMPARE(told.at(1), "No MailBox found in EX1:SG\\A\uFFFDB");
-    }
-
-    void batchReportsFailures() {
-        Window w(test::smallOrganisation(5));
-        w.open();
-        w.calls.failing = "homeMDB=CN=";
-        w.calls.which = {1, 3};
-        w.pick("comboDestMBx", "EX1:SG\\B");
-        w.press("btnMove");
-        const QStringList texts = w.desktop.texts();
-        QCOMPARE(texts.size(), 4);
-        QCOMPARE(texts.filter(couldNotCreate).size(), 2);
-        QCOMPARE(texts.constLast(), "ERROR : Unable to move 2 MailBoxes of 5");
-        for (const char* user : {"u1", "u3", "u5"})
-            QCOMPARE(w.values(user, "homeMDB"), B);
-        QCOMPARE(w.state.MovedMailboxes.Count(), 5);
-        QCOMPARE(w.rehearsal.journal.lines.filter(": dropped from").size(), 5);
     }
 
     void batchChecks() {

@@ -61,6 +61,9 @@ public:
             throw;
         }
     }
+    void answer() {
+        pass([&] { m_observer.answers(m_number); });
+    }
     void found(const QString& distinguishedName) { m_observer.finds(m_number, distinguishedName); }
     void setHow(const QString& how) { m_how = how; }
 
@@ -82,8 +85,10 @@ public:
         auto entry = m_call.pass([&] { return m_entries->next(); });
         if (entry)
             m_call.found(entry->distinguishedName);
-        if (!entry || m_single)
+        if (!entry || m_single) {
             m_call.setHow(u"done"_s);
+            m_call.answer();
+        }
         return entry;
     }
 
@@ -97,15 +102,17 @@ class ObservedEngine::ObservedSession final : public Session {
 public:
     explicit ObservedSession(ObservedEngine& engine)
         : m_engine(engine), m_call(engine, u"session"_s),
-          m_session(m_call.pass([&] { return engine.m_engine.openSession(); })) {}
+          m_session(m_call.pass([&] { return engine.m_engine.openSession(); })) {
+        m_call.answer();
+    }
 
     std::unique_ptr<Entries> search(const SearchRequest& request) override {
         return std::make_unique<ObservedEntries>(m_engine, *m_session, request);
     }
     void modify(const QString& name, const QList<Replacement>& replacements) override {
-        Call(m_engine, textOf(name, replacements)).pass([&] {
-            m_session->modify(name, replacements);
-        });
+        Call call(m_engine, textOf(name, replacements));
+        call.pass([&] { m_session->modify(name, replacements); });
+        call.answer();
     }
 
 private:
@@ -119,13 +126,16 @@ std::unique_ptr<Session> ObservedEngine::openSession() {
 }
 
 void ObservedEngine::checkServer(const QString& serverName) {
-    Call(*this, u"server "_s + serverName).pass([&] { m_probe.checkServer(serverName); });
+    Call call(*this, u"server "_s + serverName);
+    call.pass([&] { m_probe.checkServer(serverName); });
+    call.answer();
 }
 
 qint16 ObservedEngine::storeStatus(const QString& storeName) {
     Call call(*this, u"status "_s + storeName);
     const qint16 status = call.pass([&] { return m_probe.storeStatus(storeName); });
     call.setHow(QString::number(status));
+    call.answer();
     return status;
 }
 
@@ -133,6 +143,7 @@ QString ObservedEngine::open(Session& directory, const Mailbox& mailbox) {
     Call call(*this, u"open "_s + mailbox.user);
     const QString location = call.pass([&] { return m_opener.open(directory, mailbox); });
     call.setHow(location);
+    call.answer();
     return location;
 }
 

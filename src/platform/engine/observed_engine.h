@@ -18,6 +18,9 @@ public:
     virtual void asks(int call, const QString& text) = 0;
     /// A search has found an object. Where this throws, the search breaks off.
     virtual void finds(int call, const QString& distinguishedName) = 0;
+    /// What was asked has been done, a search read to its end. Where this throws, the call fails so
+    /// after its effect.
+    virtual void answers(int call) { static_cast<void>(call); }
     /// The call is over: "done", "failed: " and the reason, "given up" for a search that was not
     /// read to its end, or what a probe or an opener has answered.
     virtual void ends(int call, const QString& how) noexcept = 0;

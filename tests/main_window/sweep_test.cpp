@@ -1,0 +1,412 @@
+#include "journal/kept_journal.h"
+#include "journal/recovery_ldif.h"
+#include "main_window/main_window.h"
+#include "support/failing_calls.h"
+#include "support/rehearsal.h"
+
+#include <QRadioButton>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+using namespace rehome;
+using platform::Icon;
+using test::Fault;
+using test::OrganisationText;
+
+namespace {
+
+const QString local = OrganisationText::serverDN("EX1"), B = OrganisationText::storeDN("EX1/SG/B"),
+              C = OrganisationText::storeDN("EX2/SG/C");
+const char* const recorded[] = {
+    "homeMDB",      "homeMTA", "msExchHomeServerName", "msExchMailboxGuid", "mDBUseDefaults",
+    "mailNickname", "mail",    "proxyAddresses"};
+const char* const faults[] = {"once", "after its effect", "on its object", "for ever"};
+const QString notCreated = "Failed to create mailbox on new location:";
+const QString notListed = "Failed to refresh list of mailboxes. Error=";
+
+QString dn(const QString& user) {
+    return OrganisationText::userDN(user);
+}
+
+/// Whole mailboxes: u1 and u2 on EX2's C, u3 and u5 on its D, which is offline, u4 on EX1's B.
+OrganisationText organisation() {
+    OrganisationText text = test::smallOrganisation(0);
+    for (const auto& [user, store, more] :
+         {std::tuple("u1", "EX2/SG/C", "proxyAddresses: X400:c=t\n"),
+          {"u2", "EX2/SG/C", "rehomePolicyAddress: new@t\n"},
+          {"u3", "EX2/SG/D", "mDBUseDefaults: FALSE\nmsExchMailboxSecurityDescriptor: own\n"},
+          {"u4", "EX1/SG/B", ""},
+          {"u5", "EX2/SG/D", ""}}) {
+        const QString server = QString(store).section('/', 0, 0);
+        text.user(user, store,
+                  QString("homeMTA: CN=Microsoft MTA,%1\nmsExchHomeServerName: /o=T/cn=%2\n"
+                          "msExchMailboxGuid: the old GUID\n%3")
+                      .arg(OrganisationText::serverDN(server), server, more));
+    }
+    return text;
+}
+
+/// "title: text", an exclamation mark before what is critical.
+QString boxText(const QString& text, const QString& title = {}, Icon icon = Icon::None) {
+    return QString(icon == Icon::Critical ? "!" : "") + title + ": " + text;
+}
+
+/// The process has ended: thrown through the signal that a handler hangs on.
+struct Ended {};
+
+/// One run of the tool: all that happens in it, in order.
+struct Run final : test::Rehearsal, platform::Desktop, platform::Journal {
+    test::FailingCalls calls;
+    engine::ObservedEngine observed{engine, probe, opener, calls};
+    const int stream = memfd_create("recovery", 0);
+    journal::KeptJournal kept{journal::KeptJournal::Of::Rehearsal, stream};
+    platform::Platform platform{observed, observed, observed, network, *this, *this};
+    main_window::frmMain frame{platform, "test"};
+    QStringList shown; ///< boxes; of a reason only the mailbox that it names
+    QStringList wrong;
+    std::map<QString, engine::Entry> before; ///< the users
+    std::map<QString, QByteArray> undo;      ///< each one's record, by distinguished name
+
+    Run() : Rehearsal(::organisation()) {
+        for (const char* user : {"u1", "u2", "u3", "u4", "u5"}) {
+            before[user] = *organisation.object(dn(user));
+            platform::RecoveryRecord record{dn(user), {}, {}};
+            for (const char* name : recorded)
+                record.Attributes.append({name, before[user].values(name)});
+            undo[dn(user)] = '\n' + toLdif(record, journal::Naming::ByName);
+        }
+    }
+    ~Run() override { close(stream); }
+    void require(bool right, const QString& what) {
+        if (!right)
+            wrong += what;
+    }
+    QByteArray written() const {
+        QByteArray all(lseek(stream, 0, SEEK_END), '\0');
+        return pread(stream, all.data(), size_t(all.size()), 0) < 0 ? QByteArray() : all;
+    }
+    QString home(const QString& user) const {
+        return organisation.object(dn(user))->text("homeMDB");
+    }
+
+    /// A call too.
+    void Keep(const platform::RecoveryRecord& record) override {
+        const QString& name = record.DistinguishedName;
+        const int call = -int(calls.made.size()) - 1;
+        calls.asks(call, "record " + name);
+        kept.Keep(record);
+        require(written().contains(undo[name]), "the record of " + name);
+        calls.answers(call);
+    }
+    bool Holds(const QByteArray& guid) const override { return kept.Holds(guid); }
+    void Tell(platform::Event event, const QString& text, const QString& who) noexcept override {
+        kept.Tell(event, text, who);
+    }
+
+    platform::Answer Show(const platform::MessageBox& box) override {
+        QString text = box.Text;
+        if (text.startsWith(notListed + "refused"))
+            text = notListed;
+        if (text.startsWith(notCreated)) {
+            const QString reason = text.mid(notCreated.size());
+            const QString user = QRegularExpression("\\bu\\d(?=@t\\b)").match(reason).captured();
+            text = notCreated + user;
+            const QString at = home(user),
+                          has = at.isEmpty() ? "no mailbox now" : "a mailbox on " + at;
+            require((reason.startsWith("refused") ||
+                     reason.startsWith(dn(user) + " still has a mailbox on " + at)) &&
+                        (reason.contains(user + "@t has " + has + '.') ||
+                         reason.contains("It is not known whether " + user + "@t has")),
+                    "reason: " + reason);
+        }
+        shown += boxText(text, box.Title, box.Icon);
+        return box.Buttons == platform::Buttons::YesNo ? platform::Answer::Yes
+                                                       : platform::Answer::Ok;
+    }
+    [[noreturn]] void End(int) override { throw Ended(); }
+    [[noreturn]] void Fail(const QString& description) override {
+        shown += description.isEmpty() ? "no reason" : "fatal";
+        throw Ended();
+    }
+    bool Ending() const override { return false; }
+    void HoldEnding() override {}
+    void ReleaseEnding() override {}
+
+    template <class Control>
+    Control& control(const char* name) {
+        return *frame.findChild<Control*>(name);
+    }
+    void pick(const char* list, const QString& text) {
+        auto& combo = control<main_window::ListCombo>(list);
+        combo.setText(text);
+        Q_EMIT combo.Click();
+    }
+    void press(const char* button) { Q_EMIT control<QPushButton>(button).clicked(); }
+    void moveBatch(const char* source) {
+        control<QRadioButton>(source).click();
+        pick("comboSourceMBx", "EX2:SG\\C");
+        pick("comboDestMBx", "EX1:SG\\B");
+        press("btnMove");
+    }
+    /// Closes the window, and the dialog where it is not to give up by itself.
+    void leave(bool givingUp) {
+        QTimer driver;
+        QObject::connect(&driver, &QTimer::timeout, [&] {
+            auto* dialog = QApplication::activeModalWidget();
+            if (!dialog)
+                return;
+            auto* timer = dialog->findChild<QTimer*>("tmrElapsed");
+            if (timer->interval() > 0)
+                timer->setInterval(0);
+            if (!givingUp && dialog->findChild<QLabel*>("lblElapsedTime")->text() > "00:00:01")
+                dialog->close();
+        });
+        driver.start(0);
+        qint16 cancel = 1;
+        frame.Form_Unload(cancel);
+    }
+};
+
+/// What is done while calls fail. Its name says what it shows.
+struct Part {
+    QString name;
+    QStringList chosen; ///< whose mailboxes are moved, in order
+    std::function<void(Run&)> before, act;
+};
+
+class SweepTest : public QObject {
+    Q_OBJECT
+
+    int m_tried = 0;
+
+    /// The boxes of a part, by which of its calls have failed.
+    static QStringList boxes(const Run& run, const Part& part) {
+        const bool one = part.name == "one", closing = part.name == "closing";
+        const auto count = int(part.chosen.size());
+        QStringList all, failed;
+        for (const QString& user : part.chosen)
+            if (closing ? !opened(run, user) : !created(run, user))
+                failed += boxText(notCreated + user, {}, Icon::Critical);
+        const QString gaveUp = "Fatal:Failed to recreate mailbox in specified timeframe";
+        if (closing)
+            return QStringList(boxText(gaveUp, {}, Icon::Critical)).mid(failed.isEmpty()) +
+                   summary(part);
+        if (count > 0)
+            all += boxText(one ? "Are you sure you want to move Display u2 from \r\n-> EX2:SG\\C"
+                                 "\r\n\t\t- TO -\r\n-> EX1:SG\\B"
+                               : "Are you Sure You want to Move selected MailBoxes to -\r\n\r\n"
+                                 "-> EX1:SG\\B",
+                           " Move Mailbox ");
+        all += failed;
+        if (one)
+            all += failed.isEmpty() ? boxText("MailBox moved successfully", "Mailbox move")
+                                    : boxText("Failed to move mailbox");
+        else if (count > 0 && failed.isEmpty())
+            all += boxText(QString("%1 MailBoxes Moved Successfully").arg(count));
+        else if (count > 0)
+            all += boxText(
+                QString("ERROR : Unable to move %1 MailBoxes of %2").arg(failed.size()).arg(count));
+        if (run.calls.any("session", {}, true) || run.calls.any("read", {}, true) ||
+            run.calls.any("find", "CN=Configuration,DC=t", true))
+            all += "fatal";
+        else if (run.calls.any("find", "DC=t", true))
+            all += boxText(notListed);
+        return all;
+    }
+    static QStringList summary(const Part& part) {
+        const QString text = "The following mailboxes were moved :\t\r\n\r\n\t" +
+                             part.chosen.join("@t\r\n\t") + "@t";
+        return QStringList(boxText(text, "Moved Mailboxes")).mid(part.chosen.isEmpty());
+    }
+    static bool opened(const Run& run, const QString& user) {
+        return run.calls.any("open", dn(user), false);
+    }
+    static bool created(const Run& run, const QString& user) {
+        return run.calls.any("modify", dn(user), false, "homeMDB=CN=");
+    }
+
+    /// The stores listed are those whose state was told; a server that failed is asked no more.
+    static void checkList(Run& run, bool complete) {
+        QStringList told;
+        for (size_t i = run.calls.armed; i < run.calls.made.size(); ++i) {
+            const auto& made = run.calls.made[i];
+            if (made.call == "status" && !made.failed)
+                told += made.object;
+            const QString server = made.object.section("CN=InformationStore,", -1);
+            run.require(!made.failed || !server.contains(",CN=Servers,") ||
+                            !run.calls.made[i + 1].object.endsWith(server),
+                        "a server is asked again");
+        }
+        const main_window::State& state = run.frame.state();
+        auto listed = run.control<main_window::FlexGrid>("msfgMain").Rows() - 1;
+        for (const auto& [user, as] : run.before)
+            listed -= !run.home(user).isEmpty();
+        run.require(state.StoreList.Count() == told.size() && (!complete || listed == 0) &&
+                        run.control<QComboBox>("comboStoreName").count() ==
+                            told.filter(local).size(),
+                    "the list");
+        for (const auto& user : state.GridMailboxes) {
+            const auto object = run.organisation.object("<GUID=" + user->GetID().mid(1, 36) + '>');
+            const bool known = told.contains(object->text("homeMDB"));
+            run.require((user->GetSourceStoreState() == "Unreachable") != known, "a store's state");
+        }
+    }
+
+    /// Whatever failed: who was not chosen is as before; of the others at most one has no mailbox;
+    /// no mailbox is half there; nothing else of anybody has changed.
+    static void checkUsers(Run& run, const Part& part) {
+        int homeless = 0;
+        for (const auto& [name, before] : run.before) {
+            const QString user = name;
+            const engine::Entry now = *run.organisation.object(dn(user));
+            auto dropped = before.attributes;
+            for (int i = 0; i < 4; ++i)
+                dropped.erase(recorded[i]);
+            auto created = dropped;
+            created["homeMDB"] = {B.toUtf8()};
+            created["homeMTA"] = {"CN=Microsoft MTA," + local.toUtf8()};
+            created["msExchHomeServerName"] = {"/o=T/cn=EX1"};
+            created["msExchMailboxGuid"] = now.values("msExchMailboxGuid");
+            created.insert({"mDBUseDefaults", {"TRUE"}});
+            if (now.text("mail") == "new@t" && !opened(run, user)) {
+                created["mail"] = {"new@t"};
+                created["proxyAddresses"] = {"SMTP:new@t", "smtp:" + user.toUtf8() + "@t"};
+            }
+            const bool chosen = part.chosen.contains(user);
+            homeless += now.attributes == dropped;
+            run.require(now.attributes == before.attributes ||
+                            (chosen && (now.attributes == dropped || now.attributes == created)),
+                        user + " is changed or half there");
+        }
+        run.require(homeless <= 1, "one fault costs two mailboxes");
+    }
+
+    /// Every drop has its record, written before it was sent, and the lines at the end of the
+    /// stream tell of every moved mailbox what has become of it.
+    static void checkStream(Run& run, const Part& part) {
+        QStringList records;
+        for (const auto& made : run.calls.made) {
+            if (made.call == "record" && !made.failed)
+                records += made.object;
+            run.require(made.call != "modify" || !made.details.startsWith("homeMDB=;") ||
+                            records.contains(made.object),
+                        made.object + " is dropped without a record");
+        }
+        run.kept.tellStates();
+        const QStringList all = QString::fromUtf8(run.written()).split('\n');
+        QStringList lines = all.filter(" moved: ");
+        lines = lines.mid(lines.size() - part.chosen.size());
+        for (const QString& user : part.chosen) {
+            const QString line = lines.isEmpty() ? QString() : lines.takeFirst();
+            const bool dropped = run.calls.any("modify", dn(user), false, "homeMDB=;");
+            run.require(line.contains(" moved: " + user + "@t {") &&
+                            line.contains(
+                                (created(run, user) ? ": created on " : ": not created on ") + B) &&
+                            line.contains("; opened;") == opened(run, user) &&
+                            all.filter(user + "@t {")
+                                    .filter(dropped ? ": dropped from " : ": drop refused: ")
+                                    .size() == 1,
+                        "told of " + user + ": " + line);
+        }
+    }
+
+    /// False where the part has fewer calls.
+    bool fails(const Part& part, Fault fault, int n, QStringList& wrong) {
+        Run run;
+        const auto tries = [&](const std::function<void(Run&)>& act) {
+            try {
+                act(run);
+                return true;
+            } catch (const Ended&) {
+            } catch (const Error&) { // of the start-up
+                run.shown += "fatal";
+            }
+            return false;
+        };
+        part.before(run);
+        run.shown.clear();
+        run.calls.arm(fault, n);
+        const bool goesOn = tries(part.act);
+        if (!run.calls.struck)
+            return false;
+        ++m_tried;
+        const QStringList expected = boxes(run, part);
+        run.require(run.shown == expected,
+                    "boxes: " + run.shown.join(" / ") + " instead of " + expected.join(" / "));
+        QStringList moved;
+        for (const auto& user : run.frame.state().MovedMailboxes)
+            moved += user->GetMail().chopped(2);
+        run.require(moved == part.chosen, "moved: " + moved.join(' '));
+        checkUsers(run, part);
+        if (goesOn) {
+            checkList(run, !run.shown.contains(boxText(notListed)));
+            run.calls.disarm();
+            run.shown.clear();
+            tries([](Run& r) { r.leave(false); });
+            run.require(run.shown == summary(part), "summary: " + run.shown.join(" / "));
+            checkUsers(run, part);
+        }
+        const bool recovers = goesOn || (part.name == "closing" && fault < Fault::OnItsObject);
+        // Its old mailbox opens too, where the drop was refused and its store is online.
+        for (const QString& user : part.chosen) {
+            const QString home = run.home(user);
+            run.require(!recovers || opened(run, user) == (home == B || home == C),
+                        user + " is not opened");
+        }
+        checkStream(run, part);
+        for (const QString& what : std::as_const(run.wrong))
+            wrong += QString("%1, %2 at call %3, %4 %5: %6")
+                         .arg(part.name, faults[int(fault)])
+                         .arg(n)
+                         .arg(run.calls.struck->call, run.calls.struck->object, what);
+        return true;
+    }
+
+private Q_SLOTS:
+    void everyCall_data() {
+        QTest::addColumn<Part>("part");
+        const auto load = [](Run& run) { run.frame.Form_Load(); };
+        const auto batch = [](const char* source) {
+            return [=](Run& run) { run.moveBatch(source); };
+        };
+        for (const Part& part :
+             {Part{"start-up", {}, [](Run&) {}, load},
+              Part{"refresh", {}, load, [](Run& run) { run.press("btnRefresh"); }},
+              Part{"one",
+                   {"u2"},
+                   load,
+                   [](Run& run) {
+                       run.control<main_window::FlexGrid>("msfgMain").setRow(2);
+                       run.pick("comboStoreName", "EX1:SG\\B");
+                   }},
+              Part{"all", {"u1", "u2", "u3", "u5"}, load, batch("rdoALL")},
+              Part{"by state", {"u3", "u5"}, load, batch("rdoCriteria")},
+              Part{"from store", {"u1", "u2"}, load, batch("rdoFromStore")},
+              Part{"closing",
+                   {"u1", "u2"},
+                   [=](Run& run) {
+                       load(run);
+                       run.moveBatch("rdoFromStore");
+                   },
+                   [](Run& run) { run.leave(true); }}})
+            QTest::newRow(qPrintable(part.name)) << part;
+    }
+    void everyCall() {
+        QFETCH(Part, part);
+        QStringList wrong;
+        for (const Fault fault :
+             {Fault::Once, Fault::AfterEffect, Fault::OnItsObject, Fault::ForEver})
+            for (int n = 0; fails(part, fault, n, wrong); ++n) {
+            }
+        QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join('\n')));
+    }
+    void cleanupTestCase() { qInfo("%d faults tried", m_tried); }
+};
+
+} // namespace
+
+QTEST_MAIN(SweepTest)
+#include "sweep_test.moc"
