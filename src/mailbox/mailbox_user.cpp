@@ -130,29 +130,34 @@ bool MailboxUser::CreateUserMailbox(const QString& newHomeMDB) const {
 
 QString MailboxUser::whatNow() const {
     const QString who = platform::shownText(GetMail());
-    QString text = QStringLiteral("\r\n\r\n");
-    if (!m_dropRefusal.isNull())
-        text += QStringLiteral("The mailbox of %1 was not dropped: %2\r\n").arg(who, m_dropRefusal);
+    // A drop whose answer was lost may have been made all the same.
+    const auto refused = [&](const QString& words) {
+        return m_dropRefusal.isNull() ? QString() : words.arg(who, m_dropRefusal);
+    };
     const QString record = QStringLiteral(
         "apply this user's record, which stands in the file of the standard error stream "
         "(ldapmodify -f).");
+    const QString failed = refused(QStringLiteral("The drop of the mailbox of %1 failed: %2\r\n"));
+    QString text;
     try {
         const QString home = homeOf(*bindUser(adsi::Purpose::Read));
-        if (!home.isEmpty())
-            return text +
+        if (home.isEmpty())
+            text = failed +
+                   QStringLiteral("%1 has no mailbox now. To get it back, mend the cause and ")
+                       .arg(who) +
+                   record;
+        else
+            text = refused(QStringLiteral("The mailbox of %1 was not dropped: %2\r\n")) +
                    QStringLiteral("%1 has a mailbox on %2. Mend the cause and move it again.")
                        .arg(who, home);
-        return text +
-               QStringLiteral("%1 has no mailbox now. To get it back, mend the cause and ")
-                   .arg(who) +
-               record;
     } catch (const std::exception&) {
-        return text +
-               QStringLiteral("It is not known whether %1 has a mailbox now. Refresh when "
-                              "the directory answers again; if it is not listed then, ")
+        text = failed +
+               QStringLiteral("It is not known whether %1 has a mailbox now. Refresh when the "
+                              "directory answers again; if it is not listed then, ")
                    .arg(who) +
                record;
     }
+    return QStringLiteral("\r\n\r\n") + text;
 }
 
 void MailboxUser::DropUserMailbox() const {
