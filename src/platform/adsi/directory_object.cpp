@@ -65,11 +65,8 @@ void DirectoryObject::load(const QStringList& names) {
                                    "read.")
                         .arg(m_base));
     m_cache.distinguishedName = entry->distinguishedName;
-    for (const QString& name : names) {
-        m_cache.attributes.erase(name);
-        if (const auto values = entry->values(name); !values.isEmpty())
-            m_cache.attributes[name] = values;
-    }
+    for (const QString& name : names)
+        m_cache.setValues(name, entry->values(name));
     m_loaded += names;
 }
 
@@ -127,12 +124,8 @@ void DirectoryObject::SetInfo() {
             throw;
     }
     m_session->modify(m_base, m_staged);
-    for (const auto& [attribute, values] : m_staged) {
-        if (values.isEmpty())
-            m_cache.attributes.erase(attribute);
-        else
-            m_cache.attributes[attribute] = values;
-    }
+    for (const auto& [attribute, values] : m_staged)
+        m_cache.setValues(attribute, values);
     m_staged.clear();
     m_recorded = false;
     std::exchange(m_whenWritten, [] {})();

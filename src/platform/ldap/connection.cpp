@@ -199,7 +199,7 @@ Result Connection::bind(const char* mechanism) {
                                                     &used, &request);
         if (code != LDAP_SASL_BIND_IN_PROGRESS)
             return {code, code == LDAP_SUCCESS ? QString() : diagnostic()};
-        reply = await(request, m_settings.connectLimit, {Stage::SignOn});
+        reply = await(request, Until::AllCame, m_settings.connectLimit, {Stage::SignOn});
     }
 }
 
@@ -290,11 +290,11 @@ int Connection::sent(int code, int request, const Attempt& attempt) {
     fail(attempt, result);
 }
 
-Message Connection::receive(int request, const Attempt& attempt) {
-    return await(request, m_settings.answerLimit, attempt);
+Message Connection::receive(int request, Until until, const Attempt& attempt) {
+    return await(request, until, m_settings.answerLimit, attempt);
 }
 
-Message Connection::await(int request, milliseconds limit, const Attempt& attempt) {
+Message Connection::await(int request, Until until, milliseconds limit, const Attempt& attempt) {
     if (m_closed)
         fail(attempt, {LDAP_USER_CANCELLED, u"the session is closed"_s});
     LDAP* handle = m_handle.get();
@@ -306,7 +306,9 @@ Message Connection::await(int request, milliseconds limit, const Attempt& attemp
     do { // our own wait, since the library's cannot be interrupted
         timeval now{};
         LDAPMessage* received = nullptr;
-        type = ldap_result(handle, request, LDAP_MSG_ONE, &now, &received);
+        type =
+            ldap_result(handle, request, until == Until::AllCame ? LDAP_MSG_ALL : LDAP_MSG_RECEIVED,
+                        &now, &received);
         message.reset(received);
     } while (type == 0 && (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_DATA_READY, nullptr) > 0 ||
                            m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
@@ -343,13 +345,13 @@ void Connection::failSilent(Attempt attempt, milliseconds limit) {
     fail(attempt, {LDAP_TIMEOUT});
 }
 
-QByteArray Connection::checkResult(const Message& message, const Attempt& attempt) {
+QByteArray Connection::checkResult(LDAPMessage* message, const Attempt& attempt) {
     int code = LDAP_SUCCESS;
     char* text = nullptr;
     char** addresses = nullptr;
     LDAPControl** list = nullptr;
-    const int parsed = ldap_parse_result(m_handle.get(), message.get(), &code, nullptr, &text,
-                                         &addresses, &list, 0);
+    const int parsed =
+        ldap_parse_result(m_handle.get(), message, &code, nullptr, &text, &addresses, &list, 0);
     const Text said(text);
     const Texts referrals(addresses);
     const Controls controls(list);
@@ -373,7 +375,7 @@ QByteArray Connection::checkResult(const Message& message, const Attempt& attemp
 }
 
 void Connection::finish(int request, const Attempt& attempt) {
-    checkResult(receive(request, attempt), attempt);
+    checkResult(receive(request, Until::AllCame, attempt).get(), attempt);
 }
 
 void Connection::abandon(int request) noexcept {

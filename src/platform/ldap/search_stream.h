@@ -2,8 +2,10 @@
 
 #include "platform/ldap/connection.h"
 
+#include <exception>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace rehome::ldap {
 
@@ -24,9 +26,20 @@ public:
     std::optional<engine::Entry> next() override;
 
 private:
+    /// An attribute's name as entries bring it.
+    struct Name {
+        QByteArray sent;
+        QString text;
+        bool holdsNames; ///< whether the values are distinguished names
+        bool ranged;     ///< whether they may be a part of them
+    };
+
+    void receive();
     std::optional<engine::Entry> nextAsSent();
     void completeRanges(engine::Entry& entry);
-    engine::Entry decode(const Message& message) const;
+    engine::Entry decode(::ldapmsg* message);
+    const Name& nameOf(QByteArrayView sent);
+    QString text(QByteArrayView utf8) const;
     /// Throws Failure: what was sent cannot be taken for an answer.
     [[noreturn]] void refuse(const QString& why) const;
     Attempt attempt() const { return {Stage::Search, m_request.base}; }
@@ -35,8 +48,13 @@ private:
     engine::SearchRequest m_request;
     int m_pageSize;
     int m_number = 0;
-    bool m_finished = false;
-    Message m_first;
+    Message m_received;
+    ::ldapmsg* m_next = nullptr;  ///< of those received
+    bool m_awaited = true;        ///< whether more is to come
+    std::exception_ptr m_failure; ///< what the last message received leads to
+    bool m_ranged = false;        ///< whether the entry decoded last has a ranged attribute
+    std::vector<Name> m_names;    ///< in the order in which they came
+    size_t m_nextName = 0;        ///< where the next one is looked for
 };
 
 } // namespace rehome::ldap
