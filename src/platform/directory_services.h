@@ -78,8 +78,9 @@ public:
     virtual void Close() = 0;
 };
 
-/// What an object is bound for.
-enum class Purpose { Read, Change };
+/// What an object is bound for. A drop is also told what the signed-on user may write, which is
+/// most of what such a binding costs the directory.
+enum class Purpose { Read, Change, Drop };
 
 /// Active Directory. Paths: "LDAP://RootDSE", "LDAP://" and a distinguished name,
 /// "LDAP://<GUID=" and 36 hexadecimal digits and hyphens and ">".

@@ -34,7 +34,7 @@ QStringList boundAttributes(platform::Purpose purpose) {
                       QStringLiteral("configurationNamingContext"),
                       QStringLiteral("sAMAccountName")};
     names += recordedAttributes();
-    if (purpose == platform::Purpose::Change)
+    if (purpose == platform::Purpose::Drop)
         names += {Allowed, Writable};
     return names;
 }
@@ -131,12 +131,14 @@ void DirectoryObject::SetInfo() {
     std::exchange(m_whenWritten, [] {})();
 }
 
-bool DirectoryObject::isKnown(const QString& name) const {
+bool DirectoryObject::isKnown(const QString& name) {
+    if (!m_loaded.contains(Allowed))
+        load({Allowed});
     const auto known = m_cache.values(Allowed);
     return known.isEmpty() || names(known, name);
 }
 
-void DirectoryObject::requireWritable(const QStringList& wanted) const {
+void DirectoryObject::requireWritable(const QStringList& wanted) {
     const auto writable = m_cache.values(Writable);
     // None at all is also how a directory that does not tell looks; but one that tells what objects
     // can have would tell this too.
@@ -157,8 +159,8 @@ void DirectoryObject::keepRecord() {
         return;
     platform::RecoveryRecord record{distinguishedName(), guid(), {}};
     for (const QString& name : recordedAttributes())
-        if (isKnown(name))
-            record.Attributes.append({name, m_cache.values(name)});
+        if (const auto values = m_cache.values(name); !values.isEmpty() || isKnown(name))
+            record.Attributes.append({name, values});
     m_journal.Keep(record);
     m_recorded = true;
 }
