@@ -50,8 +50,8 @@ std::optional<Range> parseRange(const QString& name) {
 
 } // namespace
 
-SearchStream::SearchStream(std::shared_ptr<Connection> connection, engine::SearchRequest request,
-                           int pageSize)
+SearchStream::SearchStream(std::shared_ptr<ServerConnection> connection,
+                           engine::SearchRequest request, int pageSize)
     : m_connection(std::move(connection)), m_request(std::move(request)), m_pageSize(pageSize),
       m_number(m_connection->sendSearch(m_request, pageSize, {})) {
     receive();
@@ -66,8 +66,8 @@ SearchStream::~SearchStream() {
 
 void SearchStream::receive() {
     // Whoever reads one object asks for one entry; the end of the answer has come with it.
-    const auto until = m_request.scope == engine::Scope::Base ? Connection::Until::AllCame
-                                                              : Connection::Until::SomeCame;
+    const auto until = m_request.scope == engine::Scope::Base ? ServerConnection::Until::AllCame
+                                                              : ServerConnection::Until::SomeCame;
     m_received = m_connection->receive(m_number, until, attempt());
     m_next = m_received.get();
     LDAPMessage* last = m_next;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ldap/connection.h"
+#include "platform/ldap/server_connection.h"
 
 #include <exception>
 #include <memory>
@@ -16,7 +16,7 @@ class SearchStream : public engine::Entries {
 public:
     /// Sends the search and waits for its first message. `pageSize` 0: not in pages. Throws
     /// Failure.
-    SearchStream(std::shared_ptr<Connection> connection, engine::SearchRequest request,
+    SearchStream(std::shared_ptr<ServerConnection> connection, engine::SearchRequest request,
                  int pageSize);
     ~SearchStream() override;
     SearchStream(const SearchStream&) = delete;
@@ -44,7 +44,7 @@ private:
     [[noreturn]] void refuse(const QString& why) const;
     Attempt attempt() const { return {Stage::Search, m_request.base}; }
 
-    std::shared_ptr<Connection> m_connection;
+    std::shared_ptr<ServerConnection> m_connection;
     engine::SearchRequest m_request;
     int m_pageSize;
     int m_number = 0;

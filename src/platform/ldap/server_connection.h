@@ -32,14 +32,14 @@ struct Health {
 
 /// One signed-on connection to one server. Once lost it is never opened again: the client library
 /// would do so without signing on.
-class Connection {
+class ServerConnection {
 public:
     /// Connects and signs on: with the mechanism that the client library is set to, else EXTERNAL
     /// on ldapi, else GSS-SPNEGO or GSSAPI with the user's Kerberos ticket. Never in clear and
     /// never with a prompt: what TLS does not seal, SASL does. `reviving`: all that, and the first
     /// answer to a search, come within LdapSettings::revivalLimit. Throws Failure.
-    Connection(const QString& server, const LdapSettings& settings, std::shared_ptr<Health> health,
-               bool reviving);
+    ServerConnection(const QString& server, const LdapSettings& settings,
+                     std::shared_ptr<Health> health, bool reviving);
 
     const QString& server() const { return m_server; }
     ::ldap* handle() const { return m_handle.get(); }
