@@ -55,8 +55,8 @@ SearchStream::SearchStream(std::shared_ptr<ServerConnection> connection,
     : m_connection(std::move(connection)), m_request(std::move(request)), m_pageSize(pageSize),
       m_number(m_connection->sendSearch(m_request, pageSize, {})) {
     receive();
-    if (m_failure && ldap_msgtype(m_next) == LDAP_RES_SEARCH_RESULT)
-        std::rethrow_exception(m_failure);
+    if (ldap_msgtype(m_next) == LDAP_RES_SEARCH_RESULT)
+        m_connection->checkResult(m_next, attempt());
 }
 
 SearchStream::~SearchStream() {
@@ -73,20 +73,7 @@ void SearchStream::receive() {
     LDAPMessage* last = m_next;
     while (LDAPMessage* after = ldap_next_message(m_connection->handle(), last))
         last = after;
-    if (ldap_msgtype(last) != LDAP_RES_SEARCH_RESULT)
-        return;
-    m_awaited = false;
-    try {
-        const QByteArray cookie = m_connection->checkResult(last, attempt());
-        if (cookie.isEmpty())
-            return;
-        // The server goes on while we work: asking for the page only once this one has been passed
-        // on costs a list a tenth more.
-        m_number = m_connection->sendSearch(m_request, m_pageSize, cookie);
-        m_awaited = true;
-    } catch (const Failure&) {
-        m_failure = std::current_exception(); // the entries before it count
-    }
+    m_awaited = ldap_msgtype(last) != LDAP_RES_SEARCH_RESULT;
 }
 
 std::optional<engine::Entry> SearchStream::next() {
@@ -106,9 +93,13 @@ std::optional<engine::Entry> SearchStream::nextAsSent() {
         const int type = ldap_msgtype(message);
         if (type == LDAP_RES_SEARCH_ENTRY)
             return decode(message);
-        // Anything but the result refers to another server's part of the tree.
-        if (type == LDAP_RES_SEARCH_RESULT && m_failure)
-            std::rethrow_exception(m_failure);
+        if (type != LDAP_RES_SEARCH_RESULT)
+            continue; // a reference to another server's part of the tree
+        const QByteArray cookie = m_connection->checkResult(message, attempt());
+        if (!cookie.isEmpty()) {
+            m_number = m_connection->sendSearch(m_request, m_pageSize, cookie);
+            m_awaited = true;
+        }
     }
     return std::nullopt;
 }

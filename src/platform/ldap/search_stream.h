@@ -2,7 +2,6 @@
 
 #include "platform/ldap/server_connection.h"
 
-#include <exception>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -49,12 +48,11 @@ private:
     int m_pageSize;
     int m_number = 0;
     Message m_received;
-    ::ldapmsg* m_next = nullptr;  ///< of those received
-    bool m_awaited = true;        ///< whether more is to come
-    std::exception_ptr m_failure; ///< what the last message received leads to
-    bool m_ranged = false;        ///< whether the entry decoded last has a ranged attribute
-    std::vector<Name> m_names;    ///< in the order in which they came
-    size_t m_nextName = 0;        ///< where the next one is looked for
+    ::ldapmsg* m_next = nullptr; ///< of those received
+    bool m_awaited = true;       ///< whether more is to come
+    bool m_ranged = false;       ///< whether the entry decoded last has a ranged attribute
+    std::vector<Name> m_names;   ///< in the order in which they came
+    size_t m_nextName = 0;       ///< where the next one is looked for
 };
 
 } // namespace rehome::ldap
