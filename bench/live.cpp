@@ -1,5 +1,6 @@
 // The live tool, but that its probe connects to the port in REHOME_BENCH_PORT where there is one:
-// only root may listen on the endpoint mapper's own.
+// only root may listen on the endpoint mapper's own. The system log, which tells of mailboxes that
+// somebody has, is left alone.
 
 #include "app/composition.h"
 
@@ -13,8 +14,7 @@ using namespace rehome;
 int main(int argc, char** argv) {
     const QString title = QStringLiteral("Rehome bench");
     return app::runProgram(
-        argc, argv, title, journal::KeptJournal::Of::LiveDirectory,
-        [&](app::Application& application) {
+        argc, argv, title, journal::KeptJournal::Of::Rehearsal, [&](app::Application& application) {
             bool given = false;
             const int port = qEnvironmentVariableIntValue("REHOME_BENCH_PORT", &given);
             ldap::LdapEngine engine;

@@ -163,7 +163,7 @@ QString MailboxUser::whatNow() const {
 void MailboxUser::DropUserMailbox() const {
     m_dropRefusal = QString();
     try {
-        const auto user = bindUser(adsi::Purpose::Change);
+        const auto user = bindUser(adsi::Purpose::Drop);
         const auto mailbox = m_platform.Exchange.MailboxStoreOf(*user);
         const QString from = homeOf(*user);
         mailbox->DeleteMailbox();

@@ -6,6 +6,7 @@ window has to show, and what the directory must hold in the end, is told from sn
 
 import os
 import pathlib
+import re
 import subprocess
 import sys
 
@@ -52,9 +53,12 @@ def asked():
 def tour(desktop, program, snapshot):
     # Finds the directory by the SRV records of the ticket's domain, asked of its own name server.
     # Nothing may go by the proxy.
+    # A sanitizer's library comes before all others.
+    before_all = re.findall(r"=> (\S*libasan\S*)", subprocess.check_output(["ldd", program], text=True))
     finding = ("env", "--unset=LDAPURI", "LOCALDOMAIN=elsewhere.test",
                f"https_proxy=http://{WEB}{web_server.ELSEWHERE}:80",
-               "LD_PRELOAD=libresolv_wrapper.so:libnss_wrapper.so", program)
+               "LD_PRELOAD=" + ":".join(before_all + ["libresolv_wrapper.so", "libnss_wrapper.so"]),
+               program)
 
     def look():
         seen = subprocess.run([snapshot], check=True, stdout=subprocess.PIPE, text=True).stdout

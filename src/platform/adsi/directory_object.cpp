@@ -34,7 +34,7 @@ QStringList boundAttributes(Purpose purpose) {
                       QStringLiteral("configurationNamingContext"),
                       QStringLiteral("sAMAccountName")};
     names += recordedAttributes();
-    if (purpose == Purpose::Change)
+    if (purpose == Purpose::Drop)
         names += {Allowed, Writable};
     return names;
 }
@@ -64,11 +64,8 @@ void IADs::load(const QStringList& names) {
                                    "read.")
                         .arg(m_base));
     m_cache.distinguishedName = entry->distinguishedName;
-    for (const QString& name : names) {
-        m_cache.attributes.erase(name);
-        if (const auto values = entry->values(name); !values.isEmpty())
-            m_cache.attributes[name] = values;
-    }
+    for (const QString& name : names)
+        m_cache.setValues(name, entry->values(name));
     m_loaded += names;
 }
 
@@ -129,23 +126,21 @@ void IADs::SetInfo() {
             throw;
     }
     m_session->modify(m_base, m_staged);
-    for (const auto& [attribute, values] : m_staged) {
-        if (values.isEmpty())
-            m_cache.attributes.erase(attribute);
-        else
-            m_cache.attributes[attribute] = values;
-    }
+    for (const auto& [attribute, values] : m_staged)
+        m_cache.setValues(attribute, values);
     m_staged.clear();
     m_recorded = false;
     std::exchange(m_whenWritten, [] {})();
 }
 
-bool IADs::isKnown(const QString& name) const {
+bool IADs::isKnown(const QString& name) {
+    if (!m_loaded.contains(Allowed))
+        load({Allowed});
     const auto known = m_cache.values(Allowed);
     return known.isEmpty() || names(known, name);
 }
 
-void IADs::requireWritable(const QStringList& wanted) const {
+void IADs::requireWritable(const QStringList& wanted) {
     const auto writable = m_cache.values(Writable);
     // None at all is also how a directory that does not tell looks; but one that tells what objects
     // can have would tell this too.
@@ -166,8 +161,8 @@ void IADs::keepRecord() {
         return;
     platform::RecoveryRecord record{distinguishedName(), guid(), {}};
     for (const QString& name : recordedAttributes())
-        if (isKnown(name))
-            record.Attributes.append({name, m_cache.values(name)});
+        if (const auto values = m_cache.values(name); !values.isEmpty() || isKnown(name))
+            record.Attributes.append({name, values});
     m_journal.Keep(record);
     m_recorded = true;
 }

@@ -12,8 +12,9 @@
 
 namespace rehome::adsi {
 
-/// What an object is bound for.
-enum class Purpose { Read, Change };
+/// What an object is bound for. A drop is also told what the signed-on user may write, which is
+/// most of what such a binding costs the directory.
+enum class Purpose { Read, Change, Drop };
 
 /// A directory object bound by path with its property cache. What is read comes from the cache,
 /// which the binding fills and GetInfoEx adds to; what is put is staged there and written by
@@ -52,8 +53,8 @@ public:
     void whenWritten(std::function<void()> action) { m_whenWritten = std::move(action); }
     /// Throws Error, naming them, where the directory tells that the signed-on user may not write
     /// some of these attributes (`allowedAttributesEffective`). Those that no object of this kind
-    /// can have (`allowedAttributes`) do not count. A binding for reading does not tell.
-    void requireWritable(const QStringList& names) const;
+    /// can have (`allowedAttributes`) do not count. Only a binding for a drop tells.
+    void requireWritable(const QStringList& names);
     /// Has the journal keep what the object was when it was bound. Throws Error where it cannot.
     void keepRecord();
     /// Has SetInfo make do with an earlier record of the object.
@@ -63,7 +64,7 @@ private:
     void load(const QStringList& names);
     QByteArray guid() const { return m_cache.values(QStringLiteral("objectGUID")).value(0); }
     /// Whether objects of this kind have the attribute, as far as the directory tells.
-    bool isKnown(const QString& name) const;
+    bool isKnown(const QString& name);
     QString shownName() const;
 
     std::shared_ptr<engine::Session> m_session;

@@ -2,6 +2,8 @@
 
 #include "platform/engine/engine.h"
 
+#include <map>
+
 namespace rehome::embedded {
 
 /// All values of some attributes, as they are to be.

@@ -5,9 +5,9 @@
 #include <QString>
 #include <QStringList>
 
-#include <map>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace rehome::engine {
 
@@ -28,16 +28,25 @@ struct AttributeNameLess {
     }
 };
 
-/// One object found. Attribute names compare without letter case; an attribute that the object
-/// lacks is not in the map, and no attribute in it is without values.
+struct Attribute {
+    QString name;
+    QList<QByteArray> values;
+
+    bool operator==(const Attribute&) const = default;
+};
+
+/// One object found. Attribute names compare without letter case. None is there twice, and none
+/// without values.
 struct Entry {
     QString distinguishedName;
-    std::map<QString, QList<QByteArray>, AttributeNameLess> attributes;
+    std::vector<Attribute> attributes; ///< a handful: a map costs more than it finds
 
     /// The attribute's values, empty where the object lacks it.
     QList<QByteArray> values(const QString& name) const;
     /// The first value as UTF-8 text, null where the object lacks the attribute.
     QString text(const QString& name) const;
+    /// Replaces all of them; no values take the attribute away.
+    void setValues(const QString& name, const QList<QByteArray>& values);
 };
 
 /// The entries of one search. Destroying it unfinished abandons the search.

@@ -57,6 +57,18 @@ QByteArray octetsOf(const QString& value) {
     return octets;
 }
 
+/// Whether nothing in a name is escaped, nor would have to be.
+bool isPlain(const QString& name) {
+    qsizetype values = 0, separators = 0;
+    for (const QChar c : name) {
+        if (c == u'\\' || c == u'"')
+            return false;
+        values += c == u'=';
+        separators += c == u',' || c == u'+';
+    }
+    return values == separators + 1;
+}
+
 /// A value's text as Active Directory spells it.
 QString spelled(const QString& text) {
     QString value;
@@ -100,8 +112,7 @@ QString firstValue(const QString& distinguishedName) {
 }
 
 QString directorySpelling(const QString& distinguishedName) {
-    const auto count = [&](QChar c) { return distinguishedName.count(c); };
-    if (count(u'\\') == 0 && count(u'"') == 0 && count(u'=') == count(u',') + count(u'+') + 1)
+    if (isPlain(distinguishedName))
         return distinguishedName;
     QString name;
     for (qsizetype from = 0; from <= distinguishedName.size();) {

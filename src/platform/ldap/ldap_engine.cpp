@@ -1,9 +1,9 @@
 #include "platform/ldap/ldap_engine.h"
 
-#include "platform/ldap/connection.h"
-#include "platform/ldap/directory.h"
+#include "platform/ldap/domain_controllers.h"
 #include "platform/ldap/failure.h"
 #include "platform/ldap/search_stream.h"
+#include "platform/ldap/server_connection.h"
 
 #include <utility>
 #include <vector>
@@ -14,7 +14,7 @@ namespace {
 
 class LdapSession : public engine::Session {
     void connect() {
-        const auto former = std::exchange(m_connection, m_directory.connect());
+        const auto former = std::exchange(m_connection, m_controllers.connect());
         m_former.push_back(former); // searches may still be read from it
     }
 
@@ -34,8 +34,8 @@ class LdapSession : public engine::Session {
     }
 
 public:
-    explicit LdapSession(Directory& directory)
-        : m_directory(directory), m_connection(directory.connect()) {}
+    explicit LdapSession(DomainControllers& controllers)
+        : m_controllers(controllers), m_connection(controllers.connect()) {}
     ~LdapSession() override {
         m_connection->close();
         for (const auto& former : m_former)
@@ -50,16 +50,16 @@ public:
         return retryOnce(
             [&] {
                 const bool paged =
-                    request.scope != engine::Scope::Base && m_directory.pages(m_connection);
-                return std::make_unique<SearchStream>(m_connection, request,
-                                                      paged ? m_directory.settings().pageSize : 0);
+                    request.scope != engine::Scope::Base && m_controllers.pages(m_connection);
+                return std::make_unique<SearchStream>(
+                    m_connection, request, paged ? m_controllers.settings().pageSize : 0);
             },
             [](const Failure& failure) { return failure.sessionEnded(); });
     }
 
     void modify(const QString& name, const QList<engine::Replacement>& replacements) override {
         const auto writable =
-            retryOnce([&] { return m_directory.schema().writable(m_connection, replacements); },
+            retryOnce([&] { return m_controllers.schema().writable(m_connection, replacements); },
                       [](const Failure& failure) { return failure.sessionEnded(); });
         if (writable.isEmpty())
             return;
@@ -76,21 +76,21 @@ public:
     }
 
 private:
-    Directory& m_directory;
-    std::shared_ptr<Connection> m_connection;
-    std::vector<std::weak_ptr<Connection>> m_former;
+    DomainControllers& m_controllers;
+    std::shared_ptr<ServerConnection> m_connection;
+    std::vector<std::weak_ptr<ServerConnection>> m_former;
 };
 
 } // namespace
 
 LdapEngine::LdapEngine(LdapSettings settings)
-    : m_directory(std::make_unique<Directory>(std::move(settings))) {
+    : m_controllers(std::make_unique<DomainControllers>(std::move(settings))) {
 }
 
 LdapEngine::~LdapEngine() = default;
 
 std::unique_ptr<engine::Session> LdapEngine::openSession() {
-    return std::make_unique<LdapSession>(*m_directory);
+    return std::make_unique<LdapSession>(*m_controllers);
 }
 
 } // namespace rehome::ldap

@@ -7,7 +7,7 @@
 
 namespace rehome::ldap {
 
-class Directory;
+class DomainControllers;
 
 /// A live Active Directory. Signs on as the user, without a prompt; each session has one connection
 /// of its own, opened again unseen where the server dropped it between two operations. A
@@ -23,7 +23,7 @@ public:
     [[nodiscard]] std::unique_ptr<engine::Session> openSession() override;
 
 private:
-    std::unique_ptr<Directory> m_directory;
+    std::unique_ptr<DomainControllers> m_controllers;
 };
 
 } // namespace rehome::ldap

@@ -9,7 +9,7 @@ namespace rehome::ldap {
 
 using namespace Qt::Literals::StringLiterals;
 
-QList<engine::Replacement> Schema::writable(const std::shared_ptr<Connection>& connection,
+QList<engine::Replacement> Schema::writable(const std::shared_ptr<ServerConnection>& connection,
                                             const QList<engine::Replacement>& replacements) {
     QStringList unasked;
     for (const auto& replacement : replacements)
@@ -23,7 +23,7 @@ QList<engine::Replacement> Schema::writable(const std::shared_ptr<Connection>& c
     return writable;
 }
 
-void Schema::ask(const std::shared_ptr<Connection>& connection, const QStringList& names) {
+void Schema::ask(const std::shared_ptr<ServerConnection>& connection, const QStringList& names) {
     engine::SearchRequest request;
     request.attributes = QStringList{u"schemaNamingContext"_s};
     const auto root = SearchStream(connection, request, 0).next();

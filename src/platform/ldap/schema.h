@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ldap/connection.h"
+#include "platform/ldap/server_connection.h"
 
 #include <map>
 
@@ -13,11 +13,11 @@ public:
     /// Without the replacements of attributes that no object can have: a server refuses a whole
     /// modification for one of them. All of them where the schema cannot be read. Throws Failure
     /// where the connection is lost.
-    QList<engine::Replacement> writable(const std::shared_ptr<Connection>& connection,
+    QList<engine::Replacement> writable(const std::shared_ptr<ServerConnection>& connection,
                                         const QList<engine::Replacement>& replacements);
 
 private:
-    void ask(const std::shared_ptr<Connection>& connection, const QStringList& names);
+    void ask(const std::shared_ptr<ServerConnection>& connection, const QStringList& names);
 
     std::map<QString, bool, engine::AttributeNameLess> m_known;
 };

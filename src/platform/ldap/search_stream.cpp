@@ -4,6 +4,8 @@
 
 #include <ldap.h>
 
+#include <utility>
+
 namespace rehome::ldap {
 
 using namespace Qt::Literals::StringLiterals;
@@ -17,8 +19,8 @@ struct ArrayFree {
     void operator()(berval* values) const { ber_memfree(values); } // which lie in the message
 };
 
-QByteArray octets(const berval& value) {
-    return QByteArray(value.bv_val, qsizetype(value.bv_len));
+QByteArrayView octets(const berval& value) {
+    return QByteArrayView(value.bv_val, qsizetype(value.bv_len));
 }
 
 /// Which of an attribute's values a domain controller has sent.
@@ -48,41 +50,55 @@ std::optional<Range> parseRange(const QString& name) {
 
 } // namespace
 
-SearchStream::SearchStream(std::shared_ptr<Connection> connection, engine::SearchRequest request,
-                           int pageSize)
+SearchStream::SearchStream(std::shared_ptr<ServerConnection> connection,
+                           engine::SearchRequest request, int pageSize)
     : m_connection(std::move(connection)), m_request(std::move(request)), m_pageSize(pageSize),
-      m_number(m_connection->sendSearch(m_request, pageSize, {})),
-      m_first(m_connection->receive(m_number, attempt())) {
-    if (ldap_msgtype(m_first.get()) == LDAP_RES_SEARCH_RESULT)
-        m_connection->checkResult(m_first, attempt());
+      m_number(m_connection->sendSearch(m_request, pageSize, {})) {
+    receive();
+    if (ldap_msgtype(m_next) == LDAP_RES_SEARCH_RESULT)
+        m_connection->checkResult(m_next, attempt());
 }
 
 SearchStream::~SearchStream() {
-    if (!m_finished)
+    if (m_awaited)
         m_connection->abandon(m_number);
+}
+
+void SearchStream::receive() {
+    // Whoever reads one object asks for one entry; the end of the answer has come with it.
+    const auto until = m_request.scope == engine::Scope::Base ? ServerConnection::Until::AllCame
+                                                              : ServerConnection::Until::SomeCame;
+    m_received = m_connection->receive(m_number, until, attempt());
+    m_next = m_received.get();
+    LDAPMessage* last = m_next;
+    while (LDAPMessage* after = ldap_next_message(m_connection->handle(), last))
+        last = after;
+    m_awaited = ldap_msgtype(last) != LDAP_RES_SEARCH_RESULT;
 }
 
 std::optional<engine::Entry> SearchStream::next() {
     auto entry = nextAsSent();
-    if (entry)
+    if (m_ranged)
         completeRanges(*entry);
     return entry;
 }
 
 std::optional<engine::Entry> SearchStream::nextAsSent() {
-    while (!m_finished) {
-        const Message message =
-            m_first ? std::move(m_first) : m_connection->receive(m_number, attempt());
-        const int type = ldap_msgtype(message.get());
+    m_ranged = false;
+    while (m_next || m_awaited) {
+        if (!m_next)
+            receive();
+        LDAPMessage* message =
+            std::exchange(m_next, ldap_next_message(m_connection->handle(), m_next));
+        const int type = ldap_msgtype(message);
         if (type == LDAP_RES_SEARCH_ENTRY)
             return decode(message);
         if (type != LDAP_RES_SEARCH_RESULT)
             continue; // a reference to another server's part of the tree
-        m_finished = true;
         const QByteArray cookie = m_connection->checkResult(message, attempt());
         if (!cookie.isEmpty()) {
             m_number = m_connection->sendSearch(m_request, m_pageSize, cookie);
-            m_finished = false;
+            m_awaited = true;
         }
     }
     return std::nullopt;
@@ -92,48 +108,72 @@ void SearchStream::refuse(const QString& why) const {
     m_connection->fail(attempt(), {LDAP_DECODING_ERROR, why});
 }
 
-engine::Entry SearchStream::decode(const Message& message) const {
+QString SearchStream::text(QByteArrayView utf8) const {
+    if (!utf8.isValidUtf8())
+        refuse(u"a name is not UTF-8: "_s +
+               QString::fromLatin1(utf8.toByteArray().toPercentEncoding()));
+    return QString::fromUtf8(utf8);
+}
+
+const SearchStream::Name& SearchStream::nameOf(QByteArrayView sent) {
+    // Entries of one search bring much the same names in the same order.
+    for (size_t i = 0; i < m_names.size(); ++i) {
+        const size_t at = (m_nextName + i) % m_names.size();
+        if (m_names[at].sent == sent) {
+            m_nextName = at + 1;
+            return m_names[at];
+        }
+    }
+    const QString name = text(sent);
+    m_names.push_back(
+        {sent.toByteArray(), name, engine::holdsNames(name), parseRange(name).has_value()});
+    return m_names.back();
+}
+
+engine::Entry SearchStream::decode(LDAPMessage* message) {
     LDAP* handle = m_connection->handle();
-    const auto text = [&](const QByteArray& utf8) {
-        if (!utf8.isValidUtf8())
-            refuse(u"a name is not UTF-8: "_s + QString::fromLatin1(utf8.toPercentEncoding()));
-        return QString::fromUtf8(utf8);
-    };
     engine::Entry entry;
     BerElement* position = nullptr;
     berval name{};
-    const int opened = ldap_get_dn_ber(handle, message.get(), &position, &name);
+    const int opened = ldap_get_dn_ber(handle, message, &position, &name);
     const std::unique_ptr<BerElement, ElementFree> owned(position);
     if (opened != LDAP_SUCCESS)
         refuse(u"an entry cannot be decoded"_s);
     entry.distinguishedName = engine::directorySpelling(text(octets(name)));
+    entry.attributes.reserve(m_names.size());
+    m_nextName = 0;
     for (;;) {
         berval* array = nullptr;
-        const int read = ldap_get_attribute_ber(handle, message.get(), position, &name, &array);
+        const int read = ldap_get_attribute_ber(handle, message, position, &name, &array);
         const std::unique_ptr<berval, ArrayFree> values(array);
         if (read != LDAP_SUCCESS)
             refuse(u"the entry %1 cannot be decoded"_s.arg(entry.distinguishedName));
         if (!name.bv_val)
             return entry;
-        const QString attribute = text(octets(name));
+        const Name& attribute = nameOf(octets(name));
         QList<QByteArray> list;
-        for (const berval* value = array; value && value->bv_val; ++value)
-            list += octets(*value);
-        if (engine::holdsNames(attribute))
-            for (QByteArray& value : list)
-                value = engine::directorySpelling(text(value)).toUtf8();
-        if (!list.isEmpty() || parseRange(attribute))
-            entry.attributes[attribute] = std::move(list);
+        for (const berval* value = array; value && value->bv_val; ++value) {
+            list += octets(*value).toByteArray();
+            if (!attribute.holdsNames)
+                continue;
+            const QString sent = text(octets(*value));
+            if (const QString spelled = engine::directorySpelling(sent); spelled != sent)
+                list.back() = spelled.toUtf8();
+        }
+        m_ranged = m_ranged || attribute.ranged;
+        if (!list.isEmpty() || attribute.ranged)
+            entry.attributes.push_back({attribute.text, std::move(list)});
     }
 }
 
 void SearchStream::completeRanges(engine::Entry& entry) {
-    const auto sent = entry.attributes;
+    const auto sent = std::exchange(entry.attributes, {});
     for (const auto& [sentName, sentValues] : sent) {
         auto range = parseRange(sentName);
-        if (!range)
+        if (!range) {
+            entry.setValues(sentName, sentValues);
             continue;
-        entry.attributes.erase(sentName);
+        }
         const QString name = range->name;
         QList<QByteArray> values, part = sentValues;
         for (;;) {
@@ -150,8 +190,7 @@ void SearchStream::completeRanges(engine::Entry& entry) {
             rest.attributes = QStringList{u"%1;range=%2-*"_s.arg(name).arg(values.size())};
             const auto more = SearchStream(m_connection, rest, 0).nextAsSent();
             range.reset();
-            for (const auto& [moreName, moreValues] :
-                 more ? more->attributes : decltype(entry.attributes)()) {
+            for (const auto& [moreName, moreValues] : more ? more->attributes : decltype(sent)()) {
                 const auto next = parseRange(moreName);
                 if (!next || next->name.compare(name, Qt::CaseInsensitive) != 0)
                     continue;
@@ -160,7 +199,7 @@ void SearchStream::completeRanges(engine::Entry& entry) {
             }
         }
         if (!values.isEmpty())
-            entry.attributes[name] = values;
+            entry.setValues(name, values);
     }
 }
 

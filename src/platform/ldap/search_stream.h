@@ -1,9 +1,10 @@
 #pragma once
 
-#include "platform/ldap/connection.h"
+#include "platform/ldap/server_connection.h"
 
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace rehome::ldap {
 
@@ -14,7 +15,7 @@ class SearchStream : public engine::Entries {
 public:
     /// Sends the search and waits for its first message. `pageSize` 0: not in pages. Throws
     /// Failure.
-    SearchStream(std::shared_ptr<Connection> connection, engine::SearchRequest request,
+    SearchStream(std::shared_ptr<ServerConnection> connection, engine::SearchRequest request,
                  int pageSize);
     ~SearchStream() override;
     SearchStream(const SearchStream&) = delete;
@@ -24,19 +25,34 @@ public:
     std::optional<engine::Entry> next() override;
 
 private:
+    /// An attribute's name as entries bring it.
+    struct Name {
+        QByteArray sent;
+        QString text;
+        bool holdsNames; ///< whether the values are distinguished names
+        bool ranged;     ///< whether they may be a part of them
+    };
+
+    void receive();
     std::optional<engine::Entry> nextAsSent();
     void completeRanges(engine::Entry& entry);
-    engine::Entry decode(const Message& message) const;
+    engine::Entry decode(::ldapmsg* message);
+    const Name& nameOf(QByteArrayView sent);
+    QString text(QByteArrayView utf8) const;
     /// Throws Failure: what was sent cannot be taken for an answer.
     [[noreturn]] void refuse(const QString& why) const;
     Attempt attempt() const { return {Stage::Search, m_request.base}; }
 
-    std::shared_ptr<Connection> m_connection;
+    std::shared_ptr<ServerConnection> m_connection;
     engine::SearchRequest m_request;
     int m_pageSize;
     int m_number = 0;
-    bool m_finished = false;
-    Message m_first;
+    Message m_received;
+    ::ldapmsg* m_next = nullptr; ///< of those received
+    bool m_awaited = true;       ///< whether more is to come
+    bool m_ranged = false;       ///< whether the entry decoded last has a ranged attribute
+    std::vector<Name> m_names;   ///< in the order in which they came
+    size_t m_nextName = 0;       ///< where the next one is looked for
 };
 
 } // namespace rehome::ldap

@@ -209,14 +209,14 @@ private Q_SLOTS:
                                          "@x\ndisplayName: " + name + "\n" + addresses +
                                          "homeMDB: " + m_accounts));
         const auto attributes = [&] {
-            QList<decltype(engine::Entry::attributes)> all;
-            for (const QString& name : names) {
-                all += stored(user(name)).attributes;
-                for (const QString own : {"uSNChanged", "whenChanged"})
-                    all.last().erase(own);
-                for (auto& [attribute, values] : all.last())
-                    std::sort(values.begin(), values.end());
-            }
+            std::map<QString, QByteArrayList> all;
+            for (const QString& name : names)
+                for (auto& [attribute, values] : stored(user(name)).attributes) {
+                    auto& sorted = all[name + attribute] = values;
+                    std::sort(sorted.begin(), sorted.end());
+                    if (QStringList{"uSNChanged", "whenChanged"}.contains(attribute))
+                        sorted.clear();
+                }
             return all;
         };
         const auto before = attributes();

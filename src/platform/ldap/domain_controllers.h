@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/ldap/connection.h"
 #include "platform/ldap/ldap_settings.h"
 #include "platform/ldap/schema.h"
+#include "platform/ldap/server_connection.h"
 
 #include <QStringList>
 
@@ -12,23 +12,23 @@
 namespace rehome::ldap {
 
 /// The servers that hold the directory.
-class Directory {
+class DomainControllers {
 public:
-    explicit Directory(LdapSettings settings) : m_settings(std::move(settings)) {}
+    explicit DomainControllers(LdapSettings settings) : m_settings(std::move(settings)) {}
 
     const LdapSettings& settings() const { return m_settings; }
     /// Signs on at the first server that lets us. Later calls begin with the one that did: a change
     /// takes a while to reach the others. Once a limit has run out, a server must also let its root
     /// object be read, within a short limit while the directory stays silent. Throws Error naming
     /// what each server said.
-    std::shared_ptr<Connection> connect();
+    std::shared_ptr<ServerConnection> connect();
     /// Whether the server's root object offers the paged-results control (RFC 2696). Asked once for
     /// each server. Throws Failure where the connection is lost.
-    bool pages(const std::shared_ptr<Connection>& connection);
+    bool pages(const std::shared_ptr<ServerConnection>& connection);
     Schema& schema() { return m_schema; }
 
 private:
-    bool readRoot(const std::shared_ptr<Connection>& connection);
+    bool readRoot(const std::shared_ptr<ServerConnection>& connection);
 
     LdapSettings m_settings;
     QStringList m_servers;

@@ -1,4 +1,4 @@
-#include "platform/ldap/directory.h"
+#include "platform/ldap/domain_controllers.h"
 
 #include "platform/ldap/failure.h"
 #include "platform/ldap/search_stream.h"
@@ -8,7 +8,7 @@
 
 namespace rehome::ldap {
 
-std::shared_ptr<Connection> Directory::connect() {
+std::shared_ptr<ServerConnection> DomainControllers::connect() {
     if (m_servers.isEmpty())
         m_servers = m_settings.servers.isEmpty() ? locateServers() : m_settings.servers;
     const Health before = *m_health;
@@ -17,8 +17,8 @@ std::shared_ptr<Connection> Directory::connect() {
         if (m_settings.interruption)
             m_settings.interruption->waitFor(m_servers.at(i));
         try {
-            auto connection =
-                std::make_shared<Connection>(m_servers.at(i), m_settings, m_health, before.silent);
+            auto connection = std::make_shared<ServerConnection>(m_servers.at(i), m_settings,
+                                                                 m_health, before.silent);
             if (m_health->timeouts > 0)
                 readRoot(connection);
             m_servers.move(i, 0);
@@ -33,13 +33,13 @@ std::shared_ptr<Connection> Directory::connect() {
     throw Error(failures.join(u'\n'));
 }
 
-bool Directory::pages(const std::shared_ptr<Connection>& connection) {
+bool DomainControllers::pages(const std::shared_ptr<ServerConnection>& connection) {
     if (const auto known = m_pages.find(connection->server()); known != m_pages.end())
         return known->second;
     return readRoot(connection);
 }
 
-bool Directory::readRoot(const std::shared_ptr<Connection>& connection) {
+bool DomainControllers::readRoot(const std::shared_ptr<ServerConnection>& connection) {
     engine::SearchRequest request;
     request.attributes = QStringList{QStringLiteral("supportedControl")};
     const auto root = SearchStream(connection, request, 0).next();

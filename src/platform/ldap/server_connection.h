@@ -32,14 +32,14 @@ struct Health {
 
 /// One signed-on connection to one server. Once lost it is never opened again: the client library
 /// would do so without signing on.
-class Connection {
+class ServerConnection {
 public:
     /// Connects and signs on: with the mechanism that the client library is set to, else EXTERNAL
     /// on ldapi, else GSS-SPNEGO or GSSAPI with the user's Kerberos ticket. Never in clear and
     /// never with a prompt: what TLS does not seal, SASL does. `reviving`: all that, and the first
     /// answer to a search, come within LdapSettings::revivalLimit. Throws Failure.
-    Connection(const QString& server, const LdapSettings& settings, std::shared_ptr<Health> health,
-               bool reviving);
+    ServerConnection(const QString& server, const LdapSettings& settings,
+                     std::shared_ptr<Health> health, bool reviving);
 
     const QString& server() const { return m_server; }
     ::ldap* handle() const { return m_handle.get(); }
@@ -51,12 +51,13 @@ public:
     /// notSent() where the server has hung up.
     int sendSearch(const engine::SearchRequest& request, int pageSize, const QByteArray& cookie);
     int sendModify(const QString& name, const QList<engine::Replacement>& replacements);
-    /// The request's next message. Throws Failure where none comes in time or the connection is
-    /// lost.
-    Message receive(int request, const Attempt& attempt);
+    enum class Until { SomeCame, AllCame };
+    /// The request's next messages, chained: those that have come, at least one, or all of them.
+    /// Throws Failure where none comes in time or the connection is lost.
+    Message receive(int request, Until until, const Attempt& attempt);
     /// Takes a final message apart and returns the cookie of the next page (RFC 2696), if any.
     /// Throws Failure on any result but success.
-    QByteArray checkResult(const Message& message, const Attempt& attempt);
+    QByteArray checkResult(::ldapmsg* message, const Attempt& attempt);
     /// Waits for the final message of a request that has no other.
     void finish(int request, const Attempt& attempt);
     void abandon(int request) noexcept;
@@ -69,7 +70,8 @@ private:
     void signOn();
     Result bind(const char* mechanism);
     int sent(int code, int request, const Attempt& attempt);
-    Message await(int request, std::chrono::milliseconds limit, const Attempt& attempt);
+    Message await(int request, Until until, std::chrono::milliseconds limit,
+                  const Attempt& attempt);
     std::chrono::milliseconds shortened(std::chrono::milliseconds limit, Stage stage) const;
     void heard();
     [[noreturn]] void failSilent(Attempt attempt, std::chrono::milliseconds limit);

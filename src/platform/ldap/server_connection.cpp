@@ -1,4 +1,4 @@
-#include "platform/ldap/connection.h"
+#include "platform/ldap/server_connection.h"
 
 #include <ldap.h>
 #include <poll.h>
@@ -111,8 +111,8 @@ QByteArray libraryText(const QString& text) {
     return text.toUtf8();
 }
 
-Connection::Connection(const QString& server, const LdapSettings& settings,
-                       std::shared_ptr<Health> health, bool reviving)
+ServerConnection::ServerConnection(const QString& server, const LdapSettings& settings,
+                                   std::shared_ptr<Health> health, bool reviving)
     : m_server(server), m_settings(settings), m_health(std::move(health)), m_reviving(reviving) {
     LDAP* handle = nullptr;
     const int made = ldap_initialize(&handle, libraryText(server).constData());
@@ -154,7 +154,7 @@ Connection::Connection(const QString& server, const LdapSettings& settings,
     m_socketLayer->setLimit(settings.answerLimit);
 }
 
-void Connection::signOn() {
+void ServerConnection::signOn() {
     LDAP* handle = m_handle.get();
     const bool local = m_server.startsWith(u"ldapi:"_s, Qt::CaseInsensitive);
     const bool tls = ldap_tls_inplace(handle) != 0;
@@ -185,7 +185,7 @@ void Connection::signOn() {
         fail({Stage::SignOn}, {LDAP_CONFIDENTIALITY_REQUIRED, u"the connection is not sealed"_s});
 }
 
-Result Connection::bind(const char* mechanism) {
+Result ServerConnection::bind(const char* mechanism) {
     LDAP* handle = m_handle.get();
     SignOnAnswers answers{textOption(handle, LDAP_OPT_X_SASL_AUTHCID),
                           textOption(handle, LDAP_OPT_X_SASL_AUTHZID),
@@ -199,11 +199,11 @@ Result Connection::bind(const char* mechanism) {
                                                     &used, &request);
         if (code != LDAP_SASL_BIND_IN_PROGRESS)
             return {code, code == LDAP_SUCCESS ? QString() : diagnostic()};
-        reply = await(request, m_settings.connectLimit, {Stage::SignOn});
+        reply = await(request, Until::AllCame, m_settings.connectLimit, {Stage::SignOn});
     }
 }
 
-bool Connection::usable() const {
+bool ServerConnection::usable() const {
     int descriptor = -1;
     if (m_lost || m_heard != m_health->timeouts ||
         ldap_get_option(m_handle.get(), LDAP_OPT_DESC, &descriptor) != LDAP_OPT_SUCCESS ||
@@ -213,8 +213,8 @@ bool Connection::usable() const {
     return poll(&state, 1, 0) == 0;
 }
 
-int Connection::sendSearch(const engine::SearchRequest& request, int pageSize,
-                           const QByteArray& cookie) {
+int ServerConnection::sendSearch(const engine::SearchRequest& request, int pageSize,
+                                 const QByteArray& cookie) {
     const Attempt attempt{Stage::Search, request.base};
     std::vector<QByteArray> names;
     for (const QString& name : request.attributes)
@@ -248,7 +248,8 @@ int Connection::sendSearch(const engine::SearchRequest& request, int pageSize,
     return sent(code, number, attempt);
 }
 
-int Connection::sendModify(const QString& name, const QList<engine::Replacement>& replacements) {
+int ServerConnection::sendModify(const QString& name,
+                                 const QList<engine::Replacement>& replacements) {
     struct Change {
         QByteArray type;
         std::vector<berval> values;
@@ -279,7 +280,7 @@ int Connection::sendModify(const QString& name, const QList<engine::Replacement>
     return sent(code, number, {Stage::Modify, name});
 }
 
-int Connection::sent(int code, int request, const Attempt& attempt) {
+int ServerConnection::sent(int code, int request, const Attempt& attempt) {
     if (code == LDAP_SUCCESS)
         return request;
     if (m_socketLayer->timedOut())
@@ -290,11 +291,12 @@ int Connection::sent(int code, int request, const Attempt& attempt) {
     fail(attempt, result);
 }
 
-Message Connection::receive(int request, const Attempt& attempt) {
-    return await(request, m_settings.answerLimit, attempt);
+Message ServerConnection::receive(int request, Until until, const Attempt& attempt) {
+    return await(request, until, m_settings.answerLimit, attempt);
 }
 
-Message Connection::await(int request, milliseconds limit, const Attempt& attempt) {
+Message ServerConnection::await(int request, Until until, milliseconds limit,
+                                const Attempt& attempt) {
     if (m_closed)
         fail(attempt, {LDAP_USER_CANCELLED, u"the session is closed"_s});
     LDAP* handle = m_handle.get();
@@ -306,7 +308,9 @@ Message Connection::await(int request, milliseconds limit, const Attempt& attemp
     do { // our own wait, since the library's cannot be interrupted
         timeval now{};
         LDAPMessage* received = nullptr;
-        type = ldap_result(handle, request, LDAP_MSG_ONE, &now, &received);
+        type =
+            ldap_result(handle, request, until == Until::AllCame ? LDAP_MSG_ALL : LDAP_MSG_RECEIVED,
+                        &now, &received);
         message.reset(received);
     } while (type == 0 && (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_DATA_READY, nullptr) > 0 ||
                            m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
@@ -323,19 +327,19 @@ Message Connection::await(int request, milliseconds limit, const Attempt& attemp
     fail(attempt, {code == LDAP_SUCCESS ? LDAP_SERVER_DOWN : code, diagnostic()});
 }
 
-milliseconds Connection::shortened(milliseconds limit, Stage stage) const {
+milliseconds ServerConnection::shortened(milliseconds limit, Stage stage) const {
     const bool search = stage == Stage::Search && m_health->silent;
     return m_reviving || search ? std::min(limit, m_settings.revivalLimit) : limit;
 }
 
-void Connection::heard() {
+void ServerConnection::heard() {
     m_health->silent = false;
     m_heard = m_health->timeouts;
     if (std::exchange(m_reviving, false))
         m_socketLayer->setDeadline(QDeadlineTimer::Forever);
 }
 
-void Connection::failSilent(Attempt attempt, milliseconds limit) {
+void ServerConnection::failSilent(Attempt attempt, milliseconds limit) {
     attempt.limit = shortened(limit, attempt.stage);
     m_lost = true;
     ++m_health->timeouts;
@@ -343,13 +347,13 @@ void Connection::failSilent(Attempt attempt, milliseconds limit) {
     fail(attempt, {LDAP_TIMEOUT});
 }
 
-QByteArray Connection::checkResult(const Message& message, const Attempt& attempt) {
+QByteArray ServerConnection::checkResult(LDAPMessage* message, const Attempt& attempt) {
     int code = LDAP_SUCCESS;
     char* text = nullptr;
     char** addresses = nullptr;
     LDAPControl** list = nullptr;
-    const int parsed = ldap_parse_result(m_handle.get(), message.get(), &code, nullptr, &text,
-                                         &addresses, &list, 0);
+    const int parsed =
+        ldap_parse_result(m_handle.get(), message, &code, nullptr, &text, &addresses, &list, 0);
     const Text said(text);
     const Texts referrals(addresses);
     const Controls controls(list);
@@ -372,21 +376,21 @@ QByteArray Connection::checkResult(const Message& message, const Attempt& attemp
     return QByteArray(next.bv_val, qsizetype(next.bv_len));
 }
 
-void Connection::finish(int request, const Attempt& attempt) {
-    checkResult(receive(request, attempt), attempt);
+void ServerConnection::finish(int request, const Attempt& attempt) {
+    checkResult(receive(request, Until::AllCame, attempt).get(), attempt);
 }
 
-void Connection::abandon(int request) noexcept {
+void ServerConnection::abandon(int request) noexcept {
     if (!m_lost)
         ldap_abandon_ext(m_handle.get(), request, nullptr, nullptr);
 }
 
-void Connection::fail(Attempt attempt, const Result& result) const {
+void ServerConnection::fail(Attempt attempt, const Result& result) const {
     attempt.server = m_server;
     throw describeResult(attempt, result);
 }
 
-QString Connection::diagnostic() const {
+QString ServerConnection::diagnostic() const {
     return QString::fromUtf8(textOption(m_handle.get(), LDAP_OPT_DIAGNOSTIC_MESSAGE)).trimmed();
 }
 
