@@ -3,7 +3,6 @@
 #include "platform/twips.h"
 
 #include <QCoreApplication>
-#include <QLineEdit>
 #include <QResizeEvent>
 
 namespace rehome::main_window {
@@ -29,9 +28,7 @@ Control* make(QWidget* container, const char* name, const QString& accessibleNam
 ListCombo* makeList(QWidget* container, const char* name, const QString& accessibleName,
                     Place place) {
     auto* list = make<ListCombo>(container, name, accessibleName, place);
-    // On Linux the name that a screen reader gets of a combo box is its text.
-    list->setAccessibleDescription(accessibleName);
-    list->lineEdit()->setAccessibleName(accessibleName);
+    list->setPurpose(accessibleName);
     return list;
 }
 
@@ -42,7 +39,9 @@ QString clickToSelect() {
 }
 
 Controls::Controls(QWidget& window) : m_window(window) {
-    window.setFixedSize(platform::toPixels(ClientWidth), platform::toPixels(ClientHeight));
+    // A larger window shows more of its background; a smaller one would hide controls.
+    window.setMinimumSize(platform::toPixels(ClientWidth), platform::toPixels(ClientHeight));
+    window.resize(window.minimumSize());
 
     msfgMain =
         make<FlexGrid>(&window, "msfgMain", QStringLiteral("Mailboxes"), {120, 120, 9735, 4215});
@@ -79,12 +78,16 @@ Controls::Controls(QWidget& window) : m_window(window) {
                                 QStringLiteral("E&xit"));
 
     Label4->setTextFormat(Qt::PlainText);
+    Label4->setBuddy(comboDestMBx);
+    for (QPushButton* button : {btnMove, btnRefresh, btnExit})
+        button->setAutoDefault(true); // Return presses it, as Space does
     comboStoreName->hide();
     comboStatus->setText(QStringLiteral("Offline"));
     comboSourceMBx->setText(clickToSelect());
     comboDestMBx->setText(clickToSelect());
     rdoALL->setChecked(true);
     setTabOrder();
+    QObject::connect(msfgMain, &FlexGrid::Painted, comboStoreName, [this] { nameChooser(); });
 
     // A window that was never shown does not lay its views out, and the first refresh, which
     // scrolls the grid, comes before the window is shown.
@@ -98,6 +101,13 @@ void Controls::setTabOrder() {
                               btnExit,  btnRefresh,     comboStatus};
     for (std::size_t i = 1; i < std::size(order); ++i)
         QWidget::setTabOrder(order[i - 1], order[i]);
+}
+
+void Controls::nameChooser() {
+    const QAbstractItemModel& rows = *msfgMain->model();
+    const QString mailbox = rows.index(msfgMain->Row() - 1, 1).data().toString();
+    comboStoreName->setPurpose(QStringLiteral("Target mail store of ") +
+                               (mailbox.isEmpty() ? QStringLiteral("no mailbox") : mailbox));
 }
 
 void Controls::placeChooser() {

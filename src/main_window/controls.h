@@ -54,6 +54,8 @@ struct Controls {
 
 private:
     void setTabOrder();
+    /// Says to screen readers whose store the chooser shows.
+    void nameChooser();
 
     QWidget& m_window;
     QPointer<QPushButton> m_focused;

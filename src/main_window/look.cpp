@@ -1,5 +1,6 @@
 #include "main_window/look.h"
 
+#include <QAccessibleWidget>
 #include <QApplication>
 #include <QFont>
 #include <QPainter>
@@ -39,9 +40,12 @@ public:
         const bool focused = option->state & State_HasFocus;
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
-        painter->setPen(focused ? QColor(60, 110, 180) : colour.darker(150));
+        const QPen pen = focused ? focusPen() : QPen(colour.darker(150));
+        const qreal inside = pen.widthF() / 2;
+        painter->setPen(pen);
         painter->setBrush(pressed ? colour.darker(115) : colour);
-        painter->drawRoundedRect(QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5), 2, 2);
+        painter->drawRoundedRect(QRectF(option->rect).adjusted(inside, inside, -inside, -inside), 2,
+                                 2);
         painter->restore();
     }
 };
@@ -49,6 +53,7 @@ public:
 /// The windows are light whatever the desktop's theme is, so their texts are dark.
 QPalette lightPalette() {
     const QColor grey(224, 224, 224);
+    const QColor faded(90, 90, 90); // 5 : 1 on the grey
     QPalette palette(grey, grey);
     palette.setColor(QPalette::Base, Qt::white);
     palette.setColor(QPalette::AlternateBase, QColor(245, 245, 245));
@@ -56,14 +61,32 @@ QPalette lightPalette() {
     palette.setColor(QPalette::HighlightedText, Qt::black);
     for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
         palette.setColor(role, Qt::black);
-        palette.setColor(QPalette::Disabled, role, QColor(120, 120, 120));
+        palette.setColor(QPalette::Disabled, role, faded);
     }
+    // What is left unset, Qt takes from the desktop's theme, now and whenever that changes.
+    for (int role = 0; role < QPalette::NColorRoles; ++role)
+        for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled})
+            palette.setBrush(group, QPalette::ColorRole(role),
+                             palette.brush(group, QPalette::ColorRole(role)));
     return palette;
+}
+
+/// To Qt, a window that is a plain widget is a filler, where nobody looks for controls.
+QAccessibleInterface* windowForReaders(const QString& className, QObject* object) {
+    auto* widget = qobject_cast<QWidget*>(object);
+    if (className != QLatin1String("QWidget") || !widget || widget->windowType() != Qt::Window)
+        return nullptr;
+    return new QAccessibleWidget(widget, QAccessible::Window);
 }
 
 } // namespace
 
+QPen focusPen() {
+    return {QColor(35, 85, 165), 2};
+}
+
 void applyLook(QApplication& application) {
+    QAccessible::installFactory(windowForReaders);
     application.setStyle(new LayoutStyle); // the application takes ownership
     application.setPalette(lightPalette());
     QFont font;

@@ -23,7 +23,7 @@ class MainWindow(Program):
         self.desktop, self.expected, self.message = desktop, expected, message
         self.mailbox, self.store = expected.mailboxes[-1], full_name(expected.destination)
         super().__init__(*command)
-        window = self.window(title, role="filler")
+        window = self.window(title, role="frame")
         agree("the names of the parts", [
             w.name for role in ("panel", "table", "push button") for w in window.all(role)], [
                 "Migration Options", "Source of the migration", "Destination of the migration",
