@@ -4,6 +4,7 @@ clicks and keys."""
 import collections
 import contextlib
 import os
+import re
 import tempfile
 import time
 from pathlib import Path
@@ -121,9 +122,24 @@ class Desktop:
 
 
 class Program:
-    def __init__(self, *command):
-        self.errors = tempfile.TemporaryFile("w+")
-        self.process = start(*command, err=self.errors)
+    """With what it writes to the standard error stream: a file, or a terminal."""
+
+    def __init__(self, *command, terminal=False):
+        self.errors, self.reader = tempfile.TemporaryFile(), None
+        self.started = time.monotonic()
+        if terminal:
+            reading, writing = os.openpty()
+            self.process = start(*command, err=writing)
+            os.close(writing)
+            self.reader = Popen(["cat"], stdin=reading, stdout=self.errors, stderr=DEVNULL)
+        else:
+            self.process = start(*command, err=self.errors)
+
+    def age(self):
+        return time.monotonic() - self.started
+
+    def told(self):
+        return os.pread(self.errors.fileno(), 1 << 24, 0).decode()
 
     def windows(self, title, role):
         return [window for program in Widget(Atspi.get_desktop(0)).children()
@@ -144,10 +160,16 @@ class Program:
         until(f'"{title}" goes away', lambda: not self.windows(title, "dialog"))
 
     def ended(self, status):
-        """What it has written to the standard error stream, when it ends with the status."""
+        """What remains on the standard error stream when it ends with the status."""
         agree("the exit status", self.process.wait(timeout=60), status)
-        self.errors.seek(0)
-        return self.errors.read()
+        if not self.reader:
+            return self.told()
+        self.reader.wait(timeout=60)
+        # A line is gone where the next one is written over it.
+        told, lines = re.subn(r"\r[^\r\n\x1b]+\x1b\[K(?=\r)", "", self.told().replace("\r\n", "\n"))
+        agree(f"{lines} rewritings are some, but no more than four a second",
+              0 < lines <= 4 * self.age() + 1, True)
+        return told.replace("\r\x1b[K", "")
 
 
 class Widget:

@@ -4,13 +4,17 @@
 The whole job from outside, on the organisation that ships, with a picture of each step. The first
 thing that differs from what it should be ends the tour."""
 
+import contextlib
+import os
 import re
 import shutil
+import socket
 import sys
 import tempfile
+import time
 from pathlib import Path
 
-from desktop import Desktop, Program, Widget, agree, announcements, until, xdotool
+from desktop import Desktop, Program, Widget, agree, announcements, start, until, xdotool
 from organisation import Mailbox, Organisation, full_name, records
 
 SHIPPED = Path(__file__).parent / "../../src/platform/embedded/organisation.ldif"
@@ -19,10 +23,10 @@ MESSAGE = "Rehome rehearsal"
 
 
 class MainWindow(Program):
-    def __init__(self, desktop, expected, title, message, *command):
+    def __init__(self, desktop, expected, title, message, *command, **how):
         self.desktop, self.expected, self.message = desktop, expected, message
         self.mailbox, self.store = expected.mailboxes[-1], full_name(expected.destination)
-        super().__init__(*command)
+        super().__init__(*command, **how)
         window = self.window(title, role="frame")
         agree("the names of the parts", [
             w.name for role in ("panel", "table", "push button") for w in window.all(role)], [
@@ -143,7 +147,7 @@ def closes_by_title_bar(desktop, program, ldif):
     file = Path(desktop.directory, "own.ldif")
     file.write_text(re.sub(r"(rehomeOpensAfter): \d+", r"\1: never", ldif), encoding="utf-8")
     main = MainWindow(desktop, Organisation(ldif), TITLE + " (own.ldif)", MESSAGE,
-                      "env", "QT_LOGGING_RULES=rehome.trace=true", program, file)
+                      "env", "QT_LOGGING_RULES=rehome.trace=true", program, file, terminal=True)
     moves_batch(main, "Unreachable")
 
     def elapses():
@@ -154,6 +158,31 @@ def closes_by_title_bar(desktop, program, ldif):
     xdotool("key", "Escape")
     refuses(desktop, MESSAGE, "Too many arguments", program, file, file, meanwhile=elapses)
     exits(main, "alt+F4", "closed-by-title-bar", traced=True)
+
+
+def waits(desktop, program):
+    """At a terminal one sees within a second what is waited for."""
+    with contextlib.ExitStack() as stack:
+        server, *clients = (stack.enter_context(socket.socket()) for _ in range(4))
+        server.bind(("127.0.0.1", 0))
+        server.listen(0)
+        for client in clients:  # there is no place left in its queue
+            client.setblocking(False)
+            client.connect_ex(server.getsockname())
+        silent = "LDAPURI=ldap://127.0.0.1:{1}".format(*server.getsockname())
+        waiting = Program("env", silent, program, terminal=True)
+        until("the directory is waited for",
+              lambda: "\rwaiting for the directory\x1b[K" in waiting.told())
+        agree(f"{waiting.age()} seconds are less than one", waiting.age() < 1, True)
+        waiting.process.kill()
+        terminal = start("env", silent, "PS1=$ ", f"PATH={Path(program).parent}:{os.environ['PATH']}",
+                         "xterm", "-geometry", "72x5", "-fa", "Liberation Mono", "-fs",
+                         str(10 * desktop.SCALE), "-T", "Terminal", "-e", "bash", "--norc")
+        xdotool("search", "--sync", "--name", "Terminal", "windowactivate", "--sync",
+                "sleep", "1", "type", "rehome\n")
+        time.sleep(1)
+        desktop.picture("terminal")
+        terminal.kill()
 
 
 def loses_its_display(desktop, program, ldif):
@@ -184,6 +213,7 @@ def tour(desktop, program):
     moves_batch(main, "Unreachable")
     exits(main, slow=1)
     closes_by_title_bar(desktop, program, ldif)
+    waits(desktop, program.removesuffix("-rehearsal"))
     loses_its_display(desktop, program, ldif)
 
 
