@@ -12,8 +12,8 @@ namespace rehome::main_window {
 
 namespace {
 
-/// Fusion, with option buttons no wider than the layout leaves room for and command buttons that
-/// have the colour of the window.
+/// Fusion, with option buttons no wider than the layout leaves room for, and command buttons and
+/// headings that have the colour of the window.
 class LayoutStyle final : public QProxyStyle {
 public:
     LayoutStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
@@ -29,6 +29,27 @@ public:
         default:
             return QProxyStyle::pixelMetric(metric, option, widget);
         }
+    }
+
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* data) const override {
+        // The theme's discs beside Yes and No say nothing that the words do not.
+        return hint == SH_DialogButtonBox_ButtonsHaveIcons
+                   ? 0
+                   : QProxyStyle::styleHint(hint, option, widget, data);
+    }
+
+    void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override {
+        if (element != CE_HeaderSection && element != CE_HeaderEmptyArea)
+            return QProxyStyle::drawControl(element, option, painter, widget);
+        const QColor colour = option->palette.color(QPalette::Button);
+        const QColor line = colour.darker(130);
+        const QRect& area = option->rect;
+        painter->fillRect(area, colour);
+        painter->fillRect(area.left(), area.bottom(), area.width(), 1, line);
+        if (element == CE_HeaderSection)
+            painter->fillRect(area.right(), area.top(), 1, area.height(), line);
     }
 
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,

@@ -110,7 +110,7 @@ class Desktop:
                    stdout=PIPE).stdout
         for widget in widgets:
             x, y, width, height = widget.area()
-            left = 20 if widget.role == "radio button" else 3
+            left = 20 * self.SCALE if widget.role == "radio button" else 3
             colours = collections.Counter(
                 seen[at:at + 3] for line in range(y + 3, y + height - 3) for at in range(
                     3 * (line * self.WIDTH + x + left), 3 * (line * self.WIDTH + x + width - 3), 3))
@@ -186,7 +186,7 @@ class Widget:
 
     def area(self):
         box = self.accessible.get_extents(Atspi.CoordType.SCREEN)
-        return box.x, box.y, box.width, box.height
+        return tuple(Desktop.SCALE * side for side in (box.x, box.y, box.width, box.height))
 
     def children(self):
         return [Widget(child) for i in range(self.accessible.get_child_count())

@@ -82,8 +82,9 @@ def moves_one(main):
     agree("what the lists are for", [w.accessible.get_description() for w in lists],
           ["Store status", "Source mailstore", "Destination mailstore",
            "Target mail store of " + main.mailbox.name])
-    main.desktop.legible(*main.options, *main.buttons, *(text for w in lists for text in w.all("text")),
-                         *main.labels, *(main.grid.cell(row, 1) for row in (last - 1, last)))
+    main.desktop.legible(*main.options, *main.buttons, *main.labels,
+                         *(text for w in lists for text in w.all("text")),
+                         *(main.grid.cell(row, 1) for row in (last - 1, last)))
     main.choose(key="alt+n", meanwhile=lambda: main.desktop.picture("confirm"))
     until("the chooser is hidden", lambda: not main.chooser.has("SHOWING"))
     main.desktop.picture("answered-no")
@@ -176,7 +177,7 @@ def waits(desktop, program):
         agree(f"{waiting.age()} seconds are less than one", waiting.age() < 1, True)
         waiting.process.kill()
         terminal = start("env", silent, "PS1=$ ", f"PATH={Path(program).parent}:{os.environ['PATH']}",
-                         "xterm", "-geometry", "72x5", "-fa", "Liberation Mono", "-fs",
+                         "xterm", "-geometry", "72x3", "-fa", "Liberation Mono", "-fs",
                          str(10 * desktop.SCALE), "-T", "Terminal", "-e", "bash", "--norc")
         xdotool("search", "--sync", "--name", "Terminal", "windowactivate", "--sync",
                 "sleep", "1", "type", "rehome\n")
