@@ -3,6 +3,7 @@
 
 #include "app/composition.h"
 
+#include "platform/http/directory_only_opener.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
@@ -11,13 +12,16 @@ using namespace rehome;
 
 int main(int argc, char** argv) {
     const QString title = QStringLiteral("Rehome bench");
-    return app::runProgram(argc, argv, title, [&](app::Application& application) {
-        bool given = false;
-        const int port = qEnvironmentVariableIntValue("REHOME_BENCH_PORT", &given);
-        ldap::LdapEngine engine;
-        ldap::HostNetwork network;
-        ldap::LdapProbe probe(engine, network, nullptr, std::chrono::seconds(3),
-                              given ? quint16(port) : ldap::LdapProbe::EndpointMapper);
-        return app::runTool(application, {engine, probe, network}, title);
-    });
+    return app::runProgram(
+        argc, argv, title, journal::KeptJournal::Of::LiveDirectory,
+        [&](app::Application& application) {
+            bool given = false;
+            const int port = qEnvironmentVariableIntValue("REHOME_BENCH_PORT", &given);
+            ldap::LdapEngine engine;
+            ldap::HostNetwork network;
+            ldap::LdapProbe probe(engine, network, nullptr, std::chrono::seconds(3),
+                                  given ? quint16(port) : ldap::LdapProbe::EndpointMapper);
+            http::DirectoryOnlyOpener opener(application.journal());
+            return app::runTool(application, {engine, probe, opener, network}, title);
+        });
 }

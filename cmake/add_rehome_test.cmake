@@ -7,7 +7,8 @@ function(add_rehome_test name source)
     set_tests_properties(
         ${name}
         PROPERTIES
-            TIMEOUT 300
+            TIMEOUT
+            300
             ENVIRONMENT
             "QT_QPA_PLATFORM=offscreen;LDB_MODULES_DISABLE_DEEPBIND=1;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/leaks.supp:print_suppressions=0"
     )

@@ -3,6 +3,8 @@
 #include "main_window/look.h"
 #include "main_window/message_dialog.h"
 
+#include <QDir>
+#include <QIcon>
 #include <QSocketNotifier>
 
 #include <cstdio>
@@ -10,11 +12,28 @@
 
 namespace rehome::app {
 
+namespace {
+
+QIcon icon() {
+    QIcon icon;
+    const QDir sizes(QStringLiteral(":/rehome/icon"));
+    for (const QString& size : sizes.entryList())
+        icon.addFile(sizes.filePath(size));
+    return icon;
+}
+
+} // namespace
+
+QString version() {
+    return QStringLiteral(REHOME_VERSION);
+}
+
 Application::Application(int& argc, char** argv, const QString& title,
                          journal::KeptJournal& journal, Signals& signalsFromOutside)
     : QApplication(argc, argv), m_title(title), m_journal(journal), m_signals(signalsFromOutside) {
     // The display name is left unset: Qt would append it to every title.
     setApplicationName(QStringLiteral("rehome"));
+    setWindowIcon(icon());
     main_window::applyLook(*this);
     setQuitOnLastWindowClosed(false);
     auto* asked = new QSocketNotifier(m_signals.descriptor(), QSocketNotifier::Read, this);

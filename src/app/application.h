@@ -8,6 +8,9 @@
 
 namespace rehome::app {
 
+/// The version of both programs, such as 1.2.3.
+QString version();
+
 /// The application object: message boxes, the end of the process, and the one place where failures
 /// that nothing handled arrive.
 class Application final : public QApplication, public platform::Desktop {

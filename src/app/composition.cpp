@@ -32,7 +32,7 @@ void endedByExit() {
 int runWindow(Application& application, const Engines& engines, const QString& caption) {
     platform::Journal& journal = application.journal();
     adsi::Directory directory(engines.directory, journal);
-    exchange::ExchangeObjects exchange(directory, engines.probe);
+    exchange::ExchangeObjects exchange(directory, engines.probe, engines.opener);
     const platform::Platform platform{directory, exchange, engines.network, application, journal};
     main_window::frmMain window(platform, caption);
     window.Form_Load();
@@ -45,8 +45,8 @@ int runReporting(Application& application, const Engines& engines, const QString
     if (!progress.shown())
         return runWindow(application, engines, caption);
     ProgressObserver observer(progress);
-    engine::ObservedEngine observed(engines.directory, engines.probe, observer);
-    return runWindow(application, {observed, observed, engines.network}, caption);
+    engine::ObservedEngine observed(engines.directory, engines.probe, engines.opener, observer);
+    return runWindow(application, {observed, observed, observed, engines.network}, caption);
 }
 
 } // namespace
@@ -71,8 +71,8 @@ int runProgram(int argc, char** argv, const QString& title, journal::KeptJournal
 int runTool(Application& application, const Engines& engines, const QString& caption) {
     if (traceCategory().isDebugEnabled()) {
         Trace trace;
-        engine::ObservedEngine traced(engines.directory, engines.probe, trace);
-        return runReporting(application, {traced, traced, engines.network}, caption);
+        engine::ObservedEngine traced(engines.directory, engines.probe, engines.opener, trace);
+        return runReporting(application, {traced, traced, traced, engines.network}, caption);
     }
     return runReporting(application, engines, caption);
 }

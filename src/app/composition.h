@@ -3,6 +3,7 @@
 #include "app/application.h"
 #include "platform/engine/engine.h"
 #include "platform/engine/exchange_probe.h"
+#include "platform/engine/mailbox_opener.h"
 #include "platform/platform.h"
 
 #include <functional>
@@ -13,6 +14,7 @@ namespace rehome::app {
 struct Engines {
     engine::Engine& directory;
     engine::ExchangeProbe& probe;
+    engine::MailboxOpener& opener;
     platform::Network& network;
 };
 

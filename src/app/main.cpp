@@ -1,23 +1,49 @@
 #include "app/composition.h"
 
+#include "platform/http/directory_only_opener.h"
+#include "platform/http/http_opener.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
+#include "platform/ldap/ticket.h"
+
+#include <pwd.h>
+#include <unistd.h>
 
 using namespace rehome;
+
+namespace {
+
+QString whoWorks() {
+    const passwd* user = getpwuid(getuid());
+    const QString ticket = ldap::currentTicket().principal;
+    return QStringLiteral("started by %1, %2")
+        .arg(user ? QString::fromLocal8Bit(user->pw_name) : QString::number(getuid()),
+             ticket.isEmpty() ? QStringLiteral("without a Kerberos ticket")
+                              : QStringLiteral("signing on as ") + ticket);
+}
+
+int work(app::Application& application, const QString& title) {
+    // Whoever names a file here believes that they are rehearsing.
+    if (QApplication::arguments().size() > 1)
+        throw Error(QStringLiteral("rehome %1 works on the directory itself and takes no "
+                                   "arguments. To rehearse on a file, run rehome-rehearsal.")
+                        .arg(app::version()));
+    application.journal().Tell(platform::Event::Remark, whoWorks(), {});
+    ldap::LdapSettings settings;
+    settings.interruption = &application.interruption();
+    ldap::LdapEngine engine(settings);
+    ldap::HostNetwork network;
+    ldap::LdapProbe probe(engine, network, settings.interruption);
+    http::DirectoryOnlyOpener directoryOnly(application.journal());
+    http::HttpOpener opener(directoryOnly, {}, settings.interruption);
+    return app::runTool(application, {engine, probe, opener, network}, title);
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
     const QString title = QStringLiteral("Rehome");
     return app::runProgram(argc, argv, title, journal::KeptJournal::Of::LiveDirectory,
-                           [&](app::Application& application) {
-                               // Whoever names a file here believes that they are rehearsing.
-                               if (QApplication::arguments().size() > 1)
-                                   throw Error(QStringLiteral(
-                                       "rehome works on the directory itself and takes no "
-                                       "arguments. To rehearse on a file, run rehome-rehearsal."));
-                               ldap::LdapEngine engine;
-                               ldap::HostNetwork network;
-                               ldap::LdapProbe probe(engine, network);
-                               return app::runTool(application, {engine, probe, network}, title);
-                           });
+                           [&](app::Application& application) { return work(application, title); });
 }

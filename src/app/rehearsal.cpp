@@ -2,15 +2,34 @@
 
 #include "platform/embedded/embedded_engine.h"
 #include "platform/embedded/embedded_network.h"
+#include "platform/embedded/embedded_opener.h"
 #include "platform/embedded/embedded_probe.h"
 #include "platform/embedded/organisation_file.h"
 #include "platform/embedded/shipped_organisation.h"
 
 #include <QFileInfo>
 
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
 using namespace rehome;
 
 namespace {
+
+/// What is answered without a display; empty where a window is wanted.
+QString answer(int argc, char** argv) {
+    const std::string_view asked = argc == 2 ? argv[1] : "";
+    if (asked == "--version")
+        return QStringLiteral("rehome-rehearsal %1\n").arg(app::version());
+    if (asked != "--help" && asked != "-h")
+        return {};
+    return QStringLiteral(
+        "Usage: rehome-rehearsal [ORGANISATION.LDIF]\n"
+        "Rehearses a mailbox recovery on the organisation that ships, or on a snapshot of a\n"
+        "directory, which rehome-snapshot takes. Nothing real is touched, and the file is not\n"
+        "written. See rehome-rehearsal(1).\n");
+}
 
 embedded::Organisation openOrganisation(const QStringList& arguments) {
     if (arguments.isEmpty())
@@ -42,6 +61,10 @@ void warnWithoutLocalServer(platform::Journal& journal, embedded::EmbeddedNetwor
 } // namespace
 
 int main(int argc, char** argv) {
+    if (const QString text = answer(argc, argv); !text.isEmpty()) {
+        std::fputs(text.toUtf8().constData(), stdout);
+        return EXIT_SUCCESS;
+    }
     const QString title = QStringLiteral("Rehome rehearsal");
     return app::runProgram(
         argc, argv, title, journal::KeptJournal::Of::Rehearsal, [](app::Application& application) {
@@ -49,8 +72,9 @@ int main(int argc, char** argv) {
             embedded::Organisation organisation = openOrganisation(arguments);
             embedded::EmbeddedEngine engine(organisation);
             embedded::EmbeddedProbe probe(organisation);
+            embedded::EmbeddedOpener opener(organisation);
             embedded::EmbeddedNetwork network(organisation);
             warnWithoutLocalServer(application.journal(), network);
-            return app::runTool(application, {engine, probe, network}, caption(arguments));
+            return app::runTool(application, {engine, probe, opener, network}, caption(arguments));
         });
 }

@@ -94,8 +94,8 @@ QString MailboxUser::whatNow() const {
     if (!m_dropRefusal.isNull())
         text += QStringLiteral("The mailbox of %1 was not dropped: %2\r\n").arg(who, m_dropRefusal);
     const QString record = QStringLiteral(
-        "apply this run's recovery record (ldapmodify -c -f and the file that holds the standard "
-        "error stream).");
+        "apply this user's record, which stands in the file of the standard error stream "
+        "(ldapmodify -f).");
     try {
         const QString home = homeOf(*bindUser(platform::Purpose::Read));
         if (!home.isEmpty())

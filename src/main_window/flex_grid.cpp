@@ -337,7 +337,7 @@ void FlexGrid::keyPressEvent(QKeyEvent* event) {
 
 void FlexGrid::focusInEvent(QFocusEvent* event) {
     // QAbstractItemView would make a cell of its own choice current.
-    QAbstractScrollArea::focusInEvent(event);
+    QAbstractScrollArea::focusInEvent(event); // NOLINT(bugprone-parent-virtual-call)
     viewport()->update();
 }
 

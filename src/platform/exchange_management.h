@@ -93,6 +93,9 @@ public:
     virtual std::unique_ptr<StorageGroup> CreateStorageGroup() = 0;
     virtual std::unique_ptr<MailboxStoreDB> CreateMailboxStoreDB() = 0;
     virtual std::unique_ptr<Person> CreatePerson() = 0;
+    /// Said before each round of attempts, of which no mailbox gets two: the persons of one round
+    /// share connections, time and what they have learnt of servers and stores.
+    virtual void BeginRound() noexcept = 0;
     /// The mailbox interface of a bound user; `user` must outlive it.
     virtual std::unique_ptr<IMailboxStore> MailboxStoreOf(IADsUser& user) = 0;
 };

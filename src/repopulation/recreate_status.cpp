@@ -125,6 +125,7 @@ bool frmRecreateMailboxStatus::RepopulateMailbox(const mailbox::MailboxUser& rec
 }
 
 void frmRecreateMailboxStatus::tmrElapsed_Timer() {
+    m_platform.Exchange.BeginRound();
     for (const auto& record : *m_targetMailboxes) {
         if (!topology::CollectionContains(record->GetID(), m_repopulatedMailboxes) &&
             RepopulateMailbox(*record))

@@ -7,6 +7,7 @@
 #include "support/rehearsal.h"
 
 #include <QDialog>
+#include <QIcon>
 #include <QLabel>
 #include <QProcess>
 #include <QPushButton>
@@ -71,11 +72,12 @@ int move(app::Application& application, const QByteArray& what) {
     auto organisation = embedded::readOrganisation(test::smallOrganisation().ldif(), "test");
     embedded::EmbeddedEngine engine(organisation);
     embedded::EmbeddedProbe probe(organisation);
+    embedded::EmbeddedOpener opener(organisation);
     embedded::EmbeddedNetwork network(organisation);
     Asking asking;
-    engine::ObservedEngine observed(engine, probe, asking);
+    engine::ObservedEngine observed(engine, probe, opener, asking);
     adsi::Directory directory(observed, application.journal());
-    exchange::ExchangeObjects exchange(directory, observed);
+    exchange::ExchangeObjects exchange(directory, observed, observed);
     const platform::Platform platform{directory, exchange, network, application,
                                       application.journal()};
     main_window::frmMain frame(platform, "Test");
@@ -111,6 +113,8 @@ int child(int argc, char** argv) {
     return app::runProgram(
         argc, argv, "Test", journal::KeptJournal::Of::LiveDirectory,
         [&](app::Application& application) {
+            if (!application.windowIcon().availableSizes().contains({16, 16}))
+                qFatal("no icon");
             QTimer answer;
             QObject::connect(&answer, &QTimer::timeout, [&] {
                 QWidget* box = QApplication::activeModalWidget();

@@ -91,7 +91,8 @@ private Q_SLOTS:
             QCOMPARE(w.calls.made.join('|').replace("<GUID=" + id + '>', "U"),
                      QString("read U|read U|modify U mail=p@t;ProxyAddresses=%1|read U|read |find "
                              "DC=t (&(objectCategory=person)(objectClass=user)(|(proxyAddresses="
-                             "smtp:p@t)(mail=p@t))) homeMDB,mailNickname|status %2|open CN=p,DC=t")
+                             "smtp:p@t)(mail=p@t))) homeMDB,mailNickname,proxyAddresses|status %2|"
+                             "open CN=p,DC=t")
                          .arg(addresses, OrganisationText::storeDN("EX1/SG/B")));
             QCOMPARE(w.values("p", "mail") + w.values("p", "proxyAddresses"),
                      QString("p@t") + addresses);

@@ -79,6 +79,9 @@ private Q_SLOTS:
         text.user("system,CN=Microsoft Exchange System Objects", "EX1/SG/S\\, T");
         text.user("kept,CN=microsoft exchange system objects", "EX1/SG/S\\, T");
         text.user("nowhere", "EX9/Gone/Store");
+        // Without what a creation needs of the server.
+        text.object(OrganisationText::serverDN("EX4"), {"msExchExchangeServer"});
+        text.group("EX4/SG").store("EX4/SG/S").user("nameless", "EX4/SG/S");
         Window w(text);
         QString rows = w.open().rows().join('\n');
         QCOMPARE(rows.remove("Display "),
@@ -87,7 +90,8 @@ private Q_SLOTS:
                  "E02|EX1:E02\\S|Dismounting\n"
                  "lost|EX3:SG\\L|Unreachable\n"
                  "kept,CN=microsoft exchange system objects|EX1:SG\\S, T|Online\n"
-                 "nowhere|EX9:Gone\\Store|Unreachable");
+                 "nowhere|EX9:Gone\\Store|Unreachable\n"
+                 "nameless|EX4:SG\\S|Unreachable");
         QCOMPARE(w.items("comboDestMBx"), "");
     }
 

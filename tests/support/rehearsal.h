@@ -3,6 +3,7 @@
 #include "platform/adsi/directory.h"
 #include "platform/embedded/embedded_engine.h"
 #include "platform/embedded/embedded_network.h"
+#include "platform/embedded/embedded_opener.h"
 #include "platform/embedded/embedded_probe.h"
 #include "platform/embedded/organisation_file.h"
 #include "platform/exchange/exchange_objects.h"
@@ -31,13 +32,14 @@ struct Rehearsal {
     embedded::Organisation organisation;
     embedded::EmbeddedEngine engine{organisation};
     embedded::EmbeddedProbe probe{organisation};
+    embedded::EmbeddedOpener opener{organisation};
     embedded::EmbeddedNetwork network{organisation};
     RecordedCalls calls;
-    engine::ObservedEngine observed{engine, probe, calls};
+    engine::ObservedEngine observed{engine, probe, opener, calls};
     TestJournal journal;
     TestDesktop desktop;
     adsi::Directory directory{observed, journal};
-    exchange::ExchangeObjects exchange{directory, observed};
+    exchange::ExchangeObjects exchange{directory, observed, observed};
     platform::Platform platform{directory, exchange, network, desktop, journal};
 };
 

@@ -1,15 +1,19 @@
 #!/usr/bin/python3
 """Usage: samba_directory.py COMMAND [ARGUMENT...] [--- COMMAND [ARGUMENT...]]...
 
-Runs commands, one after the other, over a throwaway Active Directory with an Exchange organisation.
-Their environment makes them its clients, as the administrator. In REHOME_TEST_DIRECTORY they find
-other tickets, user.cc and expired.cc, and the server's process number, server.pid. A server that
-they kill is started again. Needs root: the ports are fixed."""
+Runs commands, one after the other, over a throwaway Active Directory with an Exchange organisation
+and the web server of its mailboxes. Their environment makes them its clients, as the administrator.
+In REHOME_TEST_DIRECTORY they find other tickets, user.cc and expired.cc, the server's process
+number, server.pid, and what the web server was asked for, asked.log and trapped.log; REHOME_TEST_WEB
+is what the web server's addresses begin with. A directory server that they kill is started again.
+Needs root: the ports are fixed."""
 import os, pathlib, random, signal, socket, subprocess, sys, tempfile, time
 
 from samba.auth import system_session
 from samba.param import LoadParm
 from samba.samdb import SamDB
+
+import web_server
 
 DOMAIN, BASE = "rehome.test", "DC=rehome,DC=test"
 SERVERS = ("CN=Servers,CN=First Administrative Group,CN=Administrative Groups,CN=Test Organisation,"
@@ -31,19 +35,27 @@ def extend_schema(db):
         (db.modify_ldif if "changetype" in record else db.add_ldif)(record + "\n")
 
 
-def populate(db, address):
-    """Three servers: this host, one that is up, one that does not answer. 40 users with a mailbox,
-    and a crowd without."""
+def populate(db, address, web):
+    """Three servers: this host, whose mailboxes are on the web server, one that is up and has no web
+    service, one that does not answer. 40 users with a mailbox, and a crowd without."""
     def add(kind, name, **attributes):
         db.add({"dn": name, "objectClass": kind, **attributes})
     db.transaction_start()
     for levels in range(4, -1, -1):
         add("container", SERVERS.split(",", levels)[-1])
-    for server, where in ((LOCAL, address), ("EXUP", address), ("EXDOWN", "127.77.255.255")):
+    for server, where in ((LOCAL, f"{web}{web_server.WEB}"), ("EXUP", address),
+                          ("EXDOWN", f"{web}{web_server.ELSEWHERE}")):
         name = f"CN={server},{SERVERS}"
         add("msExchExchangeServer", name, legacyExchangeDN=LEGACY + server,
             networkAddress=["ncacn_vns_spp:" + server, "ncacn_ip_tcp:" + where])
         add("mTA", "CN=Microsoft MTA," + name)
+        for kind, within in (("msExchProtocolCfgProtocolContainer", "CN=Protocols,"),
+                             ("msExchProtocolCfgHTTPContainer", "CN=HTTP,CN=Protocols,"),
+                             ("protocolCfgHTTPServer", "CN=1,CN=HTTP,CN=Protocols,")):
+            add(kind, within + name)
+        if server == LOCAL:
+            add("msExchProtocolCfgHTTPVirtualDirectory",
+                "CN=Exchange,CN=1,CN=HTTP,CN=Protocols," + name)
         add("msExchInformationStore", "CN=InformationStore," + name)
         for group, prefix in (("First", {"msExchESEParamBaseName": "E00"}), ("Second", {}),
                               ("Recovery", {"msExchESEParamBaseName": "R00"})):
@@ -68,13 +80,20 @@ def populate(db, address):
     db.transaction_commit()
 
 
-def provision(place, address):
+def certify(place, name, *addresses):
+    run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
+        "/CN=" + name, "-addext", "subjectAltName=IP:" + ",IP:".join(addresses), "-keyout",
+        place / f"{name}-key.pem", "-out", place / f"{name}.pem", stderr=subprocess.DEVNULL)
+
+
+def provision(place, address, web):
     run("samba-tool", "domain", "provision", "--quiet", f"--targetdir={place}", "--realm=" + DOMAIN,
         "--domain=REHOME", "--server-role=dc", "--dns-backend=SAMBA_INTERNAL", "--host-name=dc1",
         "--host-ip=" + address, "--adminpass=" + PASSWORD)
-    run("openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj",
-        "/CN=dc1", "-addext", "subjectAltName=IP:" + address, "-keyout", place / "key.pem",
-        "-out", place / "cert.pem", stderr=subprocess.DEVNULL)
+    certified = [f"{web}{number}" for number in (
+        web_server.WEB, web_server.CLEAR, web_server.OLD, web_server.SILENT, web_server.ANONYMOUS)]
+    certify(place, "cert", address, *certified)
+    certify(place, "other", f"{web}{web_server.UNTRUSTED}")
     for name in ("smb.conf", "krb5.conf"):
         text = (HERE / (name + ".in")).read_text()
         (place / name).write_text(text.replace("@PLACE@", str(place)).replace("@ADDRESS@", address))
@@ -83,11 +102,15 @@ def provision(place, address):
     db = SamDB(f"{place}/private/sam.ldb", session_info=system_session(),
                lp=LoadParm(f"{place}/smb.conf"))
     extend_schema(db)
-    populate(db, address)
+    populate(db, address, web)
     db.newuser("clerk", PASSWORD)
     db.modify_ldif(f"dn: CN=DC1,OU=Domain Controllers,{BASE}\nchangetype: modify\n"
                    f"add: servicePrincipalName\nservicePrincipalName: ldap/{address}\n"
-                   f"servicePrincipalName: ldap/dc1.{DOMAIN}\n")
+                   f"servicePrincipalName: ldap/dc1.{DOMAIN}\n"
+                   + "".join(f"servicePrincipalName: HTTP/{host}\n" for host in certified))
+    for host in certified:
+        run("samba-tool", "domain", "exportkeytab", "--principal=HTTP/" + host,
+            f"--configfile={place}/smb.conf", place / "web.keytab", stdout=subprocess.DEVNULL)
 
 
 def serve(place, address):
@@ -105,12 +128,15 @@ def serve(place, address):
 def main(place, commands):
     # Another test run may be under way.
     address = f"127.77.{random.randint(0, 254)}.{random.randint(1, 254)}"
+    web = f"127.78.{random.randint(0, 254)}."
     os.environ.update(
         LDAPURI="ldap://" + address, LDAPTLS_CACERT=f"{place}/cert.pem",
         KRB5_CONFIG=f"{place}/krb5.conf", KRB5CCNAME=f"{place}/admin.cc",
         RESOLV_WRAPPER_CONF=f"{place}/resolv.conf", NSS_WRAPPER_HOSTS=f"{place}/hosts",
+        SSL_CERT_FILE=f"{place}/cert.pem", REHOME_TEST_WEB=web,
         REHOME_TEST_DIRECTORY=str(place), REHOME_TEST_SERVER=f"CN={LOCAL},{SERVERS}")
-    provision(place, address)
+    provision(place, address, web)
+    web_process = web_server.serve(place, web)
     server, failed = serve(place, address), []
     try:
         for user, cache, life in (("Administrator", "expired.cc", "1s"), ("clerk", "user.cc", "1h"),
@@ -126,6 +152,8 @@ def main(place, commands):
             if running.returncode:
                 failed.append("FAILED: " + " ".join(command))
     finally:
+        web_process.terminate()
+        web_process.wait()
         server.kill()
         server.wait()
     sys.exit("\n".join(failed) or 0)

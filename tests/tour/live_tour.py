@@ -1,19 +1,24 @@
 #!/usr/bin/python3
 """Usage: live_tour.py PICTURES PROGRAM SNAPSHOT
 
-The tour's twin over the Active Directory that samba_directory.py runs. What the window has to show,
-and what the directory must hold in the end, is told from snapshots of it."""
+The tour's twin over the Active Directory and the web server that samba_directory.py runs. What the
+window has to show, and what the directory must hold in the end, is told from snapshots of it."""
 
 import os
 import pathlib
 import subprocess
 import sys
 
-from desktop import agree
+from desktop import agree, until
 from organisation import Organisation, full_name, records
 from tour import MESSAGE, TITLE, MainWindow, exits, moves_batch, moves_one, refuses, run
 
+sys.path.append(str(pathlib.Path(__file__).parents[1] / "support"))
+import web_server
+
 LOCAL = os.environ["REHOME_TEST_SERVER"].split(",")[0].removeprefix("CN=")
+PLACE = pathlib.Path(os.environ["REHOME_TEST_DIRECTORY"])
+WEB = os.environ["REHOME_TEST_WEB"]
 
 
 def changed_by_policy(user):
@@ -24,9 +29,31 @@ def changed_by_policy(user):
                    "proxyAddresses: SMTP:new@rehome.test\n")
 
 
+def repopulates(main):
+    """The mailboxes appear on the server, three first; then they and nothing else are counted."""
+    names = [m.mail.split("@")[0] for m in main.expected.moved]
+
+    def counts(number):
+        until(f"{number} mailboxes are repopulated, and time goes on", lambda: (
+            main.progress()[2:5] == [str(number), "Of", str(len(names))]
+            and main.progress()[-1] > "00:00:01"))
+    counts(0)
+    web_server.make(*names[:3])
+    counts(3)
+    main.desktop.picture("repopulation")
+    web_server.make(*names[3:])
+
+
+def asked():
+    """For each request to the web server: address, user, method, path, status."""
+    return [tuple(line.split()[:5]) for line in (PLACE / "asked.log").read_text().splitlines()]
+
+
 def tour(desktop, program, snapshot):
     # Finds the directory by the SRV records of the ticket's domain, asked of its own name server.
+    # Nothing may go by the proxy.
     finding = ("env", "--unset=LDAPURI", "LOCALDOMAIN=elsewhere.test",
+               f"https_proxy=http://{WEB}{web_server.ELSEWHERE}:80",
                "LD_PRELOAD=libresolv_wrapper.so:libnss_wrapper.so", program)
 
     def look():
@@ -36,7 +63,8 @@ def tour(desktop, program, snapshot):
 
     def addresses(mailboxes):
         return {m.guid: (m.home, m.mail, m.proxies) for m in mailboxes}
-    before = look()
+    before, asked_before = look(), len(asked())
+    trapped = (PLACE / "trapped.log").read_text()
     file = pathlib.Path(desktop.directory, "noted.ldif")
     file.write_text(before, encoding="utf-8")
     MainWindow(desktop, Organisation(before), TITLE + " (noted.ldif)", MESSAGE,
@@ -45,8 +73,16 @@ def tour(desktop, program, snapshot):
     moves_one(main)
     moves_batch(main, "Unreachable")
     changed_by_policy(main.mailbox)
-    exits(main)
+    exits(main, meanwhile=lambda: repopulates(main))
     after = look()
+    requests = [r for r in asked()[asked_before:] if r[2] not in ("MKCOL", "PROPPATCH")]
+    opened = sorted(r[3] for r in requests if r[4] == "207")
+    agree("the mailboxes opened", opened,
+          sorted(f"/exchange/{m.mail.split('@')[0]}/" for m in main.expected.moved))
+    agree("what was asked of whom by whom", set(requests), {
+        (f"{WEB}{web_server.WEB}", "Administrator@REHOME.TEST", "PROPFIND", path, status)
+        for path in opened for status in ("404", "207")})
+    agree("requests elsewhere", (PLACE / "trapped.log").read_text(), trapped)
     agree("the directory", addresses(Organisation(after).mailboxes),
           addresses(main.expected.mailboxes))
     for user in records(after):
@@ -54,6 +90,13 @@ def tour(desktop, program, snapshot):
             agree("the server of " + user["dn"][0], user["msexchhomeservername"][0].split("=")[-1],
                   full_name(user["homemdb"][0]).split(":")[0])
 
+    # What would stop the list is found here as it is in a snapshot.
+    check = pathlib.Path(snapshot).with_name("check")
+    for status, change in ((0, "replace: displayName\ndisplayName: Alone"),
+                           (1, "delete: displayName")):
+        subprocess.run(["ldapmodify", "-QNY", "GSSAPI"], check=True, stdout=subprocess.DEVNULL,
+                       text=True, input=f"dn: {main.mailbox.dn}\nchangetype: modify\n{change}\n")
+        agree("rehome-check", subprocess.run([check], stdout=subprocess.DEVNULL).returncode, status)
     refuses(desktop, "Rehome", "takes no arguments", program, "file.ldif")
     os.environ["KRB5CCNAME"] = "/nowhere"
     refuses(desktop, "Rehome", "run kinit", program)

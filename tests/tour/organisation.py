@@ -65,7 +65,7 @@ class Organisation:
 
     def move(self, mailboxes):
         """As the tool has to."""
-        self.drops += [(mailbox.dn, f"<GUID={mailbox.guid.lower()[1:-1]}>", mailbox.entry)
+        self.drops += [(mailbox.dn, "CN=" + mailbox.guid.lower()[1:-1], mailbox.entry)
                        for mailbox in mailboxes]
         self.moved += mailboxes
         for mailbox in mailboxes:

@@ -4,6 +4,7 @@
 The whole job from outside, on the organisation that ships, with a picture of each step. The first
 thing that differs from what it should be ends the tour."""
 
+import base64
 import contextlib
 import os
 import re
@@ -118,10 +119,16 @@ def moves_batch(main, state):
                "batch-result")
 
 
-def exits(main, key="alt+x", picture="summary", slow=0, traced=False):
+def by_guid(name):
+    """A record's "<GUID=…>" as a distinguished name, which ldb can read."""
+    return "dn: CN=" + base64.b64decode(name[1]).decode()[6:-1]
+
+
+def exits(main, key="alt+x", picture="summary", slow=0, traced=False, meanwhile=lambda: None):
     moved = main.expected.moved
     announced = announcements()
     xdotool("key", key)
+    meanwhile()
     if slow:
         until("the number is announced",
               lambda: f"Repopulated: {len(moved) - slow} Of {len(moved)}" in announced())
@@ -137,8 +144,8 @@ def exits(main, key="alt+x", picture="summary", slow=0, traced=False):
     agree("creations in the trace", len(re.findall("^#.* rehome.trace .*homeMDB=CN=", told, re.M)),
           len(moved) if traced else 0)
     dropped = {r["dn"][0]: Mailbox(r | {"displayname": [""], "objectguid": [bytes(16)]}).entry
-               for r in records(told)}
-    named_by_guid = next(iter(dropped)).startswith("<")
+               for r in records(re.sub("^dn:: (PEdVSUQ9.*)", by_guid, told, flags=re.M))}
+    named_by_guid = "dn:: PEdVSUQ9" in told
     agree("what was written down before each drop, and nothing else", dropped,
           {(guid if named_by_guid else dn): entry for dn, guid, entry in main.expected.drops})
 
@@ -203,7 +210,7 @@ def refuses(_, title, reason, *command, meanwhile=lambda: None):
     text, = refused.window(title).texts()
     agree(f'"{reason}" is in the message "{text}"', reason in text, True)
     refused.answer(title, text, meanwhile=meanwhile)
-    agree("the standard error stream", refused.ended(1)[22:], text + "\n")
+    agree("the standard error stream", refused.ended(1).splitlines()[-1][22:], text)
 
 
 def tour(desktop, program):

@@ -34,17 +34,4 @@ qint16 EmbeddedProbe::storeStatus(const QString& storeName) {
     return rehearsalAttributes(store).storeState;
 }
 
-void EmbeddedProbe::openMailbox(const QString& userName) {
-    const auto user = existing(m_organisation, userName);
-    const auto after = rehearsalAttributes(user).opensAfter;
-    const int creation = m_organisation.mailboxCreations(userName);
-    const auto now = std::chrono::steady_clock::now();
-
-    auto attempt = m_attempts.find(user.distinguishedName);
-    if (attempt == m_attempts.end() || attempt->creation != creation)
-        attempt = m_attempts.insert(user.distinguishedName, {creation, now});
-    if (!after || now - attempt->first < *after)
-        throw Error(u"The mailbox of %1 does not open yet."_s.arg(user.distinguishedName));
-}
-
 } // namespace rehome::embedded

@@ -14,9 +14,6 @@ public:
     /// The running state of a mailbox store given by its distinguished name: 0 online, 1 offline,
     /// 2 mounting, 3 dismounting. Throws Error.
     virtual qint16 storeStatus(const QString& storeName) = 0;
-    /// Throws Error while the mailbox of the user, given by distinguished name, cannot be opened.
-    /// Called only for a user whose store is online.
-    virtual void openMailbox(const QString& userName) = 0;
 };
 
 } // namespace rehome::engine

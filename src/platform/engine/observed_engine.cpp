@@ -129,8 +129,11 @@ qint16 ObservedEngine::storeStatus(const QString& storeName) {
     return status;
 }
 
-void ObservedEngine::openMailbox(const QString& userName) {
-    Call(*this, u"open "_s + userName).pass([&] { m_probe.openMailbox(userName); });
+QString ObservedEngine::open(Session& directory, const Mailbox& mailbox) {
+    Call call(*this, u"open "_s + mailbox.user);
+    const QString location = call.pass([&] { return m_opener.open(directory, mailbox); });
+    call.setHow(location);
+    return location;
 }
 
 } // namespace rehome::engine

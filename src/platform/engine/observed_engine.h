@@ -2,6 +2,7 @@
 
 #include "platform/engine/engine.h"
 #include "platform/engine/exchange_probe.h"
+#include "platform/engine/mailbox_opener.h"
 
 namespace rehome::engine {
 
@@ -18,20 +19,22 @@ public:
     /// A search has found an object. Where this throws, the search breaks off.
     virtual void finds(int call, const QString& distinguishedName) = 0;
     /// The call is over: "done", "failed: " and the reason, "given up" for a search that was not
-    /// read to its end, or what a probe has answered.
+    /// read to its end, or what a probe or an opener has answered.
     virtual void ends(int call, const QString& how) noexcept = 0;
 };
 
-/// Passes everything on to an engine and a probe, and tells an observer. All three must outlive it.
-class ObservedEngine final : public Engine, public ExchangeProbe {
+/// Passes everything on to an engine, a probe and an opener, and tells an observer. All four must
+/// outlive it.
+class ObservedEngine final : public Engine, public ExchangeProbe, public MailboxOpener {
 public:
-    ObservedEngine(Engine& engine, ExchangeProbe& probe, Observer& observer)
-        : m_engine(engine), m_probe(probe), m_observer(observer) {}
+    ObservedEngine(Engine& engine, ExchangeProbe& probe, MailboxOpener& opener, Observer& observer)
+        : m_engine(engine), m_probe(probe), m_opener(opener), m_observer(observer) {}
 
     std::unique_ptr<Session> openSession() override;
     void checkServer(const QString& serverName) override;
     qint16 storeStatus(const QString& storeName) override;
-    void openMailbox(const QString& userName) override;
+    void beginRound() noexcept override { m_opener.beginRound(); }
+    QString open(Session& directory, const Mailbox& mailbox) override;
 
 private:
     class Call;
@@ -40,6 +43,7 @@ private:
 
     Engine& m_engine;
     ExchangeProbe& m_probe;
+    MailboxOpener& m_opener;
     Observer& m_observer;
     int m_calls = 0;
 };

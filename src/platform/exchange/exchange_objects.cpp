@@ -1,7 +1,6 @@
 #include "platform/exchange/exchange_objects.h"
 
 #include "platform/error.h"
-#include "platform/exchange/person.h"
 #include "platform/exchange/server_objects.h"
 #include "platform/exchange/user_mailbox_store.h"
 
@@ -21,7 +20,12 @@ std::unique_ptr<platform::MailboxStoreDB> ExchangeObjects::CreateMailboxStoreDB(
 }
 
 std::unique_ptr<platform::Person> ExchangeObjects::CreatePerson() {
-    return std::make_unique<PersonObject>(m_directory, m_probe);
+    return std::make_unique<PersonObject>(m_directory, m_probe, m_opener, m_round);
+}
+
+void ExchangeObjects::BeginRound() noexcept {
+    m_round.states.clear();
+    m_opener.beginRound();
 }
 
 std::unique_ptr<platform::IMailboxStore> ExchangeObjects::MailboxStoreOf(platform::IADsUser& user) {

@@ -8,27 +8,49 @@ namespace rehome::exchange {
 
 namespace {
 
+/// Servers find the mailbox of a path by the local part of an address: the alias, where the user
+/// has such an address, else that of the primary address.
+QString pathName(const engine::Entry& user, const QString& primaryAddress) {
+    const auto localPart = [](const QString& address) {
+        return address.left(address.lastIndexOf(u'@'));
+    };
+    const QString alias = user.text(QStringLiteral("mailNickname"));
+    for (const QByteArray& value : user.values(QStringLiteral("proxyAddresses"))) {
+        const QString proxy = QString::fromUtf8(value), scheme = QStringLiteral("smtp:");
+        if (!alias.isEmpty() && proxy.startsWith(scheme, Qt::CaseInsensitive) &&
+            localPart(proxy.mid(scheme.size())).compare(alias, Qt::CaseInsensitive) == 0)
+            return alias;
+    }
+    return localPart(primaryAddress);
+}
+
 /// Opens the mailbox on its store when a folder is asked for.
 class PersonMailbox final : public platform::IMailbox {
 public:
-    PersonMailbox(engine::Entry user, engine::ExchangeProbe& probe)
-        : m_user(std::move(user)), m_probe(probe) {}
+    PersonMailbox(engine::Mailbox mailbox, std::shared_ptr<engine::Session> directory,
+                  engine::ExchangeProbe& probe, engine::MailboxOpener& opener, Round& round)
+        : m_mailbox(std::move(mailbox)), m_directory(std::move(directory)), m_probe(probe),
+          m_opener(opener), m_round(round) {}
 
     QString FolderLocation() override {
-        const QString store = m_user.text(QStringLiteral("homeMDB"));
+        const QString& store = m_mailbox.store;
         if (store.isEmpty())
-            throw Error(QStringLiteral("%1 has no mailbox.").arg(m_user.distinguishedName));
-        if (m_probe.storeStatus(store) != 0)
+            throw Error(QStringLiteral("%1 has no mailbox.").arg(m_mailbox.user));
+        if (!m_round.states.contains(store))
+            m_round.states.insert(store, m_probe.storeStatus(store));
+        if (m_round.states.value(store) != 0)
             throw Error(QStringLiteral("The mailbox of %1 cannot be opened: its store %2 is not "
                                        "online.")
-                            .arg(m_user.distinguishedName, store));
-        m_probe.openMailbox(m_user.distinguishedName);
-        return QStringLiteral("mailbox:%1/Inbox").arg(m_user.text(QStringLiteral("mailNickname")));
+                            .arg(m_mailbox.user, store));
+        return m_opener.open(*m_directory, m_mailbox);
     }
 
 private:
-    engine::Entry m_user;
+    engine::Mailbox m_mailbox;
+    std::shared_ptr<engine::Session> m_directory;
     engine::ExchangeProbe& m_probe;
+    engine::MailboxOpener& m_opener;
+    Round& m_round;
 };
 
 } // namespace
@@ -43,15 +65,19 @@ void PersonObject::Open(const QString& address, const platform::OpenArguments& a
     const QString mail = address.mid(scheme.size());
     const QString escaped = engine::filterValue(mail);
 
-    const auto root = m_directory.BindObject(QStringLiteral("LDAP://RootDSE"));
-    const QString context = QStringLiteral("defaultNamingContext");
+    if (m_round.domain.isEmpty()) {
+        const auto root = m_directory.BindObject(QStringLiteral("LDAP://RootDSE"));
+        const QString context = QStringLiteral("defaultNamingContext");
+        m_round.domain = platform::toText({context, QStringLiteral("RootDSE"), root->Get(context)});
+    }
     engine::SearchRequest request;
-    request.base = platform::toText({context, QStringLiteral("RootDSE"), root->Get(context)});
+    request.base = m_round.domain;
     request.scope = engine::Scope::Subtree;
     request.filter = QStringLiteral("(&(objectCategory=person)(objectClass=user)"
                                     "(|(proxyAddresses=smtp:%1)(mail=%1)))")
                          .arg(escaped);
-    request.attributes = QStringList{QStringLiteral("homeMDB"), QStringLiteral("mailNickname")};
+    request.attributes = QStringList{QStringLiteral("homeMDB"), QStringLiteral("mailNickname"),
+                                     QStringLiteral("proxyAddresses")};
     const auto entries = m_directory.session()->search(request);
     auto user = entries->next();
     if (!user)
@@ -61,12 +87,18 @@ void PersonObject::Open(const QString& address, const platform::OpenArguments& a
                                    "must give it up.")
                         .arg(mail, user->distinguishedName, other->distinguishedName));
     m_user = std::move(user);
+    m_address = mail;
 }
 
 std::unique_ptr<platform::IMailbox> PersonObject::Mailbox() {
     if (!m_user)
         throw Error(QStringLiteral("The person has not been opened."));
-    return std::make_unique<PersonMailbox>(*m_user, m_probe);
+    const QString store = m_user->text(QStringLiteral("homeMDB"));
+    // Store, storage group and information store stand below their server.
+    return std::make_unique<PersonMailbox>(engine::Mailbox{m_user->distinguishedName,
+                                                           pathName(*m_user, m_address), store,
+                                                           engine::parentName(store, 3)},
+                                           m_directory.session(), m_probe, m_opener, m_round);
 }
 
 } // namespace rehome::exchange

@@ -59,7 +59,4 @@ qint16 LdapProbe::storeStatus(const QString& storeName) {
     return offline ? 1 : 0;
 }
 
-void LdapProbe::openMailbox(const QString&) {
-}
-
 } // namespace rehome::ldap

@@ -30,9 +30,6 @@ public:
     void checkServer(const QString& serverName) override;
     /// 1 where `msExchEDBOffline` is TRUE, else 0: a directory does not tell more.
     qint16 storeStatus(const QString& storeName) override;
-    /// Does nothing: that the user's store is online is all that is known without opening the
-    /// mailbox on its server, and the caller has checked it.
-    void openMailbox(const QString& userName) override;
 
 private:
     engine::Entry read(const QString& name, const QString& attribute);

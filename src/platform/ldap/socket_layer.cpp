@@ -64,7 +64,7 @@ struct SocketLayer::Hooks {
 
 SocketLayer::SocketLayer(LDAP* handle, std::chrono::milliseconds limit,
                          platform::Interruption* interruption)
-    : m_hooks(std::make_unique<Hooks>(limit, interruption)) {
+    : m_hooks(new Hooks{limit, interruption}) {
     ldap_set_option(handle, LDAP_OPT_CONNECT_CB, &m_hooks->callbacks);
 }
 

@@ -39,6 +39,10 @@ Ticket currentTicket() {
         return {};
     const Principal owner(holder, {opened});
     const QString realm = QString::fromUtf8(holder->realm.data, qsizetype(holder->realm.length));
+    char* name = nullptr;
+    krb5_unparse_name(opened, holder, &name);
+    const QString principal = QString::fromUtf8(name);
+    krb5_free_unparsed_name(opened, name);
 
     krb5_principal service = nullptr;
     if (krb5_build_principal(opened, &service, holder->realm.length, holder->realm.data, "krbtgt",
@@ -50,13 +54,14 @@ Ticket currentTicket() {
     wanted.server = service;
     krb5_creds found{};
     if (krb5_cc_retrieve_cred(opened, cacheFound, 0, &wanted, &found) != 0)
-        return {Ticket::State::None, realm};
+        return {Ticket::State::None, realm, principal};
     const krb5_timestamp end = found.times.endtime;
     krb5_free_cred_contents(opened, &found);
     krb5_timestamp now = 0;
     krb5_timeofday(opened, &now);
     // Times are unsigned 32-bit seconds behind a signed type.
-    return {uint32_t(now) < uint32_t(end) ? Ticket::State::Valid : Ticket::State::Expired, realm};
+    return {uint32_t(now) < uint32_t(end) ? Ticket::State::Valid : Ticket::State::Expired, realm,
+            principal};
 }
 
 } // namespace rehome::ldap

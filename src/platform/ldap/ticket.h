@@ -9,7 +9,8 @@ namespace rehome::ldap {
 struct Ticket {
     enum class State { None, Expired, Valid };
     State state = State::None;
-    QString realm; ///< empty where there is none
+    QString realm;     ///< empty where there is none
+    QString principal; ///< whom it is for, with the realm
 };
 
 Ticket currentTicket();

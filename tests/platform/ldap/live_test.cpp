@@ -4,10 +4,13 @@
 #include "main_window/main_window.h"
 #include "platform/engine_contract.h"
 #include "platform/exchange/exchange_objects.h"
+#include "platform/http/directory_only_opener.h"
+#include "platform/http/http_opener.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
 #include "platform/ldap/tcp_check.h"
+#include "repopulation/recreate_status.h"
 #include "support/recorded_calls.h"
 #include "support/test_desktop.h"
 
@@ -69,13 +72,15 @@ struct Live {
     ldap::HostNetwork network;
     ldap::LdapProbe unrecorded{engine, network};
     test::RecordedCalls calls;
-    engine::ObservedEngine observed{engine, unrecorded, calls};
-    ldap::LdapProbe probe{observed, network}; // its round trips count too
     test::TestJournal journal;
     platform::Journal& used;
+    http::DirectoryOnlyOpener directoryOnly{used};
+    http::HttpOpener opener{directoryOnly};
+    engine::ObservedEngine observed{engine, unrecorded, opener, calls};
+    ldap::LdapProbe probe{observed, network}; // its round trips count too
     test::TestDesktop desktop;
     adsi::Directory directory{observed, used};
-    exchange::ExchangeObjects exchange{directory, probe};
+    exchange::ExchangeObjects exchange{directory, probe, observed};
     platform::Platform platform{directory, exchange, network, desktop, used};
     main_window::frmMain frame{platform, "Rehome"};
     main_window::FlexGrid& grid = *frame.findChild<main_window::FlexGrid*>();
@@ -161,6 +166,26 @@ private Q_SLOTS:
         QVERIFY2(made.size() <= refresh + 47, qPrintable(made.join('\n')));
     }
 
+    void aTickTakesFewRoundTrips() {
+        Live live;
+        for (const QString name : {"Mailbox user0010", "Mailbox user0013"})
+            QCOMPARE(live.move(name, m_storeName), moved);
+        repopulation::frmRecreateMailboxStatus dialog(live.platform, nullptr);
+        auto* timer = dialog.findChild<QTimer*>("tmrElapsed");
+        dialog.Prepare(live.frame.state().MovedMailboxes);
+        QStringList& made = live.calls.made;
+        for (int tick = 0; tick < 2; ++tick) {
+            made.clear();
+            QMetaObject::invokeMethod(timer, "timeout");
+        }
+        // Three for each of the two, one for their store, one for its server.
+        QCOMPARE(made.filter("read ").size(), 5);
+        QCOMPARE(made.filter("find ").size(), 3);
+        QCOMPARE(made.filter("open ").size(), 2);
+        QCOMPARE(made.size(), 10); // no session in particular
+        QVERIFY(!dialog.IsSuccessful());
+    }
+
     void whoMayNotChangesNothing() {
         const auto before = stored(user("user0002"));
         useTicket("user.cc");
@@ -202,14 +227,17 @@ private Q_SLOTS:
         journal::KeptJournal kept(journal::KeptJournal::Of::LiveDirectory, file.handle());
         Live live(&kept);
         QCOMPARE(live.move("many", m_storeName), moved);
+        QVERIFY(file.write("a library: has something to say\n") > 0 && file.flush());
         QCOMPARE(live.move("many", m_groupName + "Accounts, Sales"), moved);
         QCOMPARE(live.move("änderte", m_storeName), moved);
         change("dn: " + user("änderte") + "\nchangetype: modify\nreplace: mail\nmail: new@x\n");
         for (const auto& record : live.frame.state().MovedMailboxes)
             record->UpdateEmail();
         QVERIFY(attributes() != before);
-        QCOMPARE(QProcess::execute("ldapmodify", {"-QNY", "GSSAPI", "-f", file.fileName()}), 0);
+        QCOMPARE(QProcess::execute("ldapmodify", {"-cQNY", "GSSAPI", "-f", file.fileName()}), 0);
         QVERIFY(attributes() == before);
+        for (const QString& name : names)
+            change("dn: " + user(name) + "\nchangetype: delete\n");
     }
 
     void goesByWhatHasBecomeOfUserAndStore() {

@@ -1,0 +1,76 @@
+#!/bin/bash
+# What is in the packages of the release build, and that a build elsewhere makes the same ones.
+# shellcheck disable=SC2317 # check calls the functions
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failures=0
+
+check() { # WHAT COMMAND...
+    "${@:2}" >"$work/log" 2>&1 || { echo "FAILED: $1" && cat "$work/log" && failures=1; }
+}
+rebuild() { # in another folder, by somebody with other settings
+    local -x TZ=Pacific/Kiritimati SOURCE_DATE_EPOCH
+    SOURCE_DATE_EPOCH=$(grep -o '[0-9]*' build/release/packaging/source_date.cmake)
+    umask 077
+    rm -rf build/another
+    mkdir -p build/another
+    git ls-files -z | xargs -0 cp --parents -t build/another
+    cd build/another && scripts/package >/dev/null
+}
+hardened() {
+    [[ $(readelf -hW "$1") == *"Position-Independent Executable"* &&
+        $(readelf -lW "$1") == *GNU_RELRO* && $(readelf -dW "$1") == *BIND_NOW* ]] &&
+        readelf -W --dyn-syms "$1" | grep -E '__stack_chk_fail@' &&
+        readelf -W --dyn-syms "$1" | grep -E '__[a-z]+_chk@' &&
+        (($(objdump -d "$1" | grep -c endbr64) > 100))
+}
+completes() { # WORD COMPLETIONS
+    COMP_WORDS=(rehome-rehearsal "$1") COMP_CWORD=1
+    _rehome_rehearsal 2>/dev/null
+    [[ ${COMPREPLY[*]} == "$2" ]]
+}
+
+cpack --config build/release/CPackConfig.cmake -B "$work/packages" >"$work/log" 2>&1 ||
+    { cat "$work/log" && exit 1; }
+rm -r "$work/packages/_CPack_Packages"
+root=$work/root
+for package in "$work"/packages/*.deb; do
+    dpkg-deb -x "$package" "$root"
+done
+check "the files" diff tests/packaging/files \
+    <(cd "$root" && find . ! -type d ! -path '*/pictures/*' | LC_ALL=C sort)
+guide=$root/usr/share/doc/rehome-common/guide.html
+check "the guide" grep "<h1>Administrator" "$guide"
+while read -r picture; do
+    check "the guide's $picture" test -s "${guide%/*}/$picture"
+done < <(sed -n 's/.*<img src="\([^"]*\)".*/\1/p' "$guide")
+check "lintian" lintian --fail-on error,warning "$work"/packages/*.deb
+depends() { dpkg-deb -f "$work/packages/$1"_*.deb Depends | grep -F "$2"; }
+while read -r package needs; do
+    check "$package needs $needs" depends "$package" "$needs"
+done <tests/packaging/dependencies
+for program in rehome rehome-rehearsal; do
+    check "$program is hardened" hardened "$root/usr/bin/$program"
+done
+check "the menu entries" desktop-file-validate "$root"/usr/share/applications/*
+check "what the catalogue says" appstreamcli validate --no-net "$root"/usr/share/metainfo/*
+for page in "$root"/usr/share/man/man1/*; do
+    man --warnings -E UTF-8 -l -Tutf8 -Z "$page" 2>"$work/warnings" >"$work/page"
+    check "${page##*/}" cmp "$work/warnings" /dev/null
+done
+for program in rehome-rehearsal rehome-snapshot rehome-check; do
+    check "$program knows its version" grep -Fx \
+        "$program $(dpkg-deb -f "$work"/packages/rehome_*.deb Version | sed 's/-1$//')" \
+        <("$root/usr/bin/$program" --version)
+    check "$program's help" grep -E "^Usage: $program" <("$root/usr/bin/$program" --help)
+done
+# shellcheck disable=SC1091
+source "$root/usr/share/bash-completion/completions/rehome-rehearsal"
+check "a file is completed" completes src/platform/embedded/organ{,isation.ldif}
+check "an option is completed" completes --v --version
+
+(rebuild)
+check "another build makes the same packages" diff -r "$work/packages" build/another/build/packages
+exit $failures

@@ -1,0 +1,224 @@
+// Mailboxes on the web server that samba_directory.py runs; the servers' objects are in process.
+#include "platform/engine_contract.h"
+#include "platform/http/directory_only_opener.h"
+#include "platform/http/http_opener.h"
+#include "support/rehearsal.h"
+
+#include <QProcess>
+
+#include <sys/stat.h>
+
+using namespace rehome;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// How a server may answer.
+QString multistatus(const QString& contacts, const QString& status = "200 OK",
+                    const QString& type = {}) {
+    return "Status: 207\n\n<?xml version=\"1.0\"?>" + type +
+           "<multistatus xmlns=\"DAV:\" xmlns:m=\"urn:schemas:httpmail:\"><response>"
+           "<propstat><status>HTTP/1.1 404 Not Found</status><prop><m:inbox/></prop></propstat>"
+           "<propstat><prop>" +
+           contacts + "</prop><status>HTTP/1.1 " + status +
+           "</status></propstat></response></multistatus>";
+}
+
+} // namespace
+
+class HttpTest : public QObject, test::OrganisationText {
+    Q_OBJECT
+
+    const QString m_web = qEnvironmentVariable("REHOME_TEST_WEB");
+    const QString m_place = qEnvironmentVariable("REHOME_TEST_DIRECTORY") + '/';
+    const QString m_contacts = "https://" + m_web + "1/Contacts";
+    std::unique_ptr<test::Rehearsal> m_directory;
+    test::TestJournal m_journal;
+    http::DirectoryOnlyOpener m_directoryOnly{m_journal};
+
+    /// The location of a mailbox on one of the servers, or why it does not open.
+    QString open(http::HttpOpener& opener, const QString& name, const QString& server = "1") const {
+        const auto session = m_directory->engine.openSession();
+        QString location;
+        const QString error = test::errorOf([&] {
+            location = opener.open(*session, {userDN(name), name, "CN=Store", serverDN(server)});
+        });
+        return error.isEmpty() ? location : error;
+    }
+    void makeMailboxes(const QStringList& names) const {
+        QCOMPARE(QProcess::execute(QFINDTESTDATA("../../support/web_server.py"), names), 0);
+    }
+    QStringList log(const char* name) const {
+        QFile file(m_place + name);
+        return file.open(QIODevice::ReadOnly) ? QString(file.readAll()).split('\n') : QStringList();
+    }
+    /// What a mailbox so named is answered with; it can be read for ever, where there is none.
+    void answer(const QString& name, const QString& text) const {
+        QFile file(m_place + "web/answers/" + name);
+        if (text.isNull())
+            QCOMPARE(::mkfifo(qPrintable(file.fileName()), 0666), 0);
+        else
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text.toUtf8()) > 0);
+        if (text.endsWith("long"))
+            QVERIFY(file.resize(100'000'000));
+    }
+    void useTicket(const QString& cache) const {
+        qputenv("KRB5CCNAME", (m_place + cache).toUtf8());
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY2(!m_web.isEmpty(), "to be run by tests/support/samba_directory.py");
+        for (const char* variable : {"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"})
+            qputenv(variable, ("http://" + m_web + "9:80").toUtf8());
+        const QString http = "CN=1,CN=HTTP,CN=Protocols,";
+        OrganisationText text("none");
+        for (const QString& number : QString("1 2 3 4 5 6 7 8 without with").split(' '))
+            text.server(number, "networkAddress: ncacn_vns_spp:X\nnetworkAddress: ncacn_ip_tcp:" +
+                                    m_web + number.left(1).replace('w', '1') + "[1234]\n");
+        text.server("odd", "networkAddress: ncacn_ip_tcp:" + m_web + "1/exchange/a?\n")
+            .server("nowhere");
+        for (const QString server : {"without", "with"})
+            text.object(http + serverDN(server), {"protocolCfgHTTPServer"});
+        text.object("CN=Exchange," + http + serverDN("with"),
+                    {"msExchProtocolCfgHTTPVirtualDirectory"});
+        m_directory = std::make_unique<test::Rehearsal>(text);
+    }
+    void init() { useTicket("admin.cc"); }
+
+    void saysWhatTheServerAnswered() {
+        const QString any = "answer-", good = "<m:contacts>\n" + m_contacts + " </m:contacts>";
+        const QString odd = u"O'Neil & söhne #1%2F+;?x"_qs, entity = "<m:contacts>&e;</m:contacts>";
+        const QString bomb = "<!DOCTYPE m [<!ENTITY d \"ddddd\"><!ENTITY e \"&d;&d;&d;&d;\">]>";
+        const struct {
+            QString server, mailbox, answered, said, ticket = "admin.cc";
+        } cases[] = {
+            {"1", "plain", {}, m_contacts},
+            {"1", odd, {}, m_contacts},
+            {"4", "plain", {}, m_contacts}, // TLS 1.0
+            {"with", "plain", {}, m_contacts},
+            {"1", any, multistatus(good), m_contacts},
+            {"1", "absent", {}, "HTTP status 404"},
+            {"1", "plain", {}, "HTTP status 401. Check your Kerberos ticket", "none.cc"},
+            {"1", any, "Status: 403\n\nNo", "HTTP status 403. Have the right"},
+            {"1", any, "Status: 440\n\nNo", "turn forms-based authentication off"},
+            {"1", any, "Status: 503\n\nNo", "The store CN=Store is not available"},
+            {"1", any, "Status: 200\n\n<html/>", "HTTP status 200"},
+            {"1", any, "Status: 302\nLocation: https://" + m_web + "9/x\n\n",
+             "refers to https://" + m_web + "9/x (HTTP status 302), where nothing is sent"},
+            {"1", any, multistatus(good, "404 Not Found"), "HTTP status 404"},
+            {"1", any, multistatus(good, "503 No"), "The store CN=Store is not available"},
+            {"1", any, multistatus("<m:contacts> </m:contacts>"), "names no contacts folder"},
+            {"1", any, multistatus("<contacts>x</contacts>"), "names no contacts folder"},
+            {"1", any, multistatus("<m:contacts><a/></m:contacts>"), "not well-formed"},
+            {"1", any, multistatus(good) + "<", "not well-formed"},
+            {"1", any, multistatus(good).chopped(15), "not well-formed"},
+            {"1", any, multistatus(good).replace("multistatus xmlns", "m xmlns"), "no multistatus"},
+            {"1", any, multistatus(entity), "not well-formed"},
+            {"1", any, multistatus(entity, "200 OK", bomb), "a document type, which is refused"},
+            {"1", any, "Status: 207\n\n long", "longer than 1000000 bytes"},
+            {"1", any, {}, "no answer within 2 seconds"},
+            {"5", "plain", {}, "no answer within 2 seconds"},
+            {"2", "plain", {}, "is not trusted"},
+            {"6", "plain", {}, "is not trusted"}, // trusted, but for another name
+            {"3", "plain", {}, "opened over https and never in clear"},
+            {"7", "plain", {}, "cannot be reached"},
+            {"8", "plain", {}, "no secure connection"}, // anonymous ciphers
+            {"odd", "plain", {}, "names no host"},
+            {"nowhere", "plain", {}, "names no host"},
+            {"1", "..", {}, "names no mailbox"},
+        };
+        makeMailboxes({"plain", odd});
+        int number = 0;
+        for (const auto& [server, mailbox, answered, said, ticket] : cases) {
+            useTicket(ticket);
+            const QString name = mailbox == any ? mailbox + QString::number(number++) : mailbox;
+            if (mailbox == any)
+                answer(name, answered);
+            http::HttpOpener opener(m_directoryOnly, {2s});
+            opener.beginRound();
+            const QDeadlineTimer limit(4s);
+            const QString seen = open(opener, name, server);
+            QVERIFY(!limit.hasExpired());
+            QVERIFY2(said == m_contacts ? seen == said : seen.contains(said),
+                     qPrintable(server + ' ' + name + ": " + seen + " lacks " + said));
+        }
+    }
+
+    void directoryOnlyIsSaidOnce() {
+        http::HttpOpener opener(m_directoryOnly);
+        for (const QString name : {"a", "b", "a"}) {
+            opener.beginRound();
+            QCOMPARE(open(opener, name, "without"), "directory:" + userDN(name));
+        }
+        QCOMPARE(m_journal.lines.size(), 2);
+        QVERIFY(m_journal.lines.at(1).contains(userDN("b") + " counts as repopulated without"));
+    }
+
+    void hundredsShareAConnection() {
+        QStringList names;
+        for (int i = 0; i < 300; ++i)
+            names += "many" + QString::number(i);
+        http::HttpOpener opener(m_directoryOnly);
+        for (int round = 0; round < 4; ++round) { // they appear after three
+            if (round == 3)
+                makeMailboxes(names);
+            opener.beginRound();
+            const auto begin = std::chrono::steady_clock::now();
+            for (const QString& name : std::as_const(names)) {
+                const QString seen = open(opener, name);
+                QVERIFY2(seen.contains(round < 3 ? "status 404" : m_contacts), qPrintable(seen));
+            }
+            QVERIFY(std::chrono::steady_clock::now() - begin < 10s);
+        }
+        // Address, user, method, path, status, and how many were asked for before.
+        QStringList asked;
+        const auto all = [&] {
+            asked = log("asked.log").filter("PROPFIND /exchange/many");
+            return asked.size();
+        };
+        QTRY_COMPARE(all(), 1200);
+        QCOMPARE(asked.filter(m_web + "1 Administrator@REHOME.TEST ").size(), 1200);
+        QVERIFY(asked.filter(QRegularExpression(" 0$")).size() <= 2);
+    }
+
+    void nobodyWaitsForEver() {
+        http::HttpOpener silent(m_directoryOnly, {300ms});
+        for (int round = 0; round < 3; ++round) {
+            silent.beginRound();
+            for (int i = 0; i < 3; ++i) {
+                const QString seen = open(silent, QString::number(i), "5");
+                const char* said = i < round    ? "those left over come first"
+                                   : i == round ? "no answer within 0.3 seconds"
+                                                : "not asked again after this";
+                QVERIFY2(seen.contains(said), qPrintable(seen));
+            }
+        }
+        http::HttpOpener slow(m_directoryOnly, {2s, 500ms});
+        QSet<QString> opened, names;
+        for (int i = 0; i < 7; ++i)
+            names += "answer-slow" + QString::number(i);
+        for (const QString& name : std::as_const(names))
+            answer(name, multistatus("<m:contacts>x</m:contacts>"));
+        for (int round = 0; round < 7 && opened != names; ++round) {
+            slow.beginRound();
+            int now = 0;
+            for (const QString& name : std::as_const(names))
+                if (open(slow, name) == "x") {
+                    opened += name;
+                    ++now;
+                }
+            QVERIFY(now >= 1 && now <= 2);
+        }
+        QCOMPARE(opened, names);
+    }
+
+    void cleanupTestCase() {
+        // Nothing has gone to the proxy, to port 80 or where an answer referred to.
+        for (const QString& line : log("trapped.log"))
+            QVERIFY2(line.isEmpty() || line == m_web + "5 443", qPrintable(line));
+    }
+};
+
+QTEST_GUILESS_MAIN(HttpTest)
+#include "http_test.moc"
