@@ -118,7 +118,8 @@ class Desktop:
             contrasts = [max(ground, c) / min(ground, c)
                          for c in (luminance(colour) + 0.05 for colour in colours)]
             if max(contrasts) < 4.5 or ground < 0.5:
-                raise AssertionError(f'"{widget.name}": contrast {max(contrasts):.1f} : 1')
+                raise AssertionError(f'"{widget.name}": contrast {max(contrasts):.1f} : 1 '
+                                     f"on {colours.most_common(1)[0][0].hex()}")
 
 
 class Program:
