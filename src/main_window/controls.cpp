@@ -3,7 +3,6 @@
 #include "platform/twips.h"
 
 #include <QCoreApplication>
-#include <QLineEdit>
 #include <QResizeEvent>
 
 namespace rehome::main_window {
@@ -29,9 +28,7 @@ Control* make(QWidget* container, const char* name, const QString& accessibleNam
 ListCombo* makeList(QWidget* container, const char* name, const QString& accessibleName,
                     Place place) {
     auto* list = make<ListCombo>(container, name, accessibleName, place);
-    // On Linux the name that a screen reader gets of a combo box is its text.
-    list->setAccessibleDescription(accessibleName);
-    list->lineEdit()->setAccessibleName(accessibleName);
+    list->setPurpose(accessibleName);
     return list;
 }
 
@@ -42,7 +39,9 @@ QString clickToSelect() {
 }
 
 Controls::Controls(QWidget& window) : m_window(window) {
-    window.setFixedSize(platform::toPixels(ClientWidth), platform::toPixels(ClientHeight));
+    // A larger window shows more of its background; a smaller one would hide controls.
+    window.setMinimumSize(platform::toPixels(ClientWidth), platform::toPixels(ClientHeight));
+    window.resize(window.minimumSize());
 
     msfgMain =
         make<FlexGrid>(&window, "msfgMain", QStringLiteral("Mailboxes"), {120, 120, 9735, 4215});
@@ -79,6 +78,9 @@ Controls::Controls(QWidget& window) : m_window(window) {
                                 QStringLiteral("E&xit"));
 
     Label4->setTextFormat(Qt::PlainText);
+    Label4->setBuddy(comboDestMBx);
+    for (QPushButton* button : {btnMove, btnRefresh, btnExit})
+        button->setAutoDefault(true); // Return presses it, as Space does
     comboStoreName->hide();
     comboStatus->setText(QStringLiteral("Offline"));
     comboSourceMBx->setText(clickToSelect());

@@ -1,10 +1,12 @@
 #include "main_window/flex_grid.h"
 
+#include "main_window/look.h"
 #include "platform/error.h"
 #include "platform/twips.h"
 
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QPainter>
 #include <QScrollBar>
 
 #include <algorithm>
@@ -204,6 +206,18 @@ bool FlexGrid::viewportEvent(QEvent* event) {
             Qt::QueuedConnection);
     }
     return handled;
+}
+
+void FlexGrid::paintEvent(QPaintEvent* event) {
+    QTableView::paintEvent(event);
+    if (!hasFocus() || m_row == 0 || m_model.filling())
+        return;
+    // What stands over the current cell hides its own mark.
+    const int columns = horizontalHeader()->length() - horizontalHeader()->offset();
+    QPainter painter(viewport());
+    painter.setPen(focusPen());
+    painter.drawRect(
+        QRect(0, rowViewportPosition(m_row - 1), columns, rowHeight()).adjusted(1, 1, -2, -2));
 }
 
 void FlexGrid::resizeEvent(QResizeEvent* event) {

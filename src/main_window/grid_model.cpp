@@ -77,6 +77,9 @@ QVariant GridModel::data(const QModelIndex& index, int role) const {
 }
 
 QVariant GridModel::headerData(int section, Qt::Orientation orientation, int role) const {
+    // A screen reader says whose row it is in.
+    if (orientation == Qt::Vertical && role == Qt::AccessibleTextRole)
+        return data(index(section, 1), Qt::DisplayRole);
     if (orientation != Qt::Horizontal || section >= m_columns)
         return {};
     if (role == Qt::DisplayRole)

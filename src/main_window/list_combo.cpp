@@ -53,6 +53,12 @@ void ListCombo::setText(const QString& text) {
     lineEdit()->setCursorPosition(0);
 }
 
+void ListCombo::setPurpose(const QString& purpose) {
+    setAccessibleDescription(purpose);
+    lineEdit()->setAccessibleName(purpose);
+    view()->setAccessibleName(purpose);
+}
+
 void ListCombo::AddItem(const QString& text) {
     const QString kept = Text();
     {

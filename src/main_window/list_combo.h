@@ -17,6 +17,9 @@ public:
 
     QString Text() const;
     void setText(const QString& text);
+    /// What the list is for, said by screen readers. On Linux their name of a combo box is its
+    /// text.
+    void setPurpose(const QString& purpose);
     void AddItem(const QString& text);
     /// Empties the list; the text stays.
     void Clear();

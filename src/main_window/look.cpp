@@ -1,5 +1,6 @@
 #include "main_window/look.h"
 
+#include <QAccessibleWidget>
 #include <QApplication>
 #include <QFont>
 #include <QPainter>
@@ -11,8 +12,8 @@ namespace rehome::main_window {
 
 namespace {
 
-/// Fusion, with option buttons no wider than the layout leaves room for and command buttons that
-/// have the colour of the window.
+/// Fusion, with option buttons no wider than the layout leaves room for, and command buttons and
+/// headings that have the colour of the window.
 class LayoutStyle final : public QProxyStyle {
 public:
     LayoutStyle() : QProxyStyle(QStringLiteral("Fusion")) {}
@@ -30,6 +31,27 @@ public:
         }
     }
 
+    int styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                  QStyleHintReturn* data) const override {
+        // The theme's discs beside Yes and No say nothing that the words do not.
+        return hint == SH_DialogButtonBox_ButtonsHaveIcons
+                   ? 0
+                   : QProxyStyle::styleHint(hint, option, widget, data);
+    }
+
+    void drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                     const QWidget* widget) const override {
+        if (element != CE_HeaderSection && element != CE_HeaderEmptyArea)
+            return QProxyStyle::drawControl(element, option, painter, widget);
+        const QColor colour = option->palette.color(QPalette::Button);
+        const QColor line = colour.darker(130);
+        const QRect& area = option->rect;
+        painter->fillRect(area, colour);
+        painter->fillRect(area.left(), area.bottom(), area.width(), 1, line);
+        if (element == CE_HeaderSection)
+            painter->fillRect(area.right(), area.top(), 1, area.height(), line);
+    }
+
     void drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                        const QWidget* widget) const override {
         if (element != PE_PanelButtonCommand)
@@ -39,9 +61,12 @@ public:
         const bool focused = option->state & State_HasFocus;
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
-        painter->setPen(focused ? QColor(60, 110, 180) : colour.darker(150));
+        const QPen pen = focused ? focusPen() : QPen(colour.darker(150));
+        const qreal inside = pen.widthF() / 2;
+        painter->setPen(pen);
         painter->setBrush(pressed ? colour.darker(115) : colour);
-        painter->drawRoundedRect(QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5), 2, 2);
+        painter->drawRoundedRect(QRectF(option->rect).adjusted(inside, inside, -inside, -inside), 2,
+                                 2);
         painter->restore();
     }
 };
@@ -49,6 +74,7 @@ public:
 /// The windows are light whatever the desktop's theme is, so their texts are dark.
 QPalette lightPalette() {
     const QColor grey(224, 224, 224);
+    const QColor faded(90, 90, 90); // 5 : 1 on the grey
     QPalette palette(grey, grey);
     palette.setColor(QPalette::Base, Qt::white);
     palette.setColor(QPalette::AlternateBase, QColor(245, 245, 245));
@@ -56,14 +82,32 @@ QPalette lightPalette() {
     palette.setColor(QPalette::HighlightedText, Qt::black);
     for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
         palette.setColor(role, Qt::black);
-        palette.setColor(QPalette::Disabled, role, QColor(120, 120, 120));
+        palette.setColor(QPalette::Disabled, role, faded);
     }
+    // What is left unset, Qt takes from the desktop's theme, now and whenever that changes.
+    for (int role = 0; role < QPalette::NColorRoles; ++role)
+        for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled})
+            palette.setBrush(group, QPalette::ColorRole(role),
+                             palette.brush(group, QPalette::ColorRole(role)));
     return palette;
+}
+
+/// To Qt, a window that is a plain widget is a filler, where nobody looks for controls.
+QAccessibleInterface* windowForReaders(const QString& className, QObject* object) {
+    auto* widget = qobject_cast<QWidget*>(object);
+    if (className != QLatin1String("QWidget") || !widget || widget->windowType() != Qt::Window)
+        return nullptr;
+    return new QAccessibleWidget(widget, QAccessible::Window);
 }
 
 } // namespace
 
+QPen focusPen() {
+    return {QColor(35, 85, 165), 2};
+}
+
 void applyLook(QApplication& application) {
+    QAccessible::installFactory(windowForReaders);
     application.setStyle(new LayoutStyle); // the application takes ownership
     application.setPalette(lightPalette());
     QFont font;

@@ -5,6 +5,7 @@
 #include <QDialogButtonBox>
 #include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QScreen>
@@ -80,11 +81,12 @@ MessageDialog::MessageDialog(const platform::MessageBox& box, const QString& app
     const int height = text->heightForWidth(width);
 
     auto* area = new QScrollArea;
+    m_bar = area->verticalScrollBar();
     area->setFrameShape(QFrame::NoFrame);
     area->setWidgetResizable(true);
     area->setWidget(text);
     area->setFocusPolicy(Qt::ClickFocus);
-    const int bar = area->verticalScrollBar()->sizeHint().width();
+    const int bar = m_bar->sizeHint().width();
     const bool wide = text->minimumSizeHint().width() > width; // a text without blanks
     area->setFixedSize(width + (height > highest ? bar : 0),
                        std::min(height + (wide ? bar : 0), highest));
@@ -100,10 +102,12 @@ MessageDialog::MessageDialog(const platform::MessageBox& box, const QString& app
     const auto offered = choices(box.Buttons);
     m_answer = offered.constLast().answer;
     for (const Choice& choice : offered) {
-        connect(buttons->addButton(choice.button), &QPushButton::clicked, this, [this, choice] {
+        QPushButton* button = buttons->addButton(choice.button);
+        connect(button, &QPushButton::clicked, this, [this, choice] {
             m_answer = choice.answer;
             accept();
         });
+        button->installEventFilter(this);
     }
     buttons->button(offered.constFirst().button)->setDefault(true);
 
@@ -113,6 +117,26 @@ MessageDialog::MessageDialog(const platform::MessageBox& box, const QString& app
     layout->addLayout(message);
     layout->addWidget(buttons);
     buttons->button(offered.constFirst().button)->setFocus();
+}
+
+bool MessageDialog::eventFilter(QObject* watched, QEvent* event) {
+    // The key that has brought the box up, still held down, answers nothing.
+    if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->isAutoRepeat())
+        return true;
+    return QDialog::eventFilter(watched, event);
+}
+
+void MessageDialog::keyPressEvent(QKeyEvent* event) {
+    switch (event->key()) {
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+    case Qt::Key_Home:
+    case Qt::Key_End:
+        QCoreApplication::sendEvent(m_bar, event);
+        break;
+    default:
+        QDialog::keyPressEvent(event);
+    }
 }
 
 Answer MessageDialog::ask() {

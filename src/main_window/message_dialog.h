@@ -4,6 +4,8 @@
 
 #include <QDialog>
 
+class QScrollBar;
+
 namespace rehome::main_window {
 
 /// A modal message box. Its text is plain whatever it holds, and nothing in it but tabs and line
@@ -21,8 +23,13 @@ public:
     /// button, OK.
     platform::Answer ask();
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
 private:
     platform::Answer m_answer;
+    QScrollBar* m_bar;
 };
 
 } // namespace rehome::main_window

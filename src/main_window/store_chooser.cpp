@@ -27,7 +27,15 @@ void StoreChooser::followWidth() {
     m_list.resize(platform::toPixels(m_grid.CellWidth()), m_list.height());
 }
 
+void StoreChooser::nameItself() {
+    const QString mailbox =
+        m_grid.model()->index(m_grid.Row() - 1, DisplayNameColumn).data().toString();
+    m_list.setPurpose(QStringLiteral("Target mail store of ") +
+                      (mailbox.isEmpty() ? QStringLiteral("no mailbox") : mailbox));
+}
+
 void StoreChooser::place() {
+    nameItself();
     followWidth();
     m_list.move(platform::toPixels(m_grid.Left() + m_grid.CellLeft()),
                 platform::toPixels(m_grid.Top() + m_grid.CellTop()));

@@ -31,6 +31,8 @@ public:
 
 private:
     void followWidth();
+    /// Says to screen readers whose store it shows.
+    void nameItself();
 
     QWidget& m_window;
     FlexGrid& m_grid;

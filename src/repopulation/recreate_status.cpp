@@ -73,7 +73,7 @@ void frmRecreateMailboxStatus::Prepare(const mailbox::Mailboxes& Mailboxes) {
     m_targetMailboxes = &Mailboxes;
     m_repopulatedMailboxes = {};
     m_lblTotal->setText(QString::number(Mailboxes.Count()));
-    m_lblRecreated->setText(QStringLiteral("0"));
+    showRecreated();
     m_succeeded = false;
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
@@ -137,12 +137,19 @@ void frmRecreateMailboxStatus::tmrElapsed_Timer() {
         hide();
         return;
     }
-    m_lblRecreated->setText(QString::number(m_repopulatedMailboxes.Count()));
+    showRecreated();
     ++m_elapsedSeconds;
     if (m_elapsedSeconds <= TickLimit)
         m_lblElapsedTime->setText(FormatTime(m_elapsedSeconds));
     else
         giveUp();
+}
+
+void frmRecreateMailboxStatus::showRecreated() {
+    m_lblRecreated->setText(QString::number(m_repopulatedMailboxes.Count()));
+    // Screen readers say a change of the window's description, but none of a label.
+    setAccessibleDescription(
+        QStringLiteral("Repopulated: %1 Of %2").arg(m_lblRecreated->text(), m_lblTotal->text()));
 }
 
 void frmRecreateMailboxStatus::giveUp() {

@@ -35,6 +35,7 @@ private:
     /// Restores the address where it has changed and opens the mailbox. Any failure is worth
     /// another attempt and gives false.
     bool RepopulateMailbox(const mailbox::MailboxUser& record);
+    void showRecreated();
     void giveUp();
     QLabel* label(const char* name, const QString& text, int left, int top, int width);
 

@@ -1,7 +1,10 @@
+#include "repopulation/recreate_status.h"
 #include "support/window_driver.h"
 
 #include <QHeaderView>
 #include <QLabel>
+#include <QRegularExpression>
+#include <QScrollArea>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QWheelEvent>
@@ -37,6 +40,9 @@ private Q_SLOTS:
             "Frame3 240 2760 9255 855 Destination|Label4 120 360 1695 255 Destination mailstore|"
             "comboDestMBx 1800 360 7335 360|btnRefresh 3480 8520 1455 375 &Refresh|"
             "btnExit 5160 8520 1455 375 E&xit";
+        QCOMPARE(w.frame.size(), QSize(666, 600));
+        w.frame.resize(1100, 700);
+        QTRY_COMPARE(w.frame.size(), QSize(1100, 700)); // and no control follows
         for (const QString& line : expected.split('|')) {
             const QStringList parts = line.split(' ');
             const auto& control = w.control<QWidget>(qPrintable(parts.at(0)));
@@ -45,6 +51,10 @@ private Q_SLOTS:
             const QString caption = control.property("text").toString();
             QCOMPARE(caption + control.property("title").toString(), parts.mid(5).join(' '));
         }
+        fits(w.frame);
+        repopulation::frmRecreateMailboxStatus dialog(w.rehearsal.platform, nullptr);
+        dialog.findChild<QLabel*>("lblRecreated")->setText("32767");
+        fits(dialog);
         QString headings;
         for (int column = 0; column < 4; ++column)
             headings += w.grid.model()->headerData(column, Qt::Horizontal).toString() + '|';
@@ -233,6 +243,8 @@ private Q_SLOTS:
                 QCOMPARE(label->textFormat(), Qt::PlainText);
                 QCOMPARE(dialog.windowTitle(), "Title");
                 QVERIFY(qobject_cast<QPushButton*>(dialog.focusWidget()));
+                QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, {}, {}, true);
+                QCoreApplication::sendEvent(dialog.focusWidget(), &held);
                 dialog.close(); // as Escape does
             });
             QCOMPARE(dialog.ask(), answer);
@@ -243,9 +255,23 @@ private Q_SLOTS:
         QVERIFY(dialog.height() < dialog.screen()->availableSize().height());
         const auto* last = dialog.findChildren<QPushButton*>().constLast();
         QVERIFY(dialog.rect().contains(last->mapTo(&dialog, last->rect().center())));
+        QTest::keyClick(dialog.focusWidget(), Qt::Key_End);
+        const auto* bar = dialog.findChild<QScrollArea*>()->verticalScrollBar();
+        QCOMPARE(bar->value(), bar->maximum());
     }
 
 private:
+    static void fits(const QWidget& window) {
+        for (const auto* widget :
+             window.findChildren<QWidget*>(QRegularExpression("^(rdo|btn|L|lbl)"))) {
+            const QString text = widget->property("text").toString().remove('&');
+            const int dot = widget->objectName().startsWith("rdo") ? 16 : 0;
+            if (dot + widget->fontMetrics().horizontalAdvance(text) > widget->width() ||
+                widget->fontMetrics().height() > widget->height())
+                throw Error(widget->objectName() + " is cut off");
+        }
+    }
+
     static void stands(Window& w) {
         const FlexGrid& grid = w.grid;
         const QRect cell = grid.visualRect(grid.model()->index(grid.Row() - 1, 2));

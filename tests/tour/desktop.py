@@ -1,10 +1,13 @@
 """A desktop of its own with programs on it: read through the accessibility bus, driven by real
 clicks and keys."""
 
+import collections
 import contextlib
 import os
+import re
 import tempfile
 import time
+from pathlib import Path
 from subprocess import DEVNULL, PIPE, Popen, run
 
 import gi
@@ -41,18 +44,53 @@ def address(server):
     return process, process.stdout.readline().strip()
 
 
+def announcements():
+    """Listens on the bus for changed descriptions; the result gives those heard so far."""
+    said = []
+
+    def hear(event):
+        with contextlib.suppress(GLib.Error):
+            said.append(event.source.get_description())
+    listener = Atspi.EventListener.new(hear)
+    listener.register("object:property-change:accessible-description")
+
+    def so_far(listener=listener):
+        while GLib.MainContext.default().iteration(False):
+            pass
+        return said
+    return so_far
+
+
 def xdotool(*command):
     run(["xdotool", *command], check=True)
 
 
+def luminance(colour):
+    # As WCAG 2.1 defines it.
+    parts = [c / 12.92 if c <= 0.03928 else ((c + 0.055) / 1.055) ** 2.4
+             for c in (channel / 255 for channel in colour)]
+    return 0.2126 * parts[0] + 0.7152 * parts[1] + 0.0722 * parts[2]
+
+
 class Desktop:
+    WIDTH, HEIGHT = 1600, 1300
+    SCALE = int(os.environ.get("REHOME_TOUR_SCALE", "1"))
+
     def __init__(self, directory, pictures):
         self.directory, self.pictures = directory, pictures
         # Nothing of the caller's session may decide what the tour sees.
         os.environ.update(HOME=directory, XDG_RUNTIME_DIR=directory, LC_ALL="C.UTF-8",
                           QT_QPA_PLATFORM="xcb", QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
-                          QT_SCALE_FACTOR="1", AT_SPI_BUS_ADDRESS="")
-        self.screen, number = address("Xvfb -displayfd 1 -screen 0 1024x768x24")
+                          QT_SCALE_FACTOR=str(self.SCALE), AT_SPI_BUS_ADDRESS="")
+        # The desktop is dark, and so is all that the window takes from it.
+        os.environ.update(XDG_CURRENT_DESKTOP="KDE", KDE_SESSION_VERSION="5")
+        theme = Path(directory, ".config/kdeglobals")
+        theme.parent.mkdir()
+        theme.write_text("".join(
+            f"[Colors:{part}]\nBackgroundNormal=20,20,20\nForegroundNormal=235,235,235\n"
+            for part in ("Button", "Selection", "Tooltip", "View", "Window")), encoding="utf-8")
+        self.screen, number = address(
+            f"Xvfb -displayfd 1 -screen 0 {self.WIDTH}x{self.HEIGHT}x24")
         os.environ["DISPLAY"] = ":" + number
         _, bus = address("dbus-daemon --session --print-address")
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus
@@ -66,11 +104,43 @@ class Desktop:
         file = f"{self.pictures}/{len(os.listdir(self.pictures)) + 1:02}-{name}.png"
         run(["import", "-silent", "-window", "root", file], check=True)
 
+    def legible(self, *widgets):
+        """Compares what is behind the texts with what stands out most."""
+        seen = run(["import", "-silent", "-window", "root", "-depth", "8", "rgb:-"], check=True,
+                   stdout=PIPE).stdout
+        for widget in widgets:
+            x, y, width, height = widget.area()
+            left = 20 * self.SCALE if widget.role == "radio button" else 3
+            colours = collections.Counter(
+                seen[at:at + 3] for line in range(y + 3, y + height - 3) for at in range(
+                    3 * (line * self.WIDTH + x + left), 3 * (line * self.WIDTH + x + width - 3), 3))
+            ground = luminance(colours.most_common(1)[0][0]) + 0.05
+            contrasts = [max(ground, c) / min(ground, c)
+                         for c in (luminance(colour) + 0.05 for colour in colours)]
+            if max(contrasts) < 4.5 or ground < 0.5:
+                raise AssertionError(f'"{widget.name}": contrast {max(contrasts):.1f} : 1 '
+                                     f"on {colours.most_common(1)[0][0].hex()}")
+
 
 class Program:
-    def __init__(self, *command):
-        self.errors = tempfile.TemporaryFile("w+")
-        self.process = start(*command, err=self.errors)
+    """With what it writes to the standard error stream: a file, or a terminal."""
+
+    def __init__(self, *command, terminal=False):
+        self.errors, self.reader = tempfile.TemporaryFile(), None
+        self.started = time.monotonic()
+        if terminal:
+            reading, writing = os.openpty()
+            self.process = start(*command, err=writing)
+            os.close(writing)
+            self.reader = Popen(["cat"], stdin=reading, stdout=self.errors, stderr=DEVNULL)
+        else:
+            self.process = start(*command, err=self.errors)
+
+    def age(self):
+        return time.monotonic() - self.started
+
+    def told(self):
+        return os.pread(self.errors.fileno(), 1 << 24, 0).decode()
 
     def windows(self, title, role):
         return [window for program in Widget(Atspi.get_desktop(0)).children()
@@ -91,10 +161,16 @@ class Program:
         until(f'"{title}" goes away', lambda: not self.windows(title, "dialog"))
 
     def ended(self, status):
-        """What it has written to the standard error stream, when it ends with the status."""
+        """What remains on the standard error stream when it ends with the status."""
         agree("the exit status", self.process.wait(timeout=60), status)
-        self.errors.seek(0)
-        return self.errors.read()
+        if not self.reader:
+            return self.told()
+        self.reader.wait(timeout=60)
+        # A line is gone where the next one is written over it.
+        told, lines = re.subn(r"\r[^\r\n\x1b]+\x1b\[K(?=\r)", "", self.told().replace("\r\n", "\n"))
+        agree(f"{lines} rewritings are some, but no more than four a second",
+              0 < lines <= 4 * self.age() + 1, True)
+        return told.replace("\r\x1b[K", "")
 
 
 class Widget:
@@ -111,7 +187,7 @@ class Widget:
 
     def area(self):
         box = self.accessible.get_extents(Atspi.CoordType.SCREEN)
-        return box.x, box.y, box.width, box.height
+        return tuple(Desktop.SCALE * side for side in (box.x, box.y, box.width, box.height))
 
     def children(self):
         return [Widget(child) for i in range(self.accessible.get_child_count())
@@ -140,10 +216,29 @@ class Widget:
         x, y, width, height = self.area()
         xdotool("mousemove", str(x + int(at * width)), str(y + height // 2), "click", "1")
 
+    def tab_to(self):
+        for _ in range(15):
+            if self.has("FOCUSED"):
+                return
+            xdotool("key", "Tab")
+            time.sleep(0.05)
+        raise AssertionError(f'"{self.name}" cannot be reached with the Tab key')
+
+    def opened(self):
+        items, = self.all("list")
+        until(f'the list of "{self.name}" is open', lambda: items.has("SHOWING"))
+        return items.children()
+
     def pick(self, text):
         """Opens a combo box and picks an item."""
         self.click(at=0.97)
-        items, = self.all("list")
-        until(f'the list of "{self.name}" is open', lambda: items.has("SHOWING"))
-        item, = (item for item in items.children() if item.name == text)
+        item, = (item for item in self.opened() if item.name == text)
         item.click()
+
+    def pick_by_keys(self, text, meanwhile=lambda items: None):
+        self.tab_to()
+        xdotool("key", "alt+Down")
+        items = self.opened()
+        meanwhile(items)
+        at = [item.name for item in items].index(text)
+        xdotool("key", "Home", *["Down"] * at, "Return")

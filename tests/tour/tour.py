@@ -5,13 +5,17 @@ The whole job from outside, on the organisation that ships, with a picture of ea
 thing that differs from what it should be ends the tour."""
 
 import base64
+import contextlib
+import os
 import re
 import shutil
+import socket
 import sys
 import tempfile
+import time
 from pathlib import Path
 
-from desktop import Desktop, Program, agree, until, xdotool
+from desktop import Desktop, Program, Widget, agree, announcements, start, until, xdotool
 from organisation import Mailbox, Organisation, full_name, records
 
 SHIPPED = Path(__file__).parent / "../../src/platform/embedded/organisation.ldif"
@@ -20,11 +24,11 @@ MESSAGE = "Rehome rehearsal"
 
 
 class MainWindow(Program):
-    def __init__(self, desktop, expected, title, message, *command):
+    def __init__(self, desktop, expected, title, message, *command, **how):
         self.desktop, self.expected, self.message = desktop, expected, message
         self.mailbox, self.store = expected.mailboxes[-1], full_name(expected.destination)
-        super().__init__(*command)
-        window = self.window(title, role="filler")
+        super().__init__(*command, **how)
+        window = self.window(title, role="frame")
         agree("the names of the parts", [
             w.name for role in ("panel", "table", "push button") for w in window.all(role)], [
                 "Migration Options", "Source of the migration", "Destination of the migration",
@@ -34,6 +38,7 @@ class MainWindow(Program):
         self.options = list(window.all("radio button"))
         self.chosen = "All mailboxes"
         self.buttons = list(window.all("push button"))
+        self.labels = list(window.all("label"))
 
     def refreshed(self):
         """Waits for the end of whatever goes on, then compares all that the window shows."""
@@ -49,47 +54,69 @@ class MainWindow(Program):
         agree("the lists to choose in", [c.has("SENSITIVE") for c in (self.status, self.source)],
               [self.chosen != "All mailboxes", False])
 
-    def choose(self, **answer):
+    def choose(self, pick=Widget.pick, **answer):
         """Picks the destination for the last row, which is in view, and answers the question."""
-        self.chooser.pick(self.store)
+        pick(self.chooser, self.store)
         self.answer(" Move Mailbox ", f"Are you sure you want to move {self.mailbox.name} from \n"
                     f"-> {self.mailbox.row[1]}\n\t\t- TO -\n-> {self.store}", **answer)
 
-    def moved(self, mailboxes, title, text):
+    def moved(self, mailboxes, title, text, picture):
         self.expected.move(mailboxes)
         print(f"moved to {self.store}: {', '.join(m.name for m in mailboxes)}")
-        self.answer(title, text)
+        self.answer(title, text, meanwhile=lambda: self.desktop.picture(picture))
         self.refreshed()
-        self.desktop.picture("moved")
 
     def progress(self):
         return self.window("Mailbox drop & recreation status").texts()
 
 
 def moves_one(main):
+    """Once refused, with the mouse; then with the keyboard."""
     main.refreshed()
     main.desktop.picture("main-window")
+    last = len(main.expected.mailboxes) - 1
+    table = main.grid.accessible
+    agree("the headings of the last row's cells", [table.get_row_header(last).get_name()] + [
+        table.get_column_header(column).get_name() for column in (1, 2, 3)],
+        [main.mailbox.name, "Mailbox Display Name", "Target Mail Store", "Store Status"])
+    lists = (main.status, main.source, main.destination, main.chooser)
+    agree("what the lists are for", [w.accessible.get_description() for w in lists],
+          ["Store status", "Source mailstore", "Destination mailstore",
+           "Target mail store of " + main.mailbox.name])
+    main.desktop.legible(*main.options, *main.buttons, *main.labels,
+                         *(text for w in lists for text in w.all("text")),
+                         *(main.grid.cell(row, 1) for row in (last - 1, last)))
     main.choose(key="alt+n", meanwhile=lambda: main.desktop.picture("confirm"))
     until("the chooser is hidden", lambda: not main.chooser.has("SHOWING"))
     main.desktop.picture("answered-no")
-    main.grid.cell(len(main.expected.mailboxes) - 1, 1).click()
+    main.grid.tab_to()
+    xdotool("key", "Up", "Down")
     main.refreshed()
-    main.choose()
-    main.moved([main.mailbox], "Mailbox move", "MailBox moved successfully")
+
+    def look(items):
+        main.desktop.picture("chooser")
+        main.desktop.legible(*items)
+    main.choose(lambda chooser, store: chooser.pick_by_keys(store, look))
+    main.moved([main.mailbox], "Mailbox move", "MailBox moved successfully", "moved")
 
 
 def moves_batch(main, state):
+    """With the keyboard alone."""
     xdotool("key", "alt+m")
     main.answer(main.message, "Please Select the Destination MailStore")
-    main.options[1].click()
+    next(option for option in main.options if option.has("CHECKED")).tab_to()
+    if not main.options[1].has("CHECKED"):
+        xdotool("key", "Down")
     main.chosen = "Mailboxes having store status"
-    main.status.pick(state)
-    main.destination.pick(main.store)
-    xdotool("key", "alt+m")
+    main.status.pick_by_keys(state)
+    main.destination.pick_by_keys(main.store)
+    main.buttons[0].tab_to()
+    xdotool("key", "Return")
     main.answer(" Move Mailbox ",
                 f"Are you Sure You want to Move selected MailBoxes to -\n\n-> {main.store}")
     qualified = [m for m in main.expected.mailboxes if m.state == state]
-    main.moved(qualified, main.message, f"{len(qualified)} MailBoxes Moved Successfully")
+    main.moved(qualified, main.message, f"{len(qualified)} MailBoxes Moved Successfully",
+               "batch-result")
 
 
 def by_guid(name):
@@ -99,13 +126,17 @@ def by_guid(name):
 
 def exits(main, key="alt+x", picture="summary", slow=0, traced=False, meanwhile=lambda: None):
     moved = main.expected.moved
+    announced = announcements()
     xdotool("key", key)
     meanwhile()
     if slow:
+        until("the number is announced",
+              lambda: f"Repopulated: {len(moved) - slow} Of {len(moved)}" in announced())
         until("all but the slow mailboxes are repopulated", lambda: main.progress()[:-1] == [
             "Please wait, repopulating mailboxes to Exchange store...", "Repopulated:",
             str(len(moved) - slow), "Of", str(len(moved)), "Elapsed time:"])
         main.desktop.picture("repopulation")
+        main.desktop.legible(*main.window("Mailbox drop & recreation status").all("label"))
     main.answer("Moved Mailboxes", "The following mailboxes were moved :\t\n"
                 + "".join(f"\n\t{m.mail}" for m in moved),
                 meanwhile=lambda: main.desktop.picture(picture))
@@ -124,7 +155,7 @@ def closes_by_title_bar(desktop, program, ldif):
     file = Path(desktop.directory, "own.ldif")
     file.write_text(re.sub(r"(rehomeOpensAfter): \d+", r"\1: never", ldif), encoding="utf-8")
     main = MainWindow(desktop, Organisation(ldif), TITLE + " (own.ldif)", MESSAGE,
-                      "env", "QT_LOGGING_RULES=rehome.trace=true", program, file)
+                      "env", "QT_LOGGING_RULES=rehome.trace=true", program, file, terminal=True)
     moves_batch(main, "Unreachable")
 
     def elapses():
@@ -135,6 +166,31 @@ def closes_by_title_bar(desktop, program, ldif):
     xdotool("key", "Escape")
     refuses(desktop, MESSAGE, "Too many arguments", program, file, file, meanwhile=elapses)
     exits(main, "alt+F4", "closed-by-title-bar", traced=True)
+
+
+def waits(desktop, program):
+    """At a terminal one sees within a second what is waited for."""
+    with contextlib.ExitStack() as stack:
+        server, *clients = (stack.enter_context(socket.socket()) for _ in range(4))
+        server.bind(("127.0.0.1", 0))
+        server.listen(0)
+        for client in clients:  # there is no place left in its queue
+            client.setblocking(False)
+            client.connect_ex(server.getsockname())
+        silent = "LDAPURI=ldap://127.0.0.1:{1}".format(*server.getsockname())
+        waiting = Program("env", silent, program, terminal=True)
+        until("the directory is waited for",
+              lambda: "\rwaiting for the directory\x1b[K" in waiting.told())
+        agree(f"{waiting.age()} seconds are less than one", waiting.age() < 1, True)
+        waiting.process.kill()
+        terminal = start("env", silent, "PS1=$ ", f"PATH={Path(program).parent}:{os.environ['PATH']}",
+                         "xterm", "-geometry", "72x3", "-fa", "Liberation Mono", "-fs",
+                         str(10 * desktop.SCALE), "-T", "Terminal", "-e", "bash", "--norc")
+        xdotool("search", "--sync", "--name", "Terminal", "windowactivate", "--sync",
+                "sleep", "1", "type", "rehome\n")
+        time.sleep(1)
+        desktop.picture("terminal")
+        terminal.kill()
 
 
 def loses_its_display(desktop, program, ldif):
@@ -165,6 +221,7 @@ def tour(desktop, program):
     moves_batch(main, "Unreachable")
     exits(main, slow=1)
     closes_by_title_bar(desktop, program, ldif)
+    waits(desktop, program.removesuffix("-rehearsal"))
     loses_its_display(desktop, program, ldif)
 
 
