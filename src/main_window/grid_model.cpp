@@ -42,7 +42,8 @@ void GridModel::setColumns(int columns) {
         std::vector<QString> cells(std::size_t(m_rows) * std::size_t(columns));
         for (int row = 0; row < m_rows; ++row)
             for (int column = 0; column < std::min(columns, m_columns); ++column)
-                cells[std::size_t(row * columns + column)] = text(row, column);
+                cells[std::size_t(row) * std::size_t(columns) + std::size_t(column)] =
+                    text(row, column);
         m_cells = std::move(cells);
         m_columns = columns;
     });
