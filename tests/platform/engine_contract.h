@@ -129,8 +129,20 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
         return values;
     };
     const auto proxies = now("proxyAddresses"), home = now("homeMDB"), mail = now("mail");
-    const QList<QByteArray> two{"SMTP:a@new.example", "smtp:b@new.example"}, a{"a@new.example"};
+    const QList<QByteArray> two{"SMTP:a@new.example", "smtp:ü@new.example"}, a{"a@new.example"};
+    const auto reached = [&](const QString& address, const QString& base) {
+        const QString either = "(|(proxyAddresses=smtp:%1)(mail=%1))";
+        const QString filter =
+            "(&(objectClass=user)" + either.arg(engine::filterValue(address)) + ')';
+        return names(*session, {base, Subtree, filter, {}}).join(' ');
+    };
+    const QString before = user.text("mail");
+    requireSame(reached(before.toUpper(), at.domain), at.user);
     session->modify(at.user.toLower(), {{"PROXYaddresses", two}, {"mail", a}});
+    for (const QString& address : {before, QString("A@NEW.example"), QString("Ü@New.example")})
+        for (const QString& base : {at.domain, at.user, at.server})
+            requireSame(reached(address, base),
+                        address == before || base == at.server ? QString("") : at.user);
     requireSame(now("proxyAddresses"), two);
     requireSame(now("mail"), a);
     for (const QString& base : {guidBase(user), at.user}) // the second time there is nothing left

@@ -4,7 +4,7 @@
 Runs commands, one after the other, over a throwaway Active Directory with an Exchange organisation
 and the web server of its mailboxes. Their environment makes them its clients, as the administrator.
 In REHOME_TEST_DIRECTORY they find other tickets, user.cc and expired.cc, and what the web server was
-asked for, asked.log and trapped.log; REHOME_TEST_WEB is what the web server's addresses begin with.
+asked for, asked.log; REHOME_TEST_WEB is what the web server's addresses begin with.
 Their name server never answers, and the directory server's address is somebody else's by their hosts
 file. Needs root: the ports are fixed."""
 import os, pathlib, random, signal, socket, subprocess, sys, tempfile, time
@@ -139,7 +139,7 @@ def main(place, commands):
     (place / "etc/resolv.conf").write_text(f"nameserver {web}1\n")
     (place / "etc/hosts").write_text(
         pathlib.Path("/etc/hosts").read_text() + f"{address} somebody.else.test\n")
-    web_process = web_server.serve(place, web)
+    web_process, _listener = web_server.serve(place, web)
     server, failed = serve(place, address), []
     try:
         for user, cache, life in (("Administrator", "expired.cc", "1s"), ("clerk", "user.cc", "1h"),

@@ -173,7 +173,7 @@ private Q_SLOTS:
             return asked.size();
         };
         QTRY_COMPARE(all(), 1200);
-        QCOMPARE(asked.filter(m_web + "1 Administrator@REHOME.TEST ").size(), 1200);
+        QCOMPARE(asked.filter(m_web + "1:443 Administrator@REHOME.TEST ").size(), 1200);
         QVERIFY(asked.filter(QRegularExpression(" 0$")).size() <= 2);
     }
 
@@ -184,28 +184,25 @@ private Q_SLOTS:
             QVERIFY2(seen.contains(said), qPrintable(seen));
         }
         http::HttpOpener slow(m_directoryOnly, {2s, 500ms});
-        QSet<QString> opened, names;
+        QSet<QString> opened;
         for (int i = 0; i < 7; ++i)
-            names += "answer-slow" + QString::number(i);
-        for (const QString& name : std::as_const(names))
-            answer(name, multistatus("<m:contacts>x</m:contacts>"));
-        for (int round = 0; round < 7 && opened != names; ++round) {
+            answer("answer-slow" + QString::number(i), multistatus("<m:contacts>x</m:contacts>"));
+        for (int round = 0; round < 7 && opened.size() < 7; ++round) {
             slow.beginRound();
-            int now = 0;
-            for (const QString& name : std::as_const(names))
-                if (open(slow, name) == "x") {
-                    opened += name;
-                    ++now;
-                }
-            QVERIFY(now >= 1 && now <= 2);
+            QSet<QString> now;
+            for (int i = 0; i < 7; ++i)
+                if (const QString name = "answer-slow" + QString::number(i);
+                    open(slow, name) == "x")
+                    now += name;
+            QVERIFY(now.size() == 1 || now.size() == 2);
+            opened += now;
         }
-        QCOMPARE(opened, names);
+        QCOMPARE(opened.size(), 7);
     }
 
     void cleanupTestCase() {
         // Nothing has gone to the proxy, to port 80 or where an answer referred to.
-        for (const QString& line : log("trapped.log"))
-            QVERIFY2(line.isEmpty() || line == m_web + "5 443", qPrintable(line));
+        QCOMPARE(log("asked.log").filter(QRegularExpression("^[0-9.]*(9:|:80 )")), QStringList());
     }
 };
 

@@ -134,8 +134,7 @@ private Q_SLOTS:
             QMetaObject::invokeMethod(dialog.findChild<QTimer*>("tmrElapsed"), "timeout");
         }
         // Three for each of the two, one for their store, one for its server.
-        QCOMPARE(made.filter("read ").size(), 5);
-        QCOMPARE(made.filter("find ").size(), 3);
+        QCOMPARE(made.filter(QRegularExpression("^(read|find) ")).size(), 8);
         QCOMPARE(made.filter("open ").size(), 2);
         QCOMPARE(made.size(), 10); // no session in particular
         QVERIFY(!dialog.IsSuccessful());
@@ -165,16 +164,13 @@ private Q_SLOTS:
             change(added(user(name), "user\nmailNickname: " + name.left(1) + "\nmail: " + name +
                                          "@x\ndisplayName: " + name + "\n" + addresses +
                                          "homeMDB: " + m_accounts));
-        const auto attributes = [&] {
-            QList<decltype(engine::Entry::attributes)> all;
-            for (const QString& name : names) {
-                all += stored(user(name)).attributes;
-                for (const QString own : {"uSNChanged", "whenChanged"})
-                    all.last().erase(own);
-                for (auto& [attribute, values] : all.last())
-                    std::sort(values.begin(), values.end());
-            }
-            return all;
+        const auto attributes = [] { // without what counts each change
+            QProcess search;
+            search.start("sh", {"-c", "for name in many änderte; do ldapsearch -QNY GSSAPI -LLL "
+                                      "-o ldif-wrap=no -b DC=rehome,DC=test cn=$name |"
+                                      "grep -v '^uSNChanged\\|^whenChanged' | sort; done"});
+            require(search.waitForFinished(), "ldapsearch does not end");
+            return search.readAllStandardOutput();
         };
         const auto before = attributes();
         QTemporaryFile file;
@@ -188,9 +184,9 @@ private Q_SLOTS:
         change("dn: " + user("änderte") + "\nchangetype: modify\nreplace: mail\nmail: new@x\n");
         for (const auto& record : live.frame.state().MovedMailboxes)
             record->UpdateEmail();
-        QVERIFY(attributes() != before);
+        QVERIFY(before.count("\nhomeMDB: ") == 2 && attributes() != before);
         QCOMPARE(QProcess::execute("ldapmodify", {"-cQNY", "GSSAPI", "-f", file.fileName()}), 0);
-        QVERIFY(attributes() == before);
+        QCOMPARE(attributes(), before);
         for (const QString& name : names)
             change("dn: " + user(name) + "\nchangetype: delete\n");
     }
