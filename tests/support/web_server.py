@@ -13,9 +13,8 @@ def serve(place, block):
     """Starts the server at addresses of a block. What it needs of the directory is in `place`. Returns
     it, and what must be kept as long: a listener that never answers."""
     os.chmod(place, 0o711)
-    (place / "web").mkdir()
     for name in ("exchange", "answers"):
-        (place / "web" / name).mkdir()
+        (place / "web" / name).mkdir(parents=True)
     (place / "web.keytab").rename(place / "web/keytab")
     for name, file in (("web.conf", "web.conf"), ("answer", "web/answer")):
         text = (pathlib.Path(__file__).parent / (name + ".in")).read_text()

@@ -20,12 +20,10 @@ using namespace std::chrono_literals;
 
 namespace {
 
-struct Free {
-    void operator()(Sockbuf* socket) const { ber_sockbuf_free(socket); } // and close it
-    void operator()(BerElement* message) const { ber_free(message, 1); }
-};
-template <class T>
-using Owned = std::unique_ptr<T, Free>;
+template <class T, auto release>
+using Owned = std::unique_ptr<T, decltype([](T* owned) { release(owned); })>;
+using Socket = Owned<Sockbuf, ber_sockbuf_free>; ///< closes it
+using Message = Owned<BerElement, [](BerElement* message) { ber_free(message, 1); }>;
 
 /// A request about CN=x (RFC 4511), and what is said to it.
 struct Request {
@@ -40,7 +38,7 @@ struct Request {
 
     template <class... Parts>
     void send(const char* format, ber_tag_t answer, Parts... parts) const {
-        const Owned<BerElement> message(ber_alloc_t(LBER_USE_DER));
+        const Message message(ber_alloc_t(LBER_USE_DER));
         ber_printf(message.get(), format, id, answer, parts...);
         ber_flush2(socket, message.get(), LBER_FLUSH_FREE_NEVER);
     }
@@ -65,11 +63,11 @@ struct Server {
     ~Server() { shutdown(int(listener.socketDescriptor()), SHUT_RDWR); } // ends the thread
 
     void serve(int connection) {
-        const Owned<Sockbuf> socket(ber_sockbuf_alloc());
+        const Socket socket(ber_sockbuf_alloc());
         ber_sockbuf_add_io(socket.get(), &ber_sockbuf_io_fd, LBER_SBIOD_LEVEL_PROVIDER,
                            &connection);
         for (;;) {
-            const Owned<BerElement> message(ber_alloc_t(LBER_USE_DER));
+            const Message message(ber_alloc_t(LBER_USE_DER));
             ber_len_t length = 0;
             if (ber_get_next(socket.get(), &length, message.get()) == LBER_ERROR)
                 return;
