@@ -66,11 +66,6 @@ inline engine::Entry one(engine::Session& session, const QString& base,
         .value_or(engine::Entry());
 }
 
-inline QString guidBase(const engine::Entry& entry) {
-    const QUuid guid = engine::guidFromOctets(entry.values("objectGUID").value(0));
-    return "<GUID=" + guid.toString(QUuid::WithoutBraces) + '>';
-}
-
 /// Nothing is changed in the end.
 inline void checkContract(engine::Engine& engine, const ContractNames& at) {
     using enum engine::Scope;
@@ -78,6 +73,8 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
     const QString any = "(objectClass=*)", absent = "CN=Nobody At All," + at.container;
     const QString missing = "<GUID=00000000-1111-2222-3333-444444444444>";
     const auto user = one(*session, at.user);
+    const QUuid guid = engine::guidFromOctets(user.values("objectGUID").value(0));
+    const QString byGuid = "<GUID=" + guid.toString(QUuid::WithoutBraces) + '>';
     requireSame(user.text("DISTINGUISHEDNAME"), at.user);
     const QString name = user.text("displayName"), start = name.left(3) + '*';
     const struct {
@@ -88,7 +85,7 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
     } searches[] = {
         {at.user, Base, any, at.user},
         {at.user.toUpper().replace(",OU=", " , OU= "), Base, any, at.user},
-        {guidBase(user).toUpper(), Base, any, at.user},
+        {byGuid.toUpper(), Base, any, at.user},
         {at.container, OneLevel, any, at.user},
         {at.domain, OneLevel, any, at.user, false},
         {at.domain, Subtree, any, at.user},
@@ -131,11 +128,22 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
         return values;
     };
     const auto proxies = now("proxyAddresses"), home = now("homeMDB"), mail = now("mail");
-    const QList<QByteArray> two{"SMTP:a@new.example", "smtp:b@new.example"}, a{"a@new.example"};
+    const QList<QByteArray> two{"SMTP:a@new.example", "smtp:ü@new.example"}, a{"a@new.example"};
+    const auto reached = [&](const QString& address, const QString& base) {
+        const QString either = "(|(proxyAddresses=smtp:%1)(mail=%1))";
+        const QString filter =
+            "(&(objectClass=user)" + either.arg(engine::filterValue(address)) + ')';
+        return names(*session, {base, Subtree, filter, {}}).join(' ');
+    };
+    const QString before = user.text("mail");
+    requireSame(reached(before.toUpper(), at.domain), at.user);
     session->modify(at.user.toLower(), {{"PROXYaddresses", two}, {"mail", a}});
+    for (const QString& address : {before, QString("A@NEW.example"), QString("Ü@New.example")})
+        for (const QString& base : {at.domain, at.user, at.server})
+            requireSame(reached(address, base),
+                        address == before || base == at.server ? QString("") : at.user);
     requireSame(now("proxyAddresses"), two);
-    requireSame(now("mail"), a);
-    for (const QString& base : {guidBase(user), at.user}) // the second time there is nothing left
+    for (const QString& base : {byGuid, at.user}) // the second time there is nothing left
         session->modify(base, {{"proxyAddresses", {}}, {"homeMDB", {}}});
     require(now("proxyAddresses").isEmpty() && now("homeMDB").isEmpty(), "they are cleared");
     const QByteArray gone = "CN=Gone," + at.store.toUtf8(),

@@ -3,41 +3,24 @@
 
 Makes mailboxes on the web server that samba_directory.py runs: collections with the location of a
 contacts folder."""
-import os, pathlib, socket, subprocess, sys, threading, time, urllib.parse
+import os, pathlib, socket, subprocess, sys, time, urllib.parse
 
 # What is to be found at the server's addresses, by their last number; 6 has another one's name.
 WEB, UNTRUSTED, CLEAR, OLD, SILENT, ANONYMOUS, ELSEWHERE = 1, 2, 3, 4, 5, 8, 9
-# Whatever arrives here is written down and never answered.
-TRAPS = ((SILENT, 443), (WEB, 80), (ELSEWHERE, 80), (ELSEWHERE, 443))
-
-
-def trap(place, address):
-    listener = socket.create_server(address)
-
-    def listen():
-        kept = []
-        while True:
-            kept.append(listener.accept())
-            with (place / "trapped.log").open("a") as log:
-                print(*address, file=log)
-    threading.Thread(target=listen, daemon=True).start()
 
 
 def serve(place, block):
-    """Starts the server at addresses of a block. What it needs of the directory is in `place`."""
+    """Starts the server at addresses of a block. What it needs of the directory is in `place`. Returns
+    it, and what must be kept as long: a listener that never answers."""
     os.chmod(place, 0o711)
-    (place / "web").mkdir()
     for name in ("exchange", "answers"):
-        (place / "web" / name).mkdir()
+        (place / "web" / name).mkdir(parents=True)
     (place / "web.keytab").rename(place / "web/keytab")
-    (place / "trapped.log").touch()
     for name, file in (("web.conf", "web.conf"), ("answer", "web/answer")):
         text = (pathlib.Path(__file__).parent / (name + ".in")).read_text()
         (place / file).write_text(text.replace("@PLACE@", str(place)).replace("@WEB@", block))
     (place / "web/answer").chmod(0o755)
     subprocess.run(["chown", "-R", "www-data", place / "web"], check=True)
-    for number, port in TRAPS:
-        trap(place, (block + str(number), port))
     start = "setpriv", "--pdeathsig", "TERM"
     subprocess.Popen([*start, "openssl", "s_server", "-quiet", "-accept", f"{block}{ANONYMOUS}:443",
                       "-nocert", "-tls1_2", "-cipher", "aNULL:@SECLEVEL=0"],
@@ -50,7 +33,7 @@ def serve(place, block):
             sys.exit("The test web server does not start: "
                      + (place / "web-error.log").read_text())
         time.sleep(0.1)
-    return server
+    return server, socket.create_server((f"{block}{SILENT}", 443))
 
 
 def make(*mailboxes):

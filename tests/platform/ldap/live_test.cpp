@@ -18,12 +18,6 @@
 #include <QTemporaryFile>
 
 #include <arpa/inet.h>
-#include <sched.h>
-#include <sys/mount.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <thread>
 
 using namespace rehome;
 using test::errorOf, test::require, test::requirePart, test::requireSame;
@@ -32,24 +26,6 @@ using namespace std::chrono_literals;
 namespace {
 
 const QString moved = "MailBox moved successfully", failed = "Failed to move mailbox";
-
-/// Runs something with another text in place of a system file.
-template <class Action>
-void withFile(const char* system, const QByteArray& text, const Action& action) {
-    QTemporaryFile file;
-    require(file.open() && file.write(text) > 0 && file.flush(), "a file");
-    const QByteArray name = file.fileName().toUtf8();
-    bool ready = false;
-    std::thread([&] { // in a mount namespace of its own
-        ready = unshare(CLONE_NEWNS) == 0 &&
-                mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                mount(name.data(), system, nullptr, MS_BIND, nullptr) == 0;
-        if (ready)
-            action();
-    })
-        .join();
-    require(ready, "these tests need the right to mount");
-}
 
 /// The main window, loaded; all that goes over the wire is recorded.
 struct Live {
@@ -119,28 +95,15 @@ class LiveTest : public QObject {
         const QString command = "printf %s \"$0\" | ldapmodify -QNY GSSAPI >/dev/null";
         requireSame(QProcess::execute("sh", {"-c", command, ldif}), 0);
     }
-    pid_t serverProcess() const {
-        QFile file(m_place + "server.pid");
-        return file.open(QIODevice::ReadOnly) ? file.readAll().toInt() : 0;
-    }
-    /// Kills the server, and waits until another one answers.
-    void restartServer() const {
-        const auto before = serverProcess();
-        ::kill(before, SIGKILL);
-        require(QTest::qWaitFor([&] { return serverProcess() > 0 && serverProcess() != before; },
-                                60'000),
-                "the server does not come back");
-    }
-
 private Q_SLOTS:
     void initTestCase() {
-        QVERIFY2(serverProcess() > 0, "to be run by tests/support/samba_directory.py");
+        QVERIFY2(!m_server.isEmpty(), "to be run by tests/support/samba_directory.py");
         qputenv("LDAPTLS_REQCERT", "never"); // certificates are checked all the same
     }
     void init() { useTicket("admin.cc"); }
 
     void holdsTheContractAndExplainsRefusals() {
-        ldap::LdapEngine engine;
+        ldap::LdapEngine engine({2s, 2s, 10, {}}); // in many pages
         const test::ContractNames names{m_base,  "OU=Staff," + m_base, user("user0000"),
                                         m_store, m_accounts,           m_server};
         test::checkContract(engine, names);
@@ -153,32 +116,23 @@ private Q_SLOTS:
         QCOMPARE(stored(user("user0006")).text("mail"), "s@x");
     }
 
-    void aMoveAndARefreshTakeFewRoundTrips() {
+    void nothingTakesManyRoundTrips() {
         Live live;
         QStringList& made = live.calls.made;
-        made.clear();
-        QCOMPARE(live.move("Mailbox user0001", m_storeName), moved);
-        const auto refresh = made.indexOf("read "); // the root object
-        QVERIFY2(refresh > 0 && refresh <= 6, qPrintable(made.join('\n')));
-        // With 2 servers that answer, one that does not, 6 storage groups and 8 stores.
-        QVERIFY2(made.size() <= refresh + 47, qPrintable(made.join('\n')));
-    }
-
-    void aTickTakesFewRoundTrips() {
-        Live live;
-        for (const QString name : {"Mailbox user0010", "Mailbox user0013"})
+        for (const QString name : {"Mailbox user0010", "Mailbox user0013"}) {
+            made.clear();
             QCOMPARE(live.move(name, m_storeName), moved);
+        }
+        // With 2 servers that answer, one that does not, 6 storage groups and 8 stores.
+        QVERIFY2(made.size() <= 6 + 47, qPrintable(made.join('\n')));
         repopulation::frmRecreateMailboxStatus dialog(live.platform, nullptr);
-        auto* timer = dialog.findChild<QTimer*>("tmrElapsed");
         dialog.Prepare(live.frame.state().MovedMailboxes);
-        QStringList& made = live.calls.made;
         for (int tick = 0; tick < 2; ++tick) {
             made.clear();
-            QMetaObject::invokeMethod(timer, "timeout");
+            QMetaObject::invokeMethod(dialog.findChild<QTimer*>("tmrElapsed"), "timeout");
         }
         // Three for each of the two, one for their store, one for its server.
-        QCOMPARE(made.filter("read ").size(), 5);
-        QCOMPARE(made.filter("find ").size(), 3);
+        QCOMPARE(made.filter(QRegularExpression("^(read|find) ")).size(), 8);
         QCOMPARE(made.filter("open ").size(), 2);
         QCOMPARE(made.size(), 10); // no session in particular
         QVERIFY(!dialog.IsSuccessful());
@@ -208,16 +162,13 @@ private Q_SLOTS:
             change(added(user(name), "user\nmailNickname: " + name.left(1) + "\nmail: " + name +
                                          "@x\ndisplayName: " + name + "\n" + addresses +
                                          "homeMDB: " + m_accounts));
-        const auto attributes = [&] {
-            std::map<QString, QByteArrayList> all;
-            for (const QString& name : names)
-                for (auto& [attribute, values] : stored(user(name)).attributes) {
-                    auto& sorted = all[name + attribute] = values;
-                    std::sort(sorted.begin(), sorted.end());
-                    if (QStringList{"uSNChanged", "whenChanged"}.contains(attribute))
-                        sorted.clear();
-                }
-            return all;
+        const auto attributes = [] { // without what counts each change
+            QProcess search;
+            search.start("sh", {"-c", "for name in many änderte; do ldapsearch -QNY GSSAPI -LLL "
+                                      "-o ldif-wrap=no -b DC=rehome,DC=test cn=$name |"
+                                      "grep -v '^uSNChanged\\|^whenChanged' | sort; done"});
+            require(search.waitForFinished(), "ldapsearch does not end");
+            return search.readAllStandardOutput();
         };
         const auto before = attributes();
         QTemporaryFile file;
@@ -231,45 +182,39 @@ private Q_SLOTS:
         change("dn: " + user("änderte") + "\nchangetype: modify\nreplace: mail\nmail: new@x\n");
         for (const auto& record : live.frame.state().MovedMailboxes)
             record->UpdateEmail();
-        QVERIFY(attributes() != before);
+        QVERIFY(before.count("\nhomeMDB: ") == 2 && attributes() != before);
         QCOMPARE(QProcess::execute("ldapmodify", {"-cQNY", "GSSAPI", "-f", file.fileName()}), 0);
-        QVERIFY(attributes() == before);
+        QCOMPARE(attributes(), before);
         for (const QString& name : names)
             change("dn: " + user(name) + "\nchangetype: delete\n");
     }
 
     void goesByWhatHasBecomeOfUserAndStore() {
-        for (const QString& name :
-             QStringList{"renamed user", "deleted user", "renamed store", "deleted store"}) {
-            const bool ofUser = name.endsWith("user"), moves = name == "renamed user";
-            const QString rename = "moddn\nnewrdn: CN=now " + name + "\ndeleteoldrdn: 1";
+        const QString rename = "moddn\nnewrdn: CN=now renamed %1\ndeleteoldrdn: 1";
+        for (const auto& [name, become, recorded] : {
+                 std::tuple(QString("renamed user"), rename.arg("user"), m_store),
+                 {"moved user", "modify\nreplace: homeMDB\nhomeMDB: " + m_accounts, m_accounts},
+                 {"deleted user", "delete", ""},
+                 {"renamed store", rename.arg("store"), ""},
+                 {"deleted store", "delete", ""},
+             }) {
+            const bool ofUser = name.endsWith("user"), moves = !recorded.isEmpty();
             const QString store = "CN=" + name + ',' + m_group;
             change(added(store, "msExchPrivateMDB\nsystemFlags: 1073741824") +
                    added(user(name), "user\nmailNickname: d\nmail: " + QString(name).remove(' ') +
                                          "@x\ndisplayName: " + name + "\nhomeMDB: " + m_store));
             Live live;
-            change("dn: " + (ofUser ? user(name) : store) +
-                   "\nchangetype: " + (name.startsWith("renamed") ? rename : "delete"));
+            change("dn: " + (ofUser ? user(name) : store) + "\nchangetype: " + become);
             QCOMPARE(live.move(name, m_groupName + name), moves ? moved : failed);
             QCOMPARE(live.desktop.shown.size(), moves ? 2 : 3);
             QString now;
             for (const QString& someone : {user(name), user("now " + name)})
                 errorOf([&] { now += home(someone); });
             QCOMPARE(now, moves ? store : QString());
+            if (moves) // where it was then
+                QCOMPARE(live.journal.records.at(0).Attributes.at(0).Values.at(0),
+                         recorded.toUtf8());
         }
-    }
-
-    void theLaterOfTwoToolsWins() {
-        Live first, second;
-        const QString name = "Mailbox user0004";
-        second.desktop.whileShown = [&] {
-            if (first.desktop.shown.isEmpty())
-                requireSame(first.move(name, m_groupName + "Accounts, Sales"), moved);
-        };
-        QCOMPARE(second.move(name, m_storeName), moved);
-        QCOMPARE(home(user("user0004")), m_store);
-        // Where it was then.
-        requirePart(second.journal.records.at(0).Attributes.at(0).Values.at(0), "CN=Accounts");
     }
 
     void anyNameSurvives() {
@@ -292,6 +237,7 @@ private Q_SLOTS:
     void signingOnSaysWhatIsMissing() {
         // Another spelling of the address, which the certificate does not hold.
         const QString alias = QString::number(ntohl(inet_addr(qPrintable(m_address))));
+        const QString silent = qEnvironmentVariable("REHOME_TEST_WEB") + "5:443";
         const QString starting = "ldap://%1/??\?\?%2StartTLS";
         using Case = std::tuple<const char*, QStringList, QString>;
         for (const auto& [ticket, servers, said] :
@@ -301,6 +247,8 @@ private Q_SLOTS:
                          {"admin.cc", {"ldap://127.77.255.254", "ldap://" + m_address}, ""},
                          {"admin.cc", {"ldaps://" + m_address}, ""},
                          {"admin.cc", {starting.arg(m_address, "!")}, ""},
+                         {"admin.cc", {"ldaps://" + silent}, "no answer within 2 seconds"},
+                         {"admin.cc", {starting.arg(silent, "!")}, "no answer within 2 seconds"},
                          {"admin.cc", {"ldaps://" + alias}, "is not trusted"},
                          {"admin.cc", {starting.arg(alias, "")}, "is not trusted"}}) {
             useTicket(ticket);
@@ -310,90 +258,20 @@ private Q_SLOTS:
         }
     }
 
-    void listsThousandsOrFails() {
-        const engine::SearchRequest everybody{
-            m_base, engine::Scope::Subtree, "(sAMAccountName=crowd*)", {"cn"}};
-        ldap::LdapEngine engine = limited();
-        const auto session = engine.openSession();
-        const QStringList listed = test::names(*session, everybody);
-        QCOMPARE(QSet<QString>(listed.begin(), listed.end()).size(), 3000);
-        const auto entries = session->search(everybody);
-        QVERIFY(entries->next());
-        restartServer();
-        const QString cut = errorOf([&] {
-            while (entries->next())
-                ;
-        });
-        requirePart(cut, "connection to the server was lost");
-        // Afterwards it works again, and a restart between two operations is not noticed.
-        QCOMPARE(test::one(*session, user("user0003")).text("mail"), "user0003@rehome.test");
-        restartServer();
-        session->modify(user("user0004"), {{"mail", {"user0004@rehome.test"}}});
-    }
-
     void aSilentNameServerCostsNoMoreThanTheLimit() {
-        const int silent = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{AF_INET, htons(53), {inet_addr("127.77.255.253")}, {}};
-        QCOMPARE(bind(silent, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        QString said;
-        QElapsedTimer time;
-        withFile("/etc/resolv.conf", "nameserver 127.77.255.253\n", [&] {
-            time.start();
-            said =
-                errorOf([] { ldap::checkTcpPort("no.rehome.test", 135, QDeadlineTimer(500ms)); });
-        });
-        requirePart(said, "not looked up in time");
-        QVERIFY(time.elapsed() < 1000);
-        close(silent);
-    }
-
-    void onlySealsAndOnlyForTheServerNamed() {
-        QProcess weak; // the client library reads its settings once
-        weak.setProcessChannelMode(QProcess::MergedChannels);
-        weak.start("env", {"LDAPSASL_MECH=GSSAPI", "LDAPSASL_SECPROPS=maxssf=1",
-                           QCoreApplication::applicationFilePath(), "-nocrashhandler",
-                           "holdsTheContractAndExplainsRefusals"});
-        QVERIFY(weak.waitForFinished());
-        requirePart(weak.readAll(), "Signing on at");
-        QString said;
-        withFile("/etc/hosts", m_address.toUtf8() + " somebody.else.test\n",
-                 [&] { said = errorOf([] { (void)limited().openSession(); }); });
-        QCOMPARE(said, QString());
-    }
-
-    void aTicketThatRanOutAndWasRenewedIsNotNoticed() {
-        const auto sign = [&](const QString& life) { // without a ticket-granting one: too short
-            const QString command =
-                "echo Throw-away1 | kinit -l $0 -S ldap/$1 -c $2 Administrator >/dev/null";
-            const QString cache = m_place + "short.cc";
-            requireSame(QProcess::execute("sh", {"-c", command, life, m_address, cache}), 0);
-        };
-        sign("3s");
-        useTicket("short.cc");
-        ldap::LdapEngine engine = limited();
-        const auto reads = engine.openSession(), writes = engine.openSession();
-        const auto read = [&] { return test::one(*reads, user("user0005")).text("mail"); };
-        QCOMPARE(read(), "user0005@rehome.test");
-        QTest::qSleep(4000);
-        requirePart(errorOf(read), "run kinit");
-        sign("1h");
-        QCOMPARE(read(), "user0005@rehome.test");
-        writes->modify(user("user0005"), {{"mail", {"user0005@rehome.test"}}});
-    }
-
-    void aFrozenServerEndsInAnError() {
-        ldap::LdapEngine engine = limited();
-        const auto session = engine.openSession();
-        ::kill(serverProcess(), SIGSTOP);
-        const QDeadlineTimer limit(9s);
-        const QStringList said{
-            errorOf([&] { test::one(*session, ""); }), errorOf([&] { test::one(*session, ""); }),
-            errorOf([&] { (void)limited({"ldaps://" + m_address}).openSession(); })};
-        ::kill(serverProcess(), SIGCONT);
+        const QDeadlineTimer limit(1s);
+        requirePart(
+            errorOf([] { ldap::checkTcpPort("no.rehome.test", 135, QDeadlineTimer(500ms)); }),
+            "not looked up in time");
         QVERIFY(!limit.hasExpired());
-        for (const QString& one : said)
-            requirePart(one, "no answer within 2 seconds");
-        QCOMPARE(test::one(*session, user("user0005")).text("mail"), "user0005@rehome.test");
+    }
+
+    void onlySeals() {
+        const QString weak = // the client library reads its settings once
+            "LDAPSASL_MECH=GSSAPI LDAPSASL_SECPROPS=maxssf=1 $0 -nocrashhandler "
+            "holdsTheContractAndExplainsRefusals 2>&1 | grep -q 'Signing on at'";
+        requireSame(QProcess::execute("sh", {"-c", weak, QCoreApplication::applicationFilePath()}),
+                    0);
     }
 };
 
