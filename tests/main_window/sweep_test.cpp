@@ -1,18 +1,15 @@
 #include "journal/kept_journal.h"
 #include "journal/recovery_ldif.h"
-#include "main_window/main_window.h"
-#include "support/failing_calls.h"
-#include "support/rehearsal.h"
+#include "support/window_driver.h"
 
+#include <QLabel>
 #include <QRadioButton>
 #include <QRegularExpression>
-#include <QTest>
 
 #include <sys/mman.h>
 #include <unistd.h>
 
 using namespace rehome;
-using platform::Icon;
 using test::Fault;
 using test::OrganisationText;
 
@@ -49,28 +46,18 @@ OrganisationText organisation() {
     return text;
 }
 
-/// "title: text", an exclamation mark before what is critical.
-QString boxText(const QString& text, const QString& title = {}, Icon icon = Icon::None) {
-    return QString(icon == Icon::Critical ? "!" : "") + title + ": " + text;
-}
-
-/// The process has ended: thrown through the signal that a handler hangs on.
-struct Ended {};
-
 /// One run of the tool: all that happens in it, in order.
-struct Run final : test::Rehearsal, platform::Desktop, platform::Journal {
-    test::FailingCalls calls;
-    engine::ObservedEngine observed{engine, probe, opener, calls};
+struct Run final : platform::Journal, test::Window {
     const int stream = memfd_create("recovery", 0);
     journal::KeptJournal kept{journal::KeptJournal::Of::Rehearsal, stream};
-    platform::Platform platform{observed, observed, observed, network, *this, *this};
-    main_window::frmMain frame{platform, "test"};
-    QStringList shown; ///< boxes; of a reason only the mailbox that it names
+    const embedded::Organisation& organisation = rehearsal.organisation;
     QStringList wrong;
     std::map<QString, engine::Entry> before; ///< the users
     std::map<QString, QByteArray> undo;      ///< each one's record, by distinguished name
 
-    Run() : Rehearsal(::organisation()) {
+    Run() : Window(::organisation(), nullptr, this) {
+        desktop.unseen = true;
+        desktop.whileShown = [this] { checkReason(desktop.shown.last().Text); };
         for (const char* user : {"u1", "u2", "u3", "u4", "u5"}) {
             before[user] = *organisation.object(dn(user));
             platform::RecoveryRecord record{dn(user), {}, {}};
@@ -79,7 +66,7 @@ struct Run final : test::Rehearsal, platform::Desktop, platform::Journal {
             undo[dn(user)] = '\n' + toLdif(record, journal::Naming::ByName);
         }
     }
-    ~Run() override { close(stream); }
+    ~Run() override { ::close(stream); }
     void require(bool right, const QString& what) {
         if (!right)
             wrong += what;
@@ -95,7 +82,7 @@ struct Run final : test::Rehearsal, platform::Desktop, platform::Journal {
     /// A call too.
     void Keep(const platform::RecoveryRecord& record) override {
         const QString& name = record.DistinguishedName;
-        const int call = -int(calls.made.size()) - 1;
+        const int call = -int(calls.log.size()) - 1;
         calls.asks(call, "record " + name);
         kept.Keep(record);
         require(written().contains(undo[name]), "the record of " + name);
@@ -106,67 +93,42 @@ struct Run final : test::Rehearsal, platform::Desktop, platform::Journal {
         kept.Tell(event, text, who);
     }
 
-    platform::Answer Show(const platform::MessageBox& box) override {
-        QString text = box.Text;
+    /// Leaves of a reason only the mailbox that it names.
+    void checkReason(QString& text) {
         if (text.startsWith(notListed + "refused"))
             text = notListed;
-        if (text.startsWith(notCreated)) {
-            const QString reason = text.mid(notCreated.size());
-            const QString user = QRegularExpression("\\bu\\d(?=@t\\b)").match(reason).captured();
-            text = notCreated + user;
-            const QString at = home(user),
-                          has = at.isEmpty() ? "no mailbox now" : "a mailbox on " + at;
-            require((reason.startsWith("refused") ||
-                     reason.startsWith(dn(user) + " still has a mailbox on " + at)) &&
-                        (reason.contains(user + "@t has " + has + '.') ||
-                         reason.contains("It is not known whether " + user + "@t has")),
-                    "reason: " + reason);
-        }
-        shown += boxText(text, box.Title, box.Icon);
-        return box.Buttons == platform::Buttons::YesNo ? platform::Answer::Yes
-                                                       : platform::Answer::Ok;
+        if (!text.startsWith(notCreated))
+            return;
+        const QString reason = text.mid(notCreated.size());
+        const QString user = QRegularExpression("\\bu\\d(?=@t\\b)").match(reason).captured();
+        text = notCreated + user;
+        const QString at = home(user), has = at.isEmpty() ? "no mailbox now" : "a mailbox on " + at;
+        require((reason.startsWith("refused") ||
+                 reason.startsWith(dn(user) + " still has a mailbox on " + at)) &&
+                    (reason.contains(user + "@t has " + has + '.') ||
+                     reason.contains("It is not known whether " + user + "@t has")),
+                "reason: " + reason);
     }
-    [[noreturn]] void End(int) override { throw Ended(); }
-    [[noreturn]] void Fail(const QString& description) override {
-        shown += description.isEmpty() ? "no reason" : "fatal";
-        throw Ended();
+    /// The boxes as "title: text", an exclamation mark before what is critical.
+    QStringList shown() const {
+        QStringList all;
+        for (const auto& box : desktop.shown)
+            all += (box.Icon == platform::Icon::Critical ? "!" : "") + box.Title + ": " + box.Text;
+        return all;
     }
-    bool Ending() const override { return false; }
-    void HoldEnding() override {}
-    void ReleaseEnding() override {}
 
-    template <class Control>
-    Control& control(const char* name) {
-        return *frame.findChild<Control*>(name);
-    }
-    void pick(const char* list, const QString& text) {
-        auto& combo = control<main_window::ListCombo>(list);
-        combo.setText(text);
-        Q_EMIT combo.Click();
-    }
-    void press(const char* button) { Q_EMIT control<QPushButton>(button).clicked(); }
     void moveBatch(const char* source) {
         control<QRadioButton>(source).click();
-        pick("comboSourceMBx", "EX2:SG\\C");
-        pick("comboDestMBx", "EX1:SG\\B");
-        press("btnMove");
+        choose("comboSourceMBx", "EX2:SG\\C");
+        choose("comboDestMBx", "EX1:SG\\B");
+        Q_EMIT button("btnMove").clicked();
     }
     /// Closes the window, and the dialog where it is not to give up by itself.
     void leave(bool givingUp) {
-        QTimer driver;
-        QObject::connect(&driver, &QTimer::timeout, [&] {
-            auto* dialog = QApplication::activeModalWidget();
-            if (!dialog)
-                return;
-            auto* timer = dialog->findChild<QTimer*>("tmrElapsed");
-            if (timer->interval() > 0)
-                timer->setInterval(0);
-            if (!givingUp && dialog->findChild<QLabel*>("lblElapsedTime")->text() > "00:00:01")
-                dialog->close();
+        close([&](QWidget& dialog) {
+            if (!givingUp && dialog.findChild<QLabel*>("lblElapsedTime")->text() > "00:00:01")
+                dialog.close();
         });
-        driver.start(0);
-        qint16 cancel = 1;
-        frame.Form_Unload(cancel);
     }
 };
 
@@ -185,41 +147,42 @@ class SweepTest : public QObject {
     /// The boxes of a part, by which of its calls have failed.
     static QStringList boxes(const Run& run, const Part& part) {
         const bool one = part.name == "one", closing = part.name == "closing";
-        const auto count = int(part.chosen.size());
+        const auto count = part.chosen.size();
         QStringList all, failed;
         for (const QString& user : part.chosen)
             if (closing ? !opened(run, user) : !created(run, user))
-                failed += boxText(notCreated + user, {}, Icon::Critical);
-        const QString gaveUp = "Fatal:Failed to recreate mailbox in specified timeframe";
+                failed += "!: " + notCreated + user;
         if (closing)
-            return QStringList(boxText(gaveUp, {}, Icon::Critical)).mid(failed.isEmpty()) +
+            return QStringList("!: Fatal:Failed to recreate mailbox in specified timeframe")
+                       .mid(failed.isEmpty()) +
                    summary(part);
-        if (count > 0)
-            all += boxText(one ? "Are you sure you want to move Display u2 from \r\n-> EX2:SG\\C"
-                                 "\r\n\t\t- TO -\r\n-> EX1:SG\\B"
-                               : "Are you Sure You want to Move selected MailBoxes to -\r\n\r\n"
-                                 "-> EX1:SG\\B",
-                           " Move Mailbox ");
+        if (one)
+            all += " Move Mailbox : Are you sure you want to move Display u2 from \r\n-> EX2:SG\\C"
+                   "\r\n\t\t- TO -\r\n-> EX1:SG\\B";
+        else if (count > 0)
+            all += " Move Mailbox : Are you Sure You want to Move selected MailBoxes to -\r\n\r\n"
+                   "-> EX1:SG\\B";
         all += failed;
         if (one)
-            all += failed.isEmpty() ? boxText("MailBox moved successfully", "Mailbox move")
-                                    : boxText("Failed to move mailbox");
+            all += failed.isEmpty() ? "Mailbox move: MailBox moved successfully"
+                                    : ": Failed to move mailbox";
         else if (count > 0 && failed.isEmpty())
-            all += boxText(QString("%1 MailBoxes Moved Successfully").arg(count));
+            all += QString(": %1 MailBoxes Moved Successfully").arg(count);
         else if (count > 0)
-            all += boxText(
-                QString("ERROR : Unable to move %1 MailBoxes of %2").arg(failed.size()).arg(count));
+            all += QString(": ERROR : Unable to move %1 MailBoxes of %2")
+                       .arg(failed.size())
+                       .arg(count);
         if (run.calls.any("session", {}, true) || run.calls.any("read", {}, true) ||
             run.calls.any("find", "CN=Configuration,DC=t", true))
-            all += "fatal";
+            all += ": fatal";
         else if (run.calls.any("find", "DC=t", true))
-            all += boxText(notListed);
+            all += ": " + notListed;
         return all;
     }
     static QStringList summary(const Part& part) {
-        const QString text = "The following mailboxes were moved :\t\r\n\r\n\t" +
-                             part.chosen.join("@t\r\n\t") + "@t";
-        return QStringList(boxText(text, "Moved Mailboxes")).mid(part.chosen.isEmpty());
+        return QStringList("Moved Mailboxes: The following mailboxes were moved :\t\r\n\r\n\t" +
+                           part.chosen.join("@t\r\n\t") + "@t")
+            .mid(part.chosen.isEmpty());
     }
     static bool opened(const Run& run, const QString& user) {
         return run.calls.any("open", dn(user), false);
@@ -231,17 +194,17 @@ class SweepTest : public QObject {
     /// The stores listed are those whose state was told; a server that failed is asked no more.
     static void checkList(Run& run, bool complete) {
         QStringList told;
-        for (size_t i = run.calls.armed; i < run.calls.made.size(); ++i) {
-            const auto& made = run.calls.made[i];
+        for (size_t i = run.calls.armed; i < run.calls.log.size(); ++i) {
+            const auto& made = run.calls.log[i];
             if (made.call == "status" && !made.failed)
                 told += made.object;
             const QString server = made.object.section("CN=InformationStore,", -1);
             run.require(!made.failed || !server.contains(",CN=Servers,") ||
-                            !run.calls.made[i + 1].object.endsWith(server),
+                            !run.calls.log[i + 1].object.endsWith(server),
                         "a server is asked again");
         }
-        const main_window::State& state = run.frame.state();
-        auto listed = run.control<main_window::FlexGrid>("msfgMain").Rows() - 1;
+        const main_window::State& state = run.state;
+        auto listed = run.grid.Rows() - 1;
         for (const auto& [user, as] : run.before)
             listed -= !run.home(user).isEmpty();
         run.require(state.StoreList.Count() == told.size() && (!complete || listed == 0) &&
@@ -288,7 +251,7 @@ class SweepTest : public QObject {
     /// stream tell of every moved mailbox what has become of it.
     static void checkStream(Run& run, const Part& part) {
         QStringList records;
-        for (const auto& made : run.calls.made) {
+        for (const auto& made : run.calls.log) {
             if (made.call == "record" && !made.failed)
                 records += made.object;
             run.require(made.call != "modify" || !made.details.startsWith("homeMDB=;") ||
@@ -320,33 +283,33 @@ class SweepTest : public QObject {
             try {
                 act(run);
                 return true;
-            } catch (const Ended&) {
+            } catch (const test::TestDesktop::Ended&) {
             } catch (const Error&) { // of the start-up
-                run.shown += "fatal";
+                run.desktop.shown.append({"fatal"});
             }
             return false;
         };
         part.before(run);
-        run.shown.clear();
+        run.desktop.shown.clear();
         run.calls.arm(fault, n);
         const bool goesOn = tries(part.act);
         if (!run.calls.struck)
             return false;
         ++m_tried;
         const QStringList expected = boxes(run, part);
-        run.require(run.shown == expected,
-                    "boxes: " + run.shown.join(" / ") + " instead of " + expected.join(" / "));
+        run.require(run.shown() == expected,
+                    "boxes: " + run.shown().join(" / ") + " instead of " + expected.join(" / "));
         QStringList moved;
-        for (const auto& user : run.frame.state().MovedMailboxes)
+        for (const auto& user : run.state.MovedMailboxes)
             moved += user->GetMail().chopped(2);
         run.require(moved == part.chosen, "moved: " + moved.join(' '));
         checkUsers(run, part);
         if (goesOn) {
-            checkList(run, !run.shown.contains(boxText(notListed)));
+            checkList(run, !run.shown().contains(": " + notListed));
             run.calls.disarm();
-            run.shown.clear();
+            run.desktop.shown.clear();
             tries([](Run& r) { r.leave(false); });
-            run.require(run.shown == summary(part), "summary: " + run.shown.join(" / "));
+            run.require(run.shown() == summary(part), "summary: " + run.shown().join(" / "));
             checkUsers(run, part);
         }
         const bool recovers = goesOn || (part.name == "closing" && fault < Fault::OnItsObject);
@@ -374,13 +337,14 @@ private Q_SLOTS:
         };
         for (const Part& part :
              {Part{"start-up", {}, [](Run&) {}, load},
-              Part{"refresh", {}, load, [](Run& run) { run.press("btnRefresh"); }},
+              Part{
+                  "refresh", {}, load, [](Run& run) { Q_EMIT run.button("btnRefresh").clicked(); }},
               Part{"one",
                    {"u2"},
                    load,
                    [](Run& run) {
-                       run.control<main_window::FlexGrid>("msfgMain").setRow(2);
-                       run.pick("comboStoreName", "EX1:SG\\B");
+                       run.grid.setRow(2);
+                       run.choose("comboStoreName", "EX1:SG\\B");
                    }},
               Part{"all", {"u1", "u2", "u3", "u5"}, load, batch("rdoALL")},
               Part{"by state", {"u3", "u5"}, load, batch("rdoCriteria")},

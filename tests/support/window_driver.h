@@ -12,7 +12,9 @@ namespace rehome::test {
 
 /// The main window over a rehearsal, driven as a person would.
 struct Window {
-    explicit Window(const OrganisationText& text = smallOrganisation()) : rehearsal(text) {}
+    explicit Window(const OrganisationText& text = smallOrganisation(),
+                    platform::Desktop* other = nullptr, platform::Journal* kept = nullptr)
+        : rehearsal(text, other, kept) {}
 
     /// Loads and shows it.
     Window& open() {
@@ -74,10 +76,32 @@ struct Window {
             all += combo(list).itemText(i);
         return all.join(' ');
     }
+    /// The same where the window is not shown.
+    void choose(const char* list, const QString& text) {
+        combo(list).setText(text);
+        Q_EMIT combo(list).Click();
+    }
     /// Moves a row's mailbox with the chooser.
     void moveRow(int row, const QString& store) {
         clickCell(row, 1);
         pick(chooser(), store);
+    }
+    /// Closes it. The seconds of the repopulation dialog pass at once; `meanwhile` runs again and
+    /// again while it is shown.
+    void close(const std::function<void(QWidget& dialog)>& meanwhile = [](QWidget&) {}) {
+        QTimer driver;
+        QObject::connect(&driver, &QTimer::timeout, [&] {
+            QWidget* dialog = QApplication::activeModalWidget();
+            auto* timer = dialog ? dialog->findChild<QTimer*>("tmrElapsed") : nullptr;
+            if (!timer)
+                return;
+            if (timer->interval() > 0)
+                timer->setInterval(0);
+            meanwhile(*dialog);
+        });
+        driver.start(0);
+        qint16 cancel = 1;
+        frame.Form_Unload(cancel);
     }
     /// A user's values as the directory holds them now.
     QString values(const char* user, const char* attribute) const {
