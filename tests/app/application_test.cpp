@@ -1,18 +1,12 @@
 // The process as a whole, in programs that this one starts of itself.
 #include "app/composition.h"
-#include "main_window/list_combo.h"
-#include "main_window/main_window.h"
-#include "platform/platform.h"
-#include "support/rehearsal.h"
+#include "support/window_driver.h"
 
 #include <QDialog>
 #include <QIcon>
 #include <QLabel>
 #include <QProcess>
-#include <QPushButton>
 #include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
 
 #include <csignal>
 #include <cstdio>
@@ -55,52 +49,31 @@ void limitFiles(rlim_t size) {
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-/// Asks for the end of the process from outside, at the call that contains `at`.
-struct Asking final : engine::Observer {
-    QString at;
-    void asks(int, const QString& text) override {
-        if (!at.isEmpty() && text.contains(at))
-            std::raise(SIGTERM);
-    }
-    void finds(int, const QString&) override {}
-    void ends(int, const QString&) noexcept override {}
-};
-
-/// Moves mailboxes of a small organisation: one, twice in a row, or all.
+/// Moves mailboxes of a small organisation: one, at a second try or not, or all.
 int move(app::Application& application, const QByteArray& what) {
-    auto organisation = embedded::readOrganisation(test::smallOrganisation().ldif(), "test");
-    embedded::EmbeddedEngine engine(organisation);
-    embedded::EmbeddedProbe probe(organisation);
-    embedded::EmbeddedOpener opener(organisation);
-    embedded::EmbeddedNetwork network(organisation);
-    Asking asking;
-    engine::ObservedEngine observed(engine, probe, opener, asking);
-    const platform::Platform platform(observed, observed, observed, network, application,
-                                      application.journal());
-    main_window::frmMain frame(platform, "Test");
-    frame.Form_Load();
-    frame.show();
-    const auto pick = [&](const char* list) {
-        auto* combo = frame.findChild<main_window::ListCombo*>(list);
-        combo->setText("EX1:SG\\B");
-        Q_EMIT combo->Click();
+    test::Window w(test::smallOrganisation(), &application, &application.journal());
+    w.frame.Form_Load();
+    w.frame.show();
+    const auto moveFirst = [&] {
+        w.grid.setRow(1);
+        w.choose("comboStoreName", "EX1:SG\\B");
     };
-    if (what == "half")
-        limitFiles(rlim_t(lseek(2, 0, SEEK_CUR)) + 100);
-    if (what == "drop") {
-        asking.at = "modify";
-        pick("comboDestMBx");
-        frame.findChild<QPushButton*>("btnMove")->click();
-    } else {
-        frame.findChild<main_window::FlexGrid*>()->setRow(1);
-        pick("comboStoreName");
-    }
     if (what == "half") {
+        limitFiles(rlim_t(lseek(2, 0, SEEK_CUR)) + 100);
+        moveFirst();
         limitFiles(RLIM_INFINITY);
-        frame.findChild<main_window::FlexGrid*>()->setRow(1);
-        pick("comboStoreName");
     }
-    std::printf("home: %s\n", organisation.object("CN=u1,DC=t")->values("homeMDB")[0].data());
+    if (what == "drop") { // the end of the process is asked for from outside
+        w.calls.meanwhile = [](const QString& call) {
+            if (call.startsWith("modify"))
+                std::raise(SIGTERM);
+        };
+        w.choose("comboDestMBx", "EX1:SG\\B");
+        w.button("btnMove").click();
+    } else {
+        moveFirst();
+    }
+    std::puts(qPrintable("home: " + w.values("u1", "homeMDB")));
     return 0;
 }
 

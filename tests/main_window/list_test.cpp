@@ -21,14 +21,6 @@ private Q_SLOTS:
         for (const char* list : {"comboDestMBx", "comboStoreName"})
             QCOMPARE(w.items(list), "EX1:SG\\A EX1:SG\\B");
         QCOMPARE(w.items("comboStatus"), "Offline Online Dismounting Mounting Unreachable");
-        for (const auto& [list, text] : {std::pair("comboStatus", "Offline"),
-                                         {"comboStoreName", "EX1:SG\\A"},
-                                         {"comboSourceMBx", "--- Click to Select ---"},
-                                         {"comboDestMBx", "--- Click to Select ---"}})
-            QCOMPARE(w.combo(list).Text(), text);
-        QVERIFY(!w.combo("comboSourceMBx").isEnabled() && !w.combo("comboStatus").isEnabled());
-        QVERIFY(w.button("btnMove").isEnabled() && w.button("btnRefresh").isEnabled());
-        QVERIFY(w.chooser().isVisible());
     }
 
     void callOrder() {
@@ -101,10 +93,7 @@ private Q_SLOTS:
             int modelRows = 0;
             w.desktop.whileShown = [&] { modelRows = w.grid.model()->rowCount(); };
             w.open();
-            const auto& box = w.desktop.shown.value(0);
-            QVERIFY(box.Text.startsWith("Failed to refresh list of mailboxes. Error="));
-            QVERIFY2(box.Text.contains(told), qPrintable(box.Text));
-            QVERIFY(box.Icon == platform::Icon::None && box.Title.isNull());
+            QVERIFY2(w.desktop.texts().value(0).contains(told), told);
             QCOMPARE(modelRows, 30); // visible behind the message already
             QCOMPARE(w.state.GridMailboxes.Count(), 29);
             // The journal has all that is wrong, with those whom the list did not reach.
