@@ -13,39 +13,29 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <thread>
 
 using namespace rehome;
 
 namespace {
 
-struct Failing final : QObject {
-    bool event(QEvent*) override { throw Error("it failed"); }
-};
-
-/// An object's event fails, or a modal dialog's tick.
-int fail(app::Application& application, bool tick) {
+/// An event fails, or a modal dialog's tick.
+int fail(app::Application& application, bool inTick) {
     QDialog dialog;
-    Failing object;
-    const std::function<void()> failing = [&] {
+    const std::function<void()> event = [] { throw Error("it failed"); };
+    const std::function<void()> tick = [&] {
         platform::runHandler(application, [&] {
-            QTimer::singleShot(0, &application, failing); // while the box is shown
-            throw Error("it failed");
+            QTimer::singleShot(0, &application, tick); // while the box is shown
+            event();
         });
     };
-    if (tick)
-        QTimer::singleShot(1, &application, failing);
-    else
-        QCoreApplication::postEvent(&object, new QEvent(QEvent::User));
+    QTimer::singleShot(1, &application, inTick ? tick : event);
     dialog.exec();
     std::puts("it went on");
     return 0;
 }
 
 void limitFiles(rlim_t size) {
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = size;
+    const rlimit limit{size, RLIM_INFINITY};
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
@@ -64,8 +54,8 @@ int move(app::Application& application, const QByteArray& what) {
         limitFiles(RLIM_INFINITY);
     }
     if (what == "drop") { // the end of the process is asked for from outside
-        w.calls.meanwhile = [](const QString& call) {
-            if (call.startsWith("modify"))
+        w.calls.meanwhile = [](const auto& made) {
+            if (made.call == "modify")
                 std::raise(SIGTERM);
         };
         w.choose("comboDestMBx", "EX1:SG\\B");
@@ -73,7 +63,7 @@ int move(app::Application& application, const QByteArray& what) {
     } else {
         moveFirst();
     }
-    std::puts(qPrintable("home: " + w.values("u1", "homeMDB")));
+    std::puts(qPrintable("home: " + w.values("u1")));
     return 0;
 }
 
@@ -162,9 +152,6 @@ private Q_SLOTS:
                  qPrintable(seen.out));
         const Seen whole = run("\"$0\" one 2>stream");
         QCOMPARE(withoutComments(seen.stream), withoutComments(whole.stream));
-        QVERIFY(whole.stream.contains("\n\ndn:: PEdVSUQ9"));
-        QCOMPARE(whole.stream.count("\n-\n"), 8);
-        QVERIFY(whole.stream.contains("\nreplace: homeMTA\n-\n"));
     }
 
     void tellsTheSystemLog() {
@@ -173,17 +160,12 @@ private Q_SLOTS:
             QSKIP("this computer has a system log of its own");
         const int log = socket(AF_UNIX, SOCK_DGRAM, 0);
         const sockaddr_un address{AF_UNIX, "/dev/log"};
-        const auto* there = reinterpret_cast<const sockaddr*>(&address);
-        QVERIFY(bind(log, there, sizeof address) == 0);
-        QStringList lines;
-        std::thread reader([&] {
-            char line[2000];
-            for (ssize_t size = 0; (size = recv(log, line, sizeof line, 0)) > 1;)
-                lines += QString::fromUtf8(line, size).section(": ", 1);
-        });
+        QVERIFY(bind(log, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
         run("\"$0\" one 2>stream");
-        sendto(log, ".", 1, 0, there, sizeof address);
-        reader.join();
+        QStringList lines;
+        char line[2000];
+        for (ssize_t size = 0; (size = recv(log, line, sizeof line, MSG_DONTWAIT)) > 0;)
+            lines += QString::fromUtf8(line, size).section(": ", 1);
         close(log);
         QFile::remove(place);
         QCOMPARE(lines.size(), 4);

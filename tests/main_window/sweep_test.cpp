@@ -24,9 +24,7 @@ const char* const faults[] = {"once", "after its effect", "on its object", "for 
 const QString notCreated = "Failed to create mailbox on new location:";
 const QString notListed = "Failed to refresh list of mailboxes. Error=";
 
-QString dn(const QString& user) {
-    return OrganisationText::userDN(user);
-}
+const auto dn = OrganisationText::userDN;
 
 /// Whole mailboxes: u1 and u2 on EX2's C, u3 and u5 on its D, which is offline, u4 on EX1's B.
 OrganisationText organisation() {
@@ -50,12 +48,16 @@ OrganisationText organisation() {
 struct Run final : platform::Journal, test::Window {
     const int stream = memfd_create("recovery", 0);
     journal::KeptJournal kept{journal::KeptJournal::Of::Rehearsal, stream};
-    const embedded::Organisation& organisation = rehearsal.organisation;
     QStringList wrong;
     std::map<QString, engine::Entry> before; ///< the users
     std::map<QString, QByteArray> undo;      ///< each one's record, by distinguished name
 
     Run() : Window(::organisation(), nullptr, this) {
+        calls.meanwhile = [this](const auto& made) {
+            require(made.call != "modify" || !made.details.startsWith("homeMDB=;") ||
+                        written().contains(undo[made.object]),
+                    made.object + " is dropped without its record");
+        };
         desktop.unseen = true;
         desktop.whileShown = [this] { checkReason(desktop.shown.last().Text); };
         for (const char* user : {"u1", "u2", "u3", "u4", "u5"}) {
@@ -75,17 +77,11 @@ struct Run final : platform::Journal, test::Window {
         QByteArray all(lseek(stream, 0, SEEK_END), '\0');
         return pread(stream, all.data(), size_t(all.size()), 0) < 0 ? QByteArray() : all;
     }
-    QString home(const QString& user) const {
-        return organisation.object(dn(user))->text("homeMDB");
-    }
-
     /// A call too.
     void Keep(const platform::RecoveryRecord& record) override {
-        const QString& name = record.DistinguishedName;
         const int call = -int(calls.log.size()) - 1;
-        calls.asks(call, "record " + name);
+        calls.asks(call, "record " + record.DistinguishedName);
         kept.Keep(record);
-        require(written().contains(undo[name]), "the record of " + name);
         calls.answers(call);
     }
     bool Holds(const QByteArray& guid) const override { return kept.Holds(guid); }
@@ -102,7 +98,8 @@ struct Run final : platform::Journal, test::Window {
         const QString reason = text.mid(notCreated.size());
         const QString user = QRegularExpression("\\bu\\d(?=@t\\b)").match(reason).captured();
         text = notCreated + user;
-        const QString at = home(user), has = at.isEmpty() ? "no mailbox now" : "a mailbox on " + at;
+        const QString at = values(user),
+                      has = at.isEmpty() ? "no mailbox now" : "a mailbox on " + at;
         require((reason.startsWith("refused") ||
                  reason.startsWith(dn(user) + " still has a mailbox on " + at)) &&
                     (reason.contains(user + "@t has " + has + '.') ||
@@ -135,8 +132,8 @@ struct Run final : platform::Journal, test::Window {
 /// What is done while calls fail. Its name says what it shows.
 struct Part {
     QString name;
-    QStringList chosen; ///< whose mailboxes are moved, in order
-    std::function<void(Run&)> before, act;
+    QStringList chosen;                    ///< whose mailboxes are moved, in order
+    QList<std::function<void(Run&)>> acts; ///< calls fail in the last
 };
 
 class SweepTest : public QObject {
@@ -206,7 +203,7 @@ class SweepTest : public QObject {
         const main_window::State& state = run.state;
         auto listed = run.grid.Rows() - 1;
         for (const auto& [user, as] : run.before)
-            listed -= !run.home(user).isEmpty();
+            listed -= !run.values(user).isEmpty();
         run.require(state.StoreList.Count() == told.size() && (!complete || listed == 0) &&
                         run.control<QComboBox>("comboStoreName").count() ==
                             told.filter(local).size(),
@@ -247,17 +244,8 @@ class SweepTest : public QObject {
         run.require(homeless <= 1, "one fault costs two mailboxes");
     }
 
-    /// Every drop has its record, written before it was sent, and the lines at the end of the
-    /// stream tell of every moved mailbox what has become of it.
+    /// The lines at the end of the stream tell of every moved mailbox what has become of it.
     static void checkStream(Run& run, const Part& part) {
-        QStringList records;
-        for (const auto& made : run.calls.log) {
-            if (made.call == "record" && !made.failed)
-                records += made.object;
-            run.require(made.call != "modify" || !made.details.startsWith("homeMDB=;") ||
-                            records.contains(made.object),
-                        made.object + " is dropped without a record");
-        }
         run.kept.tellStates();
         const QStringList all = QString::fromUtf8(run.written()).split('\n');
         QStringList lines = all.filter(" moved: ");
@@ -289,10 +277,11 @@ class SweepTest : public QObject {
             }
             return false;
         };
-        part.before(run);
+        for (const auto& act : part.acts.first(part.acts.size() - 1))
+            act(run);
         run.desktop.shown.clear();
         run.calls.arm(fault, n);
-        const bool goesOn = tries(part.act);
+        const bool closing = part.name == "closing", goesOn = tries(part.acts.last()) && !closing;
         if (!run.calls.struck)
             return false;
         ++m_tried;
@@ -308,14 +297,14 @@ class SweepTest : public QObject {
             checkList(run, !run.shown().contains(": " + notListed));
             run.calls.disarm();
             run.desktop.shown.clear();
-            tries([](Run& r) { r.leave(false); });
+            run.leave(false);
             run.require(run.shown() == summary(part), "summary: " + run.shown().join(" / "));
             checkUsers(run, part);
         }
-        const bool recovers = goesOn || (part.name == "closing" && fault < Fault::OnItsObject);
+        const bool recovers = goesOn || (closing && fault < Fault::OnItsObject);
         // Its old mailbox opens too, where the drop was refused and its store is online.
         for (const QString& user : part.chosen) {
-            const QString home = run.home(user);
+            const QString home = run.values(user);
             run.require(!recovers || opened(run, user) == (home == B || home == C),
                         user + " is not opened");
         }
@@ -331,31 +320,24 @@ class SweepTest : public QObject {
 private Q_SLOTS:
     void everyCall_data() {
         QTest::addColumn<Part>("part");
-        const auto load = [](Run& run) { run.frame.Form_Load(); };
-        const auto batch = [](const char* source) {
+        using Act = std::function<void(Run&)>;
+        const Act load = [](Run& run) { run.frame.Form_Load(); };
+        const Act refresh = [](Run& run) { Q_EMIT run.button("btnRefresh").clicked(); };
+        const Act one = [](Run& run) {
+            run.grid.setRow(2);
+            run.choose("comboStoreName", "EX1:SG\\B");
+        };
+        const auto batch = [](const char* source) -> Act {
             return [=](Run& run) { run.moveBatch(source); };
         };
+        const Act leave = [](Run& run) { run.leave(true); };
         for (const Part& part :
-             {Part{"start-up", {}, [](Run&) {}, load},
-              Part{
-                  "refresh", {}, load, [](Run& run) { Q_EMIT run.button("btnRefresh").clicked(); }},
-              Part{"one",
-                   {"u2"},
-                   load,
-                   [](Run& run) {
-                       run.grid.setRow(2);
-                       run.choose("comboStoreName", "EX1:SG\\B");
-                   }},
-              Part{"all", {"u1", "u2", "u3", "u5"}, load, batch("rdoALL")},
-              Part{"by state", {"u3", "u5"}, load, batch("rdoCriteria")},
-              Part{"from store", {"u1", "u2"}, load, batch("rdoFromStore")},
-              Part{"closing",
-                   {"u1", "u2"},
-                   [=](Run& run) {
-                       load(run);
-                       run.moveBatch("rdoFromStore");
-                   },
-                   [](Run& run) { run.leave(true); }}})
+             {Part{"start-up", {}, {load}}, Part{"refresh", {}, {load, refresh}},
+              Part{"one", {"u2"}, {load, one}},
+              Part{"all", {"u1", "u2", "u3", "u5"}, {load, batch("rdoALL")}},
+              Part{"by state", {"u3", "u5"}, {load, batch("rdoCriteria")}},
+              Part{"from store", {"u1", "u2"}, {load, batch("rdoFromStore")}},
+              Part{"closing", {"u1", "u2"}, {load, batch("rdoFromStore"), leave}}})
             QTest::newRow(qPrintable(part.name)) << part;
     }
     void everyCall() {

@@ -28,7 +28,7 @@ struct RecordedCalls final : engine::Observer {
     const Made* struck = nullptr; ///< the chosen call, once it has been made
     size_t armed = 0;             ///< the first that could be chosen
     bool breakOff = false;        ///< the next object found ends its search
-    std::function<void(const QString&)> meanwhile = [](const QString&) {}; ///< at each call
+    std::function<void(const Made&)> meanwhile = [](const Made&) {}; ///< at each call
 
     /// Chooses the n-th call from here on, from 0.
     void arm(Fault how, int n) {
@@ -52,10 +52,10 @@ struct RecordedCalls final : engine::Observer {
 
     void asks(int call, const QString& text) override {
         made += text;
-        meanwhile(text);
         const QString object = text.section(' ', 1, 1);
         Made& mine = log.emplace_back(
             Made{text.section(' ', 0, 0), m_names.value(object, object), text.section(' ', 2)});
+        meanwhile(mine);
         if (m_left-- == 0)
             struck = &mine;
         const bool meant = &mine == struck || m_fault == Fault::ForEver ||

@@ -21,12 +21,10 @@ PLACE = pathlib.Path(os.environ["REHOME_TEST_DIRECTORY"])
 WEB = os.environ["REHOME_TEST_WEB"]
 
 
-def changed_by_policy(user):
-    """As the recipient policy of a real organisation may do to whoever gets a new mailbox."""
+def change(user, *changes):
     subprocess.run(["ldapmodify", "-QNY", "GSSAPI"], check=True, stdout=subprocess.DEVNULL,
-                   text=True, input=f"dn: {user.dn}\nchangetype: modify\nreplace: mail\n"
-                   "mail: new@rehome.test\n-\nreplace: proxyAddresses\n"
-                   "proxyAddresses: SMTP:new@rehome.test\n")
+                   text=True, input="\n-\n".join((f"dn: {user.dn}\nchangetype: modify",
+                                                 *changes)).replace("\n-\n", "\n", 1))
 
 
 def repopulates(main):
