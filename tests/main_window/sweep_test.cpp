@@ -143,32 +143,29 @@ class SweepTest : public QObject {
 
     /// The boxes of a part, by which of its calls have failed.
     static QStringList boxes(const Run& run, const Part& part) {
-        const bool one = part.name == "one", closing = part.name == "closing";
-        const auto count = part.chosen.size();
-        QStringList all, failed;
+        const bool closing = part.name == "closing";
+        const QString count = QString::number(part.chosen.size());
+        QStringList failed;
         for (const QString& user : part.chosen)
             if (closing ? !opened(run, user) : !created(run, user))
                 failed += "!: " + notCreated + user;
+        const bool well = failed.isEmpty();
         if (closing)
             return QStringList("!: Fatal:Failed to recreate mailbox in specified timeframe")
-                       .mid(failed.isEmpty()) +
+                       .mid(well) +
                    summary(part);
-        if (one)
-            all += " Move Mailbox : Are you sure you want to move Display u2 from \r\n-> EX2:SG\\C"
-                   "\r\n\t\t- TO -\r\n-> EX1:SG\\B";
-        else if (count > 0)
-            all += " Move Mailbox : Are you Sure You want to Move selected MailBoxes to -\r\n\r\n"
-                   "-> EX1:SG\\B";
-        all += failed;
-        if (one)
-            all += failed.isEmpty() ? "Mailbox move: MailBox moved successfully"
-                                    : ": Failed to move mailbox";
-        else if (count > 0 && failed.isEmpty())
-            all += QString(": %1 MailBoxes Moved Successfully").arg(count);
-        else if (count > 0)
-            all += QString(": ERROR : Unable to move %1 MailBoxes of %2")
-                       .arg(failed.size())
-                       .arg(count);
+        QStringList all = failed;
+        if (part.name == "one") {
+            all.prepend(" Move Mailbox : Are you sure you want to move Display u2 from \r\n"
+                        "-> EX2:SG\\C\r\n\t\t- TO -\r\n-> EX1:SG\\B");
+            all += well ? "Mailbox move: MailBox moved successfully" : ": Failed to move mailbox";
+        } else if (count > "0") {
+            all.prepend(" Move Mailbox : Are you Sure You want to Move selected MailBoxes to -\r\n"
+                        "\r\n-> EX1:SG\\B");
+            all += well ? ": " + count + " MailBoxes Moved Successfully"
+                        : QString(": ERROR : Unable to move %1 MailBoxes of ").arg(failed.size()) +
+                              count;
+        }
         if (run.calls.any("session", {}, true) || run.calls.any("read", {}, true) ||
             run.calls.any("find", "CN=Configuration,DC=t", true))
             all += ": fatal";
@@ -209,8 +206,8 @@ class SweepTest : public QObject {
                             told.filter(local).size(),
                     "the list");
         for (const auto& user : state.GridMailboxes) {
-            const auto object = run.organisation.object("<GUID=" + user->GetID().mid(1, 36) + '>');
-            const bool known = told.contains(object->text("homeMDB"));
+            const QString guid = "<GUID=" + user->GetID().mid(1, 36) + '>';
+            const bool known = told.contains(run.Rehearsal::values(guid, "homeMDB").value(0));
             run.require((user->GetSourceStoreState() == "Unreachable") != known, "a store's state");
         }
     }
