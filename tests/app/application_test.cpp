@@ -136,10 +136,9 @@ private Q_SLOTS:
             places += std::pair(QString("2>/dev/null"), QString("null device"));
         for (const auto& [place, reason] : places) {
             const Seen seen = run("exec 3>&1; \"$0\" one " + place);
-            QVERIFY2(seen.out.contains("home: CN=C,"), qPrintable(place + seen.out));
             QVERIFY2(seen.out.contains("u1@t was not dropped: The recovery record") &&
-                         seen.out.contains(reason),
-                     qPrintable(seen.out));
+                         seen.out.contains(reason) && seen.out.contains("home: CN=C,"),
+                     qPrintable(place + seen.out));
         }
     }
 
@@ -178,9 +177,8 @@ private Q_SLOTS:
         const Seen dropped = run("\"$0\" drop 2>stream"); // of four
         QCOMPARE(dropped.status, 128 + SIGTERM);
         QCOMPARE(dropped.stream.count("moved: "), 1);
-        QVERIFY2(dropped.stream.contains("created on " +
-                                         test::OrganisationText::storeDN("EX1/SG/B") +
-                                         "; not opened; address not restored\n"),
+        QVERIFY2(dropped.stream.contains(QRegularExpression(
+                     ": created on CN=B,.*; not opened; address not restored\n")),
                  qPrintable(dropped.stream));
         const Seen asked = run("\"$0\" box 2>stream");
         QCOMPARE(asked.status, 128 + SIGINT);

@@ -30,13 +30,12 @@ struct RecordedCalls final : engine::Observer {
     bool breakOff = false;        ///< the next object found ends its search
     std::function<void(const Made&)> meanwhile = [](const Made&) {}; ///< at each call
 
-    /// Chooses the n-th call from here on, from 0.
+    /// Chooses the n-th call from here on, from 0; none where n is negative.
     void arm(Fault how, int n) {
         m_fault = how;
         m_left = n;
         armed = log.size();
     }
-    void disarm() { m_fault = Fault::Once; }
 
     bool any(const QString& call, const QString& object, bool failed,
              const QString& details = {}) const {

@@ -15,13 +15,12 @@ struct Window : Rehearsal {
     using Rehearsal::Rehearsal;
 
     /// Loads and shows it.
-    Window& open() {
+    void open() {
         frame.Form_Load();
         frame.show();
         frame.activateWindow();
         if (!QTest::qWaitForWindowActive(&frame))
             qFatal("the window does not become active");
-        return *this;
     }
 
     template <class Control>
@@ -42,13 +41,6 @@ struct Window : Rehearsal {
         QTest::mouseClick(&button, Qt::LeftButton, {}, {8, button.height() / 2});
     }
 
-    /// The rows as "name|store|state".
-    QStringList rows() {
-        QStringList all;
-        for (int row = 1; row < grid.Rows(); ++row)
-            all += text(row, 1) + '|' + text(row, 2) + '|' + text(row, 3);
-        return all;
-    }
     void clickCell(int row, int column) {
         const QModelIndex cell = grid.model()->index(row - 1, column);
         QTest::mouseClick(grid.viewport(), Qt::LeftButton, {}, grid.visualRect(cell).center());
