@@ -1,106 +1,69 @@
 // The process as a whole, in programs that this one starts of itself.
 #include "app/composition.h"
-#include "main_window/list_combo.h"
-#include "main_window/main_window.h"
-#include "platform/platform.h"
-#include "support/rehearsal.h"
+#include "support/window_driver.h"
 
 #include <QDialog>
 #include <QIcon>
 #include <QLabel>
 #include <QProcess>
-#include <QPushButton>
 #include <QTemporaryDir>
-#include <QTest>
-#include <QTimer>
 
 #include <csignal>
 #include <cstdio>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <thread>
 
 using namespace rehome;
 
 namespace {
 
-struct Failing final : QObject {
-    bool event(QEvent*) override { throw Error("it failed"); }
-};
-
-/// An object's event fails, or a modal dialog's tick.
-int fail(app::Application& application, bool tick) {
+/// An event fails, or a modal dialog's tick.
+int fail(app::Application& application, bool inTick) {
     QDialog dialog;
-    Failing object;
-    const std::function<void()> failing = [&] {
+    const std::function<void()> event = [] { throw Error("it failed"); };
+    const std::function<void()> tick = [&] {
         platform::runHandler(application, [&] {
-            QTimer::singleShot(0, &application, failing); // while the box is shown
-            throw Error("it failed");
+            QTimer::singleShot(0, &application, tick); // while the box is shown
+            event();
         });
     };
-    if (tick)
-        QTimer::singleShot(1, &application, failing);
-    else
-        QCoreApplication::postEvent(&object, new QEvent(QEvent::User));
+    QTimer::singleShot(1, &application, inTick ? tick : event);
     dialog.exec();
     std::puts("it went on");
     return 0;
 }
 
 void limitFiles(rlim_t size) {
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = size;
+    const rlimit limit{size, RLIM_INFINITY};
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-/// Asks for the end of the process from outside, at the call that contains `at`.
-struct Asking final : engine::Observer {
-    QString at;
-    void asks(int, const QString& text) override {
-        if (!at.isEmpty() && text.contains(at))
-            std::raise(SIGTERM);
-    }
-    void finds(int, const QString&) override {}
-    void ends(int, const QString&) noexcept override {}
-};
-
-/// Moves mailboxes of a small organisation: one, twice in a row, or all.
+/// Moves mailboxes of a small organisation: one, at a second try or not, or all.
 int move(app::Application& application, const QByteArray& what) {
-    auto organisation = embedded::readOrganisation(test::smallOrganisation().ldif(), "test");
-    embedded::EmbeddedEngine engine(organisation);
-    embedded::EmbeddedProbe probe(organisation);
-    embedded::EmbeddedOpener opener(organisation);
-    embedded::EmbeddedNetwork network(organisation);
-    Asking asking;
-    engine::ObservedEngine observed(engine, probe, opener, asking);
-    const platform::Platform platform(observed, observed, observed, network, application,
-                                      application.journal());
-    main_window::frmMain frame(platform, "Test");
-    frame.Form_Load();
-    frame.show();
-    const auto pick = [&](const char* list) {
-        auto* combo = frame.findChild<main_window::ListCombo*>(list);
-        combo->setText("EX1:SG\\B");
-        Q_EMIT combo->Click();
+    test::Window w(test::smallOrganisation(), &application, &application.journal());
+    w.frame.Form_Load();
+    w.frame.show();
+    const auto moveFirst = [&] {
+        w.grid.setRow(1);
+        w.choose("comboStoreName", "EX1:SG\\B");
     };
-    if (what == "half")
-        limitFiles(rlim_t(lseek(2, 0, SEEK_CUR)) + 100);
-    if (what == "drop") {
-        asking.at = "modify";
-        pick("comboDestMBx");
-        frame.findChild<QPushButton*>("btnMove")->click();
-    } else {
-        frame.findChild<main_window::FlexGrid*>()->setRow(1);
-        pick("comboStoreName");
-    }
     if (what == "half") {
+        limitFiles(rlim_t(lseek(2, 0, SEEK_CUR)) + 100);
+        moveFirst();
         limitFiles(RLIM_INFINITY);
-        frame.findChild<main_window::FlexGrid*>()->setRow(1);
-        pick("comboStoreName");
     }
-    std::printf("home: %s\n", organisation.object("CN=u1,DC=t")->values("homeMDB")[0].data());
+    if (what == "drop") { // the end of the process is asked for from outside
+        w.calls.meanwhile = [](const auto& made) {
+            if (made.call == "modify")
+                std::raise(SIGTERM);
+        };
+        w.choose("comboDestMBx", "EX1:SG\\B");
+        w.button("btnMove").click();
+    } else {
+        moveFirst();
+    }
+    std::puts(qPrintable("home: " + w.values("u1")));
     return 0;
 }
 
@@ -152,8 +115,6 @@ class ApplicationTest : public QObject {
     static QString withoutComments(QString ldif) {
         return ldif.remove(QRegularExpression("^#.*\n", QRegularExpression::MultilineOption));
     }
-    const QString m_before = "home: " + test::OrganisationText::storeDN("EX2/SG/C") + '\n',
-                  m_after = "home: " + test::OrganisationText::storeDN("EX1/SG/B") + '\n';
 
 private Q_SLOTS:
     void failuresEndTheProcess() {
@@ -175,23 +136,19 @@ private Q_SLOTS:
             places += std::pair(QString("2>/dev/null"), QString("null device"));
         for (const auto& [place, reason] : places) {
             const Seen seen = run("exec 3>&1; \"$0\" one " + place);
-            QVERIFY2(seen.out.endsWith(m_before), qPrintable(place + seen.out));
             QVERIFY2(seen.out.contains("u1@t was not dropped: The recovery record") &&
-                         seen.out.contains(reason),
-                     qPrintable(seen.out));
+                         seen.out.contains(reason) && seen.out.contains("home: CN=C,"),
+                     qPrintable(place + seen.out));
         }
     }
 
     /// A disk that was full in the middle of a record and is not any more.
     void halfARecordIsTakenBack() {
         const Seen seen = run("\"$0\" half 2>stream");
-        QVERIFY2(seen.out.contains("File too large") && seen.out.endsWith(m_after),
+        QVERIFY2(seen.out.contains("File too large") && seen.out.contains("home: CN=B,"),
                  qPrintable(seen.out));
         const Seen whole = run("\"$0\" one 2>stream");
         QCOMPARE(withoutComments(seen.stream), withoutComments(whole.stream));
-        QVERIFY(whole.stream.contains("\n\ndn:: PEdVSUQ9"));
-        QCOMPARE(whole.stream.count("\n-\n"), 8);
-        QVERIFY(whole.stream.contains("\nreplace: homeMTA\n-\n"));
     }
 
     void tellsTheSystemLog() {
@@ -200,17 +157,12 @@ private Q_SLOTS:
             QSKIP("this computer has a system log of its own");
         const int log = socket(AF_UNIX, SOCK_DGRAM, 0);
         const sockaddr_un address{AF_UNIX, "/dev/log"};
-        const auto* there = reinterpret_cast<const sockaddr*>(&address);
-        QVERIFY(bind(log, there, sizeof address) == 0);
-        QStringList lines;
-        std::thread reader([&] {
-            char line[2000];
-            for (ssize_t size = 0; (size = recv(log, line, sizeof line, 0)) > 1;)
-                lines += QString::fromUtf8(line, size).section(": ", 1);
-        });
+        QVERIFY(bind(log, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
         run("\"$0\" one 2>stream");
-        sendto(log, ".", 1, 0, there, sizeof address);
-        reader.join();
+        QStringList lines;
+        char line[2000];
+        for (ssize_t size = 0; (size = recv(log, line, sizeof line, MSG_DONTWAIT)) > 0;)
+            lines += QString::fromUtf8(line, size).section(": ", 1);
         close(log);
         QFile::remove(place);
         QCOMPARE(lines.size(), 4);
@@ -225,9 +177,8 @@ private Q_SLOTS:
         const Seen dropped = run("\"$0\" drop 2>stream"); // of four
         QCOMPARE(dropped.status, 128 + SIGTERM);
         QCOMPARE(dropped.stream.count("moved: "), 1);
-        QVERIFY2(dropped.stream.contains("created on " +
-                                         test::OrganisationText::storeDN("EX1/SG/B") +
-                                         "; not opened; address not restored\n"),
+        QVERIFY2(dropped.stream.contains(QRegularExpression(
+                     ": created on CN=B,.*; not opened; address not restored\n")),
                  qPrintable(dropped.stream));
         const Seen asked = run("\"$0\" box 2>stream");
         QCOMPARE(asked.status, 128 + SIGINT);

@@ -52,7 +52,7 @@ private Q_SLOTS:
             QCOMPARE(caption + control.property("title").toString(), parts.mid(5).join(' '));
         }
         fits(w.frame);
-        repopulation::frmRecreateMailboxStatus dialog(w.rehearsal.platform, nullptr);
+        repopulation::frmRecreateMailboxStatus dialog(w.platform, nullptr);
         dialog.findChild<QLabel*>("lblRecreated")->setText("32767");
         fits(dialog);
         QString headings;

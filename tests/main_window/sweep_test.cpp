@@ -1,18 +1,15 @@
 #include "journal/kept_journal.h"
 #include "journal/recovery_ldif.h"
-#include "main_window/main_window.h"
-#include "support/failing_calls.h"
-#include "support/rehearsal.h"
+#include "support/window_driver.h"
 
+#include <QLabel>
 #include <QRadioButton>
 #include <QRegularExpression>
-#include <QTest>
 
 #include <sys/mman.h>
 #include <unistd.h>
 
 using namespace rehome;
-using platform::Icon;
 using test::Fault;
 using test::OrganisationText;
 
@@ -27,9 +24,7 @@ const char* const faults[] = {"once", "after its effect", "on its object", "for 
 const QString notCreated = "Failed to create mailbox on new location:";
 const QString notListed = "Failed to refresh list of mailboxes. Error=";
 
-QString dn(const QString& user) {
-    return OrganisationText::userDN(user);
-}
+const auto dn = OrganisationText::userDN;
 
 /// Whole mailboxes: u1 and u2 on EX2's C, u3 and u5 on its D, which is offline, u4 on EX1's B.
 OrganisationText organisation() {
@@ -49,28 +44,22 @@ OrganisationText organisation() {
     return text;
 }
 
-/// "title: text", an exclamation mark before what is critical.
-QString boxText(const QString& text, const QString& title = {}, Icon icon = Icon::None) {
-    return QString(icon == Icon::Critical ? "!" : "") + title + ": " + text;
-}
-
-/// The process has ended: thrown through the signal that a handler hangs on.
-struct Ended {};
-
 /// One run of the tool: all that happens in it, in order.
-struct Run final : test::Rehearsal, platform::Desktop, platform::Journal {
-    test::FailingCalls calls;
-    engine::ObservedEngine observed{engine, probe, opener, calls};
+struct Run final : platform::Journal, test::Window {
     const int stream = memfd_create("recovery", 0);
     journal::KeptJournal kept{journal::KeptJournal::Of::Rehearsal, stream};
-    platform::Platform platform{observed, observed, observed, network, *this, *this};
-    main_window::frmMain frame{platform, "test"};
-    QStringList shown; ///< boxes; of a reason only the mailbox that it names
     QStringList wrong;
     std::map<QString, engine::Entry> before; ///< the users
     std::map<QString, QByteArray> undo;      ///< each one's record, by distinguished name
 
-    Run() : Rehearsal(::organisation()) {
+    Run() : Window(::organisation(), nullptr, this) {
+        calls.meanwhile = [this](const auto& made) {
+            require(made.call != "modify" || !made.details.startsWith("homeMDB=;") ||
+                        written().contains(undo[made.object]),
+                    made.object + " is dropped without its record");
+        };
+        desktop.unseen = true;
+        desktop.whileShown = [this] { checkReason(desktop.shown.last().Text); };
         for (const char* user : {"u1", "u2", "u3", "u4", "u5"}) {
             before[user] = *organisation.object(dn(user));
             platform::RecoveryRecord record{dn(user), {}, {}};
@@ -79,7 +68,7 @@ struct Run final : test::Rehearsal, platform::Desktop, platform::Journal {
             undo[dn(user)] = '\n' + toLdif(record, journal::Naming::ByName);
         }
     }
-    ~Run() override { close(stream); }
+    ~Run() override { ::close(stream); }
     void require(bool right, const QString& what) {
         if (!right)
             wrong += what;
@@ -88,17 +77,11 @@ struct Run final : test::Rehearsal, platform::Desktop, platform::Journal {
         QByteArray all(lseek(stream, 0, SEEK_END), '\0');
         return pread(stream, all.data(), size_t(all.size()), 0) < 0 ? QByteArray() : all;
     }
-    QString home(const QString& user) const {
-        return organisation.object(dn(user))->text("homeMDB");
-    }
-
     /// A call too.
     void Keep(const platform::RecoveryRecord& record) override {
-        const QString& name = record.DistinguishedName;
-        const int call = -int(calls.made.size()) - 1;
-        calls.asks(call, "record " + name);
+        const int call = -int(calls.log.size()) - 1;
+        calls.asks(call, "record " + record.DistinguishedName);
         kept.Keep(record);
-        require(written().contains(undo[name]), "the record of " + name);
         calls.answers(call);
     }
     bool Holds(const QByteArray& guid) const override { return kept.Holds(guid); }
@@ -106,75 +89,51 @@ struct Run final : test::Rehearsal, platform::Desktop, platform::Journal {
         kept.Tell(event, text, who);
     }
 
-    platform::Answer Show(const platform::MessageBox& box) override {
-        QString text = box.Text;
+    /// Leaves of a reason only the mailbox that it names.
+    void checkReason(QString& text) {
         if (text.startsWith(notListed + "refused"))
             text = notListed;
-        if (text.startsWith(notCreated)) {
-            const QString reason = text.mid(notCreated.size());
-            const QString user = QRegularExpression("\\bu\\d(?=@t\\b)").match(reason).captured();
-            text = notCreated + user;
-            const QString at = home(user),
-                          has = at.isEmpty() ? "no mailbox now" : "a mailbox on " + at;
-            require((reason.startsWith("refused") ||
-                     reason.startsWith(dn(user) + " still has a mailbox on " + at)) &&
-                        (reason.contains(user + "@t has " + has + '.') ||
-                         reason.contains("It is not known whether " + user + "@t has")),
-                    "reason: " + reason);
-        }
-        shown += boxText(text, box.Title, box.Icon);
-        return box.Buttons == platform::Buttons::YesNo ? platform::Answer::Yes
-                                                       : platform::Answer::Ok;
+        if (!text.startsWith(notCreated))
+            return;
+        const QString reason = text.mid(notCreated.size());
+        const QString user = QRegularExpression("\\bu\\d(?=@t\\b)").match(reason).captured();
+        text = notCreated + user;
+        const QString at = values(user),
+                      has = at.isEmpty() ? "no mailbox now" : "a mailbox on " + at;
+        require((reason.startsWith("refused") ||
+                 reason.startsWith(dn(user) + " still has a mailbox on " + at)) &&
+                    (reason.contains(user + "@t has " + has + '.') ||
+                     reason.contains("It is not known whether " + user + "@t has")),
+                "reason: " + reason);
     }
-    [[noreturn]] void End(int) override { throw Ended(); }
-    [[noreturn]] void Fail(const QString& description) override {
-        shown += description.isEmpty() ? "no reason" : "fatal";
-        throw Ended();
+    /// The boxes as "title: text", an exclamation mark before what is critical.
+    QStringList shown() const {
+        QStringList all;
+        for (const auto& box : desktop.shown)
+            all += (box.Icon == platform::Icon::Critical ? "!" : "") + box.Title + ": " + box.Text;
+        return all;
     }
-    bool Ending() const override { return false; }
-    void HoldEnding() override {}
-    void ReleaseEnding() override {}
 
-    template <class Control>
-    Control& control(const char* name) {
-        return *frame.findChild<Control*>(name);
-    }
-    void pick(const char* list, const QString& text) {
-        auto& combo = control<main_window::ListCombo>(list);
-        combo.setText(text);
-        Q_EMIT combo.Click();
-    }
-    void press(const char* button) { Q_EMIT control<QPushButton>(button).clicked(); }
     void moveBatch(const char* source) {
         control<QRadioButton>(source).click();
-        pick("comboSourceMBx", "EX2:SG\\C");
-        pick("comboDestMBx", "EX1:SG\\B");
-        press("btnMove");
+        choose("comboSourceMBx", "EX2:SG\\C");
+        choose("comboDestMBx", "EX1:SG\\B");
+        Q_EMIT button("btnMove").clicked();
     }
     /// Closes the window, and the dialog where it is not to give up by itself.
     void leave(bool givingUp) {
-        QTimer driver;
-        QObject::connect(&driver, &QTimer::timeout, [&] {
-            auto* dialog = QApplication::activeModalWidget();
-            if (!dialog)
-                return;
-            auto* timer = dialog->findChild<QTimer*>("tmrElapsed");
-            if (timer->interval() > 0)
-                timer->setInterval(0);
-            if (!givingUp && dialog->findChild<QLabel*>("lblElapsedTime")->text() > "00:00:01")
-                dialog->close();
+        close([&](QWidget& dialog) {
+            if (!givingUp && dialog.findChild<QLabel*>("lblElapsedTime")->text() > "00:00:01")
+                dialog.close();
         });
-        driver.start(0);
-        qint16 cancel = 1;
-        frame.Form_Unload(cancel);
     }
 };
 
 /// What is done while calls fail. Its name says what it shows.
 struct Part {
     QString name;
-    QStringList chosen; ///< whose mailboxes are moved, in order
-    std::function<void(Run&)> before, act;
+    QStringList chosen;                    ///< whose mailboxes are moved, in order
+    QList<std::function<void(Run&)>> acts; ///< calls fail in the last
 };
 
 class SweepTest : public QObject {
@@ -184,42 +143,40 @@ class SweepTest : public QObject {
 
     /// The boxes of a part, by which of its calls have failed.
     static QStringList boxes(const Run& run, const Part& part) {
-        const bool one = part.name == "one", closing = part.name == "closing";
-        const auto count = int(part.chosen.size());
-        QStringList all, failed;
+        const bool closing = part.name == "closing";
+        const QString count = QString::number(part.chosen.size());
+        QStringList failed;
         for (const QString& user : part.chosen)
             if (closing ? !opened(run, user) : !created(run, user))
-                failed += boxText(notCreated + user, {}, Icon::Critical);
-        const QString gaveUp = "Fatal:Failed to recreate mailbox in specified timeframe";
+                failed += "!: " + notCreated + user;
+        const bool well = failed.isEmpty();
         if (closing)
-            return QStringList(boxText(gaveUp, {}, Icon::Critical)).mid(failed.isEmpty()) +
+            return QStringList("!: Fatal:Failed to recreate mailbox in specified timeframe")
+                       .mid(well) +
                    summary(part);
-        if (count > 0)
-            all += boxText(one ? "Are you sure you want to move Display u2 from \r\n-> EX2:SG\\C"
-                                 "\r\n\t\t- TO -\r\n-> EX1:SG\\B"
-                               : "Are you Sure You want to Move selected MailBoxes to -\r\n\r\n"
-                                 "-> EX1:SG\\B",
-                           " Move Mailbox ");
-        all += failed;
-        if (one)
-            all += failed.isEmpty() ? boxText("MailBox moved successfully", "Mailbox move")
-                                    : boxText("Failed to move mailbox");
-        else if (count > 0 && failed.isEmpty())
-            all += boxText(QString("%1 MailBoxes Moved Successfully").arg(count));
-        else if (count > 0)
-            all += boxText(
-                QString("ERROR : Unable to move %1 MailBoxes of %2").arg(failed.size()).arg(count));
+        QStringList all = failed;
+        if (part.name == "one") {
+            all.prepend(" Move Mailbox : Are you sure you want to move Display u2 from \r\n"
+                        "-> EX2:SG\\C\r\n\t\t- TO -\r\n-> EX1:SG\\B");
+            all += well ? "Mailbox move: MailBox moved successfully" : ": Failed to move mailbox";
+        } else if (count > "0") {
+            all.prepend(" Move Mailbox : Are you Sure You want to Move selected MailBoxes to -\r\n"
+                        "\r\n-> EX1:SG\\B");
+            all += well ? ": " + count + " MailBoxes Moved Successfully"
+                        : QString(": ERROR : Unable to move %1 MailBoxes of ").arg(failed.size()) +
+                              count;
+        }
         if (run.calls.any("session", {}, true) || run.calls.any("read", {}, true) ||
             run.calls.any("find", "CN=Configuration,DC=t", true))
-            all += "fatal";
+            all += ": fatal";
         else if (run.calls.any("find", "DC=t", true))
-            all += boxText(notListed);
+            all += ": " + notListed;
         return all;
     }
     static QStringList summary(const Part& part) {
-        const QString text = "The following mailboxes were moved :\t\r\n\r\n\t" +
-                             part.chosen.join("@t\r\n\t") + "@t";
-        return QStringList(boxText(text, "Moved Mailboxes")).mid(part.chosen.isEmpty());
+        return QStringList("Moved Mailboxes: The following mailboxes were moved :\t\r\n\r\n\t" +
+                           part.chosen.join("@t\r\n\t") + "@t")
+            .mid(part.chosen.isEmpty());
     }
     static bool opened(const Run& run, const QString& user) {
         return run.calls.any("open", dn(user), false);
@@ -231,26 +188,26 @@ class SweepTest : public QObject {
     /// The stores listed are those whose state was told; a server that failed is asked no more.
     static void checkList(Run& run, bool complete) {
         QStringList told;
-        for (size_t i = run.calls.armed; i < run.calls.made.size(); ++i) {
-            const auto& made = run.calls.made[i];
+        for (size_t i = run.calls.armed; i < run.calls.log.size(); ++i) {
+            const auto& made = run.calls.log[i];
             if (made.call == "status" && !made.failed)
                 told += made.object;
             const QString server = made.object.section("CN=InformationStore,", -1);
             run.require(!made.failed || !server.contains(",CN=Servers,") ||
-                            !run.calls.made[i + 1].object.endsWith(server),
+                            !run.calls.log[i + 1].object.endsWith(server),
                         "a server is asked again");
         }
-        const main_window::State& state = run.frame.state();
-        auto listed = run.control<main_window::FlexGrid>("msfgMain").Rows() - 1;
+        const main_window::State& state = run.state;
+        auto listed = run.grid.Rows() - 1;
         for (const auto& [user, as] : run.before)
-            listed -= !run.home(user).isEmpty();
+            listed -= !run.values(user).isEmpty();
         run.require(state.StoreList.Count() == told.size() && (!complete || listed == 0) &&
                         run.control<QComboBox>("comboStoreName").count() ==
                             told.filter(local).size(),
                     "the list");
         for (const auto& user : state.GridMailboxes) {
-            const auto object = run.organisation.object("<GUID=" + user->GetID().mid(1, 36) + '>');
-            const bool known = told.contains(object->text("homeMDB"));
+            const QString guid = "<GUID=" + user->GetID().mid(1, 36) + '>';
+            const bool known = told.contains(run.Rehearsal::values(guid, "homeMDB").value(0));
             run.require((user->GetSourceStoreState() == "Unreachable") != known, "a store's state");
         }
     }
@@ -282,32 +239,23 @@ class SweepTest : public QObject {
                 created["mail"] = {"new@t"};
                 created["proxyAddresses"] = {"SMTP:new@t", "smtp:" + user.toUtf8() + "@t"};
             }
-            const bool chosen = part.chosen.contains(user);
             const auto held = byName(now);
             homeless += held == dropped;
-            run.require(held == byName(before) || (chosen && (held == dropped || held == created)),
+            run.require(held == byName(before) ||
+                            (part.chosen.contains(user) && (held == dropped || held == created)),
                         user + " is changed or half there");
         }
         run.require(homeless <= 1, "one fault costs two mailboxes");
     }
 
-    /// Every drop has its record, written before it was sent, and the lines at the end of the
-    /// stream tell of every moved mailbox what has become of it.
+    /// The lines at the end of the stream tell of every moved mailbox what has become of it.
     static void checkStream(Run& run, const Part& part) {
-        QStringList records;
-        for (const auto& made : run.calls.made) {
-            if (made.call == "record" && !made.failed)
-                records += made.object;
-            run.require(made.call != "modify" || !made.details.startsWith("homeMDB=;") ||
-                            records.contains(made.object),
-                        made.object + " is dropped without a record");
-        }
         run.kept.tellStates();
-        const QStringList all = QString::fromUtf8(run.written()).split('\n');
+        QStringList all = QString::fromUtf8(run.written()).split('\n');
         QStringList lines = all.filter(" moved: ");
-        lines = lines.mid(lines.size() - part.chosen.size());
+        lines = lines.mid(lines.size() - part.chosen.size()) << QString();
         for (const QString& user : part.chosen) {
-            const QString line = lines.isEmpty() ? QString() : lines.takeFirst();
+            const QString line = lines.takeFirst();
             const bool dropped = run.calls.any("modify", dn(user), false, "homeMDB=;");
             run.require(line.contains(" moved: " + user + "@t {") &&
                             line.contains(
@@ -323,43 +271,42 @@ class SweepTest : public QObject {
     /// False where the part has fewer calls.
     bool fails(const Part& part, Fault fault, int n, QStringList& wrong) {
         Run run;
-        const auto tries = [&](const std::function<void(Run&)>& act) {
-            try {
-                act(run);
-                return true;
-            } catch (const Ended&) {
-            } catch (const Error&) { // of the start-up
-                run.shown += "fatal";
-            }
-            return false;
-        };
-        part.before(run);
-        run.shown.clear();
+        for (const auto& act : part.acts.first(part.acts.size() - 1))
+            act(run);
+        run.desktop.shown.clear();
         run.calls.arm(fault, n);
-        const bool goesOn = tries(part.act);
+        const bool closing = part.name == "closing";
+        bool goesOn = false;
+        try {
+            part.acts.last()(run);
+            goesOn = !closing;
+        } catch (const test::TestDesktop::Ended&) {
+        } catch (const Error&) { // of the start-up
+            run.desktop.shown.append({"fatal"});
+        }
         if (!run.calls.struck)
             return false;
         ++m_tried;
         const QStringList expected = boxes(run, part);
-        run.require(run.shown == expected,
-                    "boxes: " + run.shown.join(" / ") + " instead of " + expected.join(" / "));
+        run.require(run.shown() == expected,
+                    "boxes: " + run.shown().join(" / ") + " instead of " + expected.join(" / "));
         QStringList moved;
-        for (const auto& user : run.frame.state().MovedMailboxes)
+        for (const auto& user : run.state.MovedMailboxes)
             moved += user->GetMail().chopped(2);
         run.require(moved == part.chosen, "moved: " + moved.join(' '));
         checkUsers(run, part);
         if (goesOn) {
-            checkList(run, !run.shown.contains(boxText(notListed)));
-            run.calls.disarm();
-            run.shown.clear();
-            tries([](Run& r) { r.leave(false); });
-            run.require(run.shown == summary(part), "summary: " + run.shown.join(" / "));
+            checkList(run, !run.shown().contains(": " + notListed));
+            run.calls.arm(Fault::Once, -1);
+            run.desktop.shown.clear();
+            run.leave(false);
+            run.require(run.shown() == summary(part), "summary: " + run.shown().join(" / "));
             checkUsers(run, part);
         }
-        const bool recovers = goesOn || (part.name == "closing" && fault < Fault::OnItsObject);
+        const bool recovers = goesOn || (closing && fault < Fault::OnItsObject);
         // Its old mailbox opens too, where the drop was refused and its store is online.
         for (const QString& user : part.chosen) {
-            const QString home = run.home(user);
+            const QString home = run.values(user);
             run.require(!recovers || opened(run, user) == (home == B || home == C),
                         user + " is not opened");
         }
@@ -375,30 +322,24 @@ class SweepTest : public QObject {
 private Q_SLOTS:
     void everyCall_data() {
         QTest::addColumn<Part>("part");
-        const auto load = [](Run& run) { run.frame.Form_Load(); };
-        const auto batch = [](const char* source) {
+        using Act = std::function<void(Run&)>;
+        const Act load = [](Run& run) { run.frame.Form_Load(); };
+        const Act refresh = [](Run& run) { Q_EMIT run.button("btnRefresh").clicked(); };
+        const Act one = [](Run& run) {
+            run.grid.setRow(2);
+            run.choose("comboStoreName", "EX1:SG\\B");
+        };
+        const auto batch = [](const char* source) -> Act {
             return [=](Run& run) { run.moveBatch(source); };
         };
+        const Act leave = [](Run& run) { run.leave(true); };
         for (const Part& part :
-             {Part{"start-up", {}, [](Run&) {}, load},
-              Part{"refresh", {}, load, [](Run& run) { run.press("btnRefresh"); }},
-              Part{"one",
-                   {"u2"},
-                   load,
-                   [](Run& run) {
-                       run.control<main_window::FlexGrid>("msfgMain").setRow(2);
-                       run.pick("comboStoreName", "EX1:SG\\B");
-                   }},
-              Part{"all", {"u1", "u2", "u3", "u5"}, load, batch("rdoALL")},
-              Part{"by state", {"u3", "u5"}, load, batch("rdoCriteria")},
-              Part{"from store", {"u1", "u2"}, load, batch("rdoFromStore")},
-              Part{"closing",
-                   {"u1", "u2"},
-                   [=](Run& run) {
-                       load(run);
-                       run.moveBatch("rdoFromStore");
-                   },
-                   [](Run& run) { run.leave(true); }}})
+             {Part{"start-up", {}, {load}}, Part{"refresh", {}, {load, refresh}},
+              Part{"one", {"u2"}, {load, one}},
+              Part{"all", {"u1", "u2", "u3", "u5"}, {load, batch("rdoALL")}},
+              Part{"by state", {"u3", "u5"}, {load, batch("rdoCriteria")}},
+              Part{"from store", {"u1", "u2"}, {load, batch("rdoFromStore")}},
+              Part{"closing", {"u1", "u2"}, {load, batch("rdoFromStore"), leave}}})
             QTest::newRow(qPrintable(part.name)) << part;
     }
     void everyCall() {

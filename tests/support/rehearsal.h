@@ -12,10 +12,14 @@
 
 namespace rehome::test {
 
-/// A whole platform over an organisation in process, all that reaches the engine recorded.
+/// A whole platform over an organisation in process, all that reaches the engine recorded; with
+/// another desktop and another journal where they are given.
 struct Rehearsal {
-    explicit Rehearsal(const OrganisationText& text = smallOrganisation())
-        : organisation(embedded::readOrganisation(text.ldif(), "test")) {}
+    explicit Rehearsal(const OrganisationText& text = smallOrganisation(),
+                       platform::Desktop* other = nullptr, platform::Journal* kept = nullptr)
+        : organisation(embedded::readOrganisation(text.ldif(), "test")),
+          platform(observed, observed, observed, network, other ? *other : desktop,
+                   kept ? *kept : journal) {}
 
     /// An attribute's values as the directory holds them now.
     QStringList values(const QString& dn, const QString& attribute) const {
@@ -36,7 +40,7 @@ struct Rehearsal {
     engine::ObservedEngine observed{engine, probe, opener, calls};
     TestJournal journal;
     TestDesktop desktop;
-    platform::Platform platform{observed, observed, observed, network, desktop, journal};
+    platform::Platform platform;
 };
 
 } // namespace rehome::test

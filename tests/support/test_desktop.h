@@ -18,6 +18,8 @@ public:
     QList<platform::MessageBox> shown;
     /// How many of the next Yes/No boxes are answered No; every other box by its first button.
     int refusals = 0;
+    /// Boxes are answered at once instead, and Fail is such a box, then an end.
+    bool unseen = false;
     /// Runs before a box is answered, with the box on the screen.
     std::function<void()> whileShown = [] {};
 
@@ -29,6 +31,11 @@ public:
 
     platform::Answer Show(const platform::MessageBox& box) override {
         shown.append(box);
+        if (unseen) {
+            whileShown();
+            return box.Buttons == platform::Buttons::YesNo ? platform::Answer::Yes
+                                                           : platform::Answer::Ok;
+        }
         main_window::MessageDialog dialog(box, "Rehome test", QApplication::activeWindow());
         QTimer::singleShot(0, &dialog, [&] {
             whileShown();
@@ -40,7 +47,10 @@ public:
     }
     [[noreturn]] void End(int status) override { throw Ended{status}; }
     [[noreturn]] void Fail(const QString& description) override {
-        qFatal("%s", qPrintable(description));
+        if (!unseen)
+            qFatal("%s", qPrintable(description));
+        shown.append({description.isEmpty() ? "no reason" : "fatal"});
+        throw Ended{1};
     }
     bool Ending() const override { return false; }
     void HoldEnding() override {}

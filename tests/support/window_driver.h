@@ -11,17 +11,16 @@
 namespace rehome::test {
 
 /// The main window over a rehearsal, driven as a person would.
-struct Window {
-    explicit Window(const OrganisationText& text = smallOrganisation()) : rehearsal(text) {}
+struct Window : Rehearsal {
+    using Rehearsal::Rehearsal;
 
     /// Loads and shows it.
-    Window& open() {
+    void open() {
         frame.Form_Load();
         frame.show();
         frame.activateWindow();
         if (!QTest::qWaitForWindowActive(&frame))
             qFatal("the window does not become active");
-        return *this;
     }
 
     template <class Control>
@@ -42,13 +41,6 @@ struct Window {
         QTest::mouseClick(&button, Qt::LeftButton, {}, {8, button.height() / 2});
     }
 
-    /// The rows as "name|store|state".
-    QStringList rows() {
-        QStringList all;
-        for (int row = 1; row < grid.Rows(); ++row)
-            all += text(row, 1) + '|' + text(row, 2) + '|' + text(row, 3);
-        return all;
-    }
     void clickCell(int row, int column) {
         const QModelIndex cell = grid.model()->index(row - 1, column);
         QTest::mouseClick(grid.viewport(), Qt::LeftButton, {}, grid.visualRect(cell).center());
@@ -74,21 +66,47 @@ struct Window {
             all += combo(list).itemText(i);
         return all.join(' ');
     }
+    /// The same where the window is not shown.
+    void choose(const char* list, const QString& text) {
+        combo(list).setText(text);
+        Q_EMIT combo(list).Click();
+    }
     /// Moves a row's mailbox with the chooser.
     void moveRow(int row, const QString& store) {
         clickCell(row, 1);
         pick(chooser(), store);
     }
+    /// Closes it, which must end the process. The seconds of the repopulation dialog pass at once;
+    /// `meanwhile` runs again and again while it is shown.
+    void close(const std::function<void(QWidget& dialog)>& meanwhile = [](QWidget&) {}) {
+        QTimer driver;
+        QObject::connect(&driver, &QTimer::timeout, [&] {
+            QWidget* dialog = QApplication::activeModalWidget();
+            auto* timer = dialog ? dialog->findChild<QTimer*>("tmrElapsed") : nullptr;
+            if (!timer)
+                return;
+            if (timer->interval() > 0)
+                timer->setInterval(0);
+            meanwhile(*dialog);
+        });
+        driver.start(0);
+        qint16 cancel = 1;
+        try {
+            frame.Form_Unload(cancel);
+        } catch (const TestDesktop::Ended& ended) {
+            // One session stays: that of the bindings; the connection is closed.
+            if (ended.status == 0 && calls.underWay("session") == 1)
+                return;
+        }
+        throw std::logic_error("the process has not ended as it should");
+    }
     /// A user's values as the directory holds them now.
-    QString values(const char* user, const char* attribute) const {
-        return rehearsal.values(OrganisationText::userDN(user), attribute).join(',');
+    QString values(const QString& user, const char* attribute = "homeMDB") const {
+        return Rehearsal::values(OrganisationText::userDN(user), attribute).join(',');
     }
 
     const bool look = (main_window::applyLook(*qApp), true);
-    Rehearsal rehearsal;
-    TestDesktop& desktop = rehearsal.desktop;
-    RecordedCalls& calls = rehearsal.calls;
-    main_window::frmMain frame{rehearsal.platform, "Rehome test"};
+    main_window::frmMain frame{platform, "Rehome test"};
     const main_window::State& state = frame.state();
     main_window::FlexGrid& grid = control<main_window::FlexGrid>("msfgMain");
 };

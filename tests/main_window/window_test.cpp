@@ -1,0 +1,294 @@
+// The list, the moves and the closing, through the window.
+#include "platform/text_case.h"
+#include "support/window_driver.h"
+
+#include <QHeaderView>
+#include <QLabel>
+
+using namespace rehome;
+using test::OrganisationText;
+using test::Window;
+
+namespace {
+
+const QString B = OrganisationText::storeDN("EX1/SG/B"), C = OrganisationText::storeDN("EX2/SG/C");
+
+class WindowTest : public QObject {
+    Q_OBJECT
+
+    /// Opens the window and moves the mailboxes of some rows to EX1's B.
+    static void move(Window& w, const QList<int>& rows) {
+        w.open();
+        for (int row : rows)
+            w.moveRow(row, "EX1:SG\\B");
+        w.desktop.shown.clear();
+        w.calls.made.clear();
+    }
+
+private Q_SLOTS:
+    void callOrder() {
+        OrganisationText text;
+        Window w(text.server("EX1").group("EX1/SG").store("EX1/SG/A").store("EX1/SG/B", 1));
+        w.open();
+        const QStringList made = w.calls.made;
+        const QString server = OrganisationText::serverDN("EX1");
+        QCOMPARE(QString(made.join('|'))
+                     .replace("CN=SG,CN=InformationStore," + server, "GROUP")
+                     .replace(server, "SERVER"),
+                 "session|read |session|" // the root object, and the window's own connection
+                 "read |session|find CN=Configuration,DC=t "
+                 "(objectClass=msExchExchangeServer) name,distinguishedName,objectGUID|"
+                 "read SERVER|server SERVER|"
+                 "find SERVER (objectClass=msExchStorageGroup) distinguishedName|"
+                 "read GROUP|read GROUP|read GROUP|" // to bind it, for its base name, to open it
+                 "find GROUP (objectClass=msExchPrivateMDB) distinguishedName|"
+                 "read CN=A,GROUP|status CN=A,GROUP|read CN=B,GROUP|status CN=B,GROUP|"
+                 "find DC=t (&(&(& (mailnickname=*) (| (&(objectCategory=person)"
+                 "(objectClass=user)(|(homeMDB=*)(msExchHomeServerName=*))) )))) ADsPath,"
+                 "displayName,distinguishedName,homeMDB,mailNickname,objectGUID,mail,"
+                 "legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses");
+        w.calls.made.clear();
+        w.press("btnRefresh");
+        QCOMPARE(w.calls.made, made.mid(3));
+    }
+
+    void whoIsListed() {
+        OrganisationText text("ex1"); // differs from the server's name in letter case
+        text.server("EX1").group("EX1/SG").store("EX1/SG/S\\, T");
+        int state = 1;
+        for (const char* base : {"R00", "r01", "E02"}) {
+            const QString store = QString("EX1/%1/S").arg(base);
+            text.group(store.chopped(2), QString("msExchESEParamBaseName: %1\n").arg(base));
+            text.store(store, state++).user(base, store);
+        }
+        text.server("EX3", "rehomeServerDown: TRUE\n").group("EX3/SG");
+        text.store("EX3/SG/L").bareUser("unaddressed", "homeMDB: x\n");
+        text.user("lost", "EX3/SG/L", "msExchHideFromAddressLists: TRUE\n");
+        text.user("system,CN=Microsoft Exchange System Objects", "EX1/SG/S\\, T");
+        text.user("kept,CN=microsoft exchange system objects", "EX1/SG/S\\, T");
+        text.user("nowhere", "EX9/Gone/Store");
+        // Without what a creation needs of the server.
+        text.object(OrganisationText::serverDN("EX4"), {"msExchExchangeServer"});
+        text.group("EX4/SG").store("EX4/SG/S").user("nameless", "EX4/SG/S");
+        Window w(text);
+        w.open();
+        QString rows; // "name|store|state"
+        for (int row = 1; row < w.grid.Rows(); ++row)
+            rows += w.text(row, 1) + '|' + w.text(row, 2) + '|' + w.text(row, 3) + '\n';
+        QCOMPARE(rows.remove("Display "),
+                 "R00|EX1:R00\\S|Unreachable\n" // a recovery storage group
+                 "r01|EX1:r01\\S|Mounting\n"
+                 "E02|EX1:E02\\S|Dismounting\n"
+                 "lost|EX3:SG\\L|Unreachable\n"
+                 "kept,CN=microsoft exchange system objects|EX1:SG\\S, T|Online\n"
+                 "nowhere|EX9:Gone\\Store|Unreachable\n"
+                 "nameless|EX4:SG\\S|Unreachable\n");
+        QCOMPARE(w.items("comboDestMBx"), "");
+    }
+
+    void failingRow() {
+        const QString mail = "mail: t@t\n", name = "displayName: T\n";
+        for (const auto& [failing, told] :
+             {std::pair(mail + "homeMDB: CN=S\n", "\"displayName\" of CN=u30,"),
+              {mail + name + "msExchHomeServerName: x\n", "\"homeMDB\" of CN=u30,"},
+              {mail + name + "homeMDB: CN=S,DC=t\n", "CN=S,DC=t"}}) {
+            OrganisationText text = test::smallOrganisation(29);
+            text.bareUser("u30", failing).user("u31", "EX2/SG/C");
+            text.bareUser("u32", mail + "homeMDB: CN=T\n").bareUser("u33", "homeMDB: CN=T\n");
+            Window w(text.bareUser("u34", mail + name + "msExchHomeServerName: x\n"));
+            int modelRows = 0;
+            w.desktop.whileShown = [&] { modelRows = w.grid.model()->rowCount(); };
+            w.open();
+            QVERIFY2(w.desktop.texts().value(0).contains(told), told);
+            QCOMPARE(modelRows, 30); // visible behind the message already
+            QCOMPARE(w.state.GridMailboxes.Count(), 29);
+            // The journal has all that is wrong, with those whom the list did not reach.
+            const QStringList lines = w.journal.lines.filter("the list stops at ");
+            QCOMPARE(lines.size(), 3);
+            QVERIFY(lines.at(0).contains(told) && lines.at(2).contains("\"homeMDB\" of CN=u34,"));
+            QVERIFY(lines.at(1).contains("\"displayName\" of CN=u32,DC=t has no value"));
+            QVERIFY(lines.at(1).contains("\"CN=T\" has too few components"));
+            QVERIFY(!w.button("btnMove").isEnabled() && !w.button("btnRefresh").isEnabled());
+            QVERIFY(!w.grid.Redraw() && w.grid.ScrollBars() == main_window::FlexGrid::Bars::None);
+            QVERIFY(!w.chooser().isVisible());
+            QTest::mouseClick(w.grid.horizontalHeader()->viewport(), Qt::LeftButton, {}, {50, 10});
+            QVERIFY(w.grid.geometry().contains(w.chooser().geometry())); // its row is in view
+            w.pick("comboStoreName", "EX1:SG\\B");                       // but has no record
+            QVERIFY(!w.chooser().isVisible());
+            QCOMPARE(w.desktop.shown.size(), 1);
+        }
+    }
+
+    void tooManyMailboxes() {
+        OrganisationText text;
+        for (int i = 0; i <= 32767; ++i)
+            text.user(QString::number(i), "EX1/SG/A");
+        Window w(text);
+        w.open();
+        QVERIFY(w.desktop.texts().value(0).contains("32,767"));
+        QCOMPARE(w.state.MailboxRowCount, qint16(32767));
+    }
+
+    void oneMailbox() {
+        Window w;
+        w.open();
+        QCOMPARE(w.items("comboSourceMBx"), "EX2:SG\\C EX2:SG\\D EX1:SG\\A");
+        for (const char* list : {"comboDestMBx", "comboStoreName"})
+            QCOMPARE(w.items(list), "EX1:SG\\A EX1:SG\\B");
+        QCOMPARE(w.items("comboStatus"), "Offline Online Dismounting Mounting Unreachable");
+        w.calls.made.clear();
+        w.chooser().AddItem("ex1:SG\\B"); // differs from the local server in letter case alone
+        w.moveRow(1, "ex1:SG\\B");
+        QCOMPARE(w.desktop.texts(),
+                 QStringList("Moving mailbox to remote server prohibited, disaster recovery "
+                             "utility can only restore to local stores"));
+        QVERIFY(w.desktop.shown.at(0).Icon == platform::Icon::Exclamation);
+        w.desktop.refusals = 1;
+        w.moveRow(1, "EX1:SG\\B");
+        QVERIFY(w.calls.made.isEmpty() && !w.chooser().isVisible());
+        w.chooser().AddItem("EX1:sg\\b");
+        w.moveRow(1, "EX1:sg\\b"); // the store is found whatever the letter case
+        QCOMPARE(platform::upperCase("straße"), "STRAßE"); // unit by unit: "ß" is not "SS"
+        const QString id = (*w.state.MovedMailboxes.begin())->GetID();
+        QString made; // the round trips, without what is written, and the first of the refresh
+        for (const QString& call : w.calls.made.mid(0, 7))
+            made += call.section(' ', 0, 1) + '|';
+        QCOMPARE(made.replace(id.mid(1, 36), "U"),
+                 QString("read <GUID=U>|modify <GUID=U>|read <GUID=U>|read %1|find %2|"
+                         "modify <GUID=U>|read |")
+                     .arg(B, OrganisationText::serverDN("EX1")));
+        QCOMPARE(w.text(1, 2), "EX1:SG\\B");
+    }
+
+    /// A store that reads otherwise in the grid than in the lists, and names that would lie.
+    void misleadingNames() {
+        const QString path = "EX1/SG/A\\\\\u202EB", store = "EX1:SG\\A\\\u202EB";
+        OrganisationText text = test::smallOrganisation(3);
+        text.store(path).user("u4", path);
+        const QByteArray name = "a\r\n-> x\t\u2028\u0085\u00AD\u200C\U000E0041é";
+        const QString shown = u"a\uFFFD\uFFFD-> x\uFFFD\uFFFD\uFFFD\uFFFD\u200C\uFFFDé"_qs;
+        text.bareUser("u5", "mail: \u202E@t\nhomeMDB: " + C + "\ndisplayName:: " + name.toBase64() +
+                                '\n');
+        Window w(text);
+        w.open();
+        w.moveRow(4, store);
+        QVERIFY(w.desktop.shown.isEmpty());
+        w.moveRow(5, store);
+        QCOMPARE(w.desktop.texts().at(0), "Are you sure you want to move " + shown +
+                                              " from \r\n-> EX2:SG\\C\r\n"
+                                              "\t\t- TO -\r\n-> EX1:SG\\A\\\uFFFDB");
+        w.grid.setRow(5);
+        QCOMPARE(w.grid.Text() + w.text(5, 2) + w.text(5, 1),
+                 "EX1:SG\\A\u202EBEX1:SG\\A\uFFFDB" + shown);
+        w.press("rdoFromStore");
+        w.pick("comboSourceMBx", w.grid.Text());
+        w.pick("comboDestMBx", store);
+        QCOMPARE(w.combo("comboDestMBx").lineEdit()->text(), "EX1:SG\\A\\\uFFFDB");
+        w.press("btnMove");
+        const QStringList told = w.desktop.texts().mid(2);
+        QVERIFY(told.at(0).endsWith("\r\n\r\n-> EX1:SG\\A\\\uFFFDB"));
+        QCOMPARE(told.at(1), "No MailBox found in EX1:SG\\A\uFFFDB");
+    }
+
+    void batchChecks() {
+        Window w;
+        w.open();
+        const auto type = [](main_window::ListCombo& combo, const char* text) {
+            combo.setFocus();
+            combo.lineEdit()->selectAll();
+            QTest::keyClicks(&combo, text);
+        };
+        w.press("rdoFromStore");
+        w.pick("comboSourceMBx", "EX2:SG\\C");
+        w.press("btnRefresh"); // forgets the source
+        type(w.combo("comboDestMBx"), "EX1:SG\\B");
+        w.press("btnMove"); // what was typed was not picked
+        w.pick("comboDestMBx", "EX1:SG\\B");
+        w.press("btnMove"); // the confirmation comes before the check of the source
+        w.desktop.refusals = 1;
+        w.press("btnMove");
+        QVERIFY(w.button("btnRefresh").isEnabled());
+        w.press("rdoCriteria");
+        type(w.combo("comboStatus"), "offline"); // compared exactly, and not corrected
+        w.press("btnMove");
+        const QStringList texts = w.desktop.texts();
+        QCOMPARE(texts.size(), 6);
+        QCOMPARE(texts.at(0), "Please Select the Destination MailStore");
+        QCOMPARE(texts.at(2), "Please Select the Source MailStore");
+        QCOMPARE(texts.at(5), "No MailBox found in ");
+        QCOMPARE(w.state.SourceMode, main_window::Source::Criteria); // outlives the refresh
+    }
+
+    void summary() {
+        Window w;
+        move(w, {3, 1});
+        w.moveRow(3, "EX1:SG\\A");
+        w.desktop.shown.clear();
+        w.state.DirConnection->Close(); // a second time is an error
+        w.close();
+        QVERIFY(w.journal.lines.last().startsWith("closing: "));
+        w.calls.made.clear();
+        w.press("btnRefresh"); // no handler runs any more
+        w.press("btnExit");
+        QVERIFY(w.calls.made.isEmpty());
+        QCOMPARE(w.desktop.texts(),
+                 QStringList("The following mailboxes were moved :\t\r\n\r\n\tu3@t\r\n\tu1@t"));
+    }
+
+    /// The recipient policy has given an address to the new mailbox of who had but another one.
+    void addressRestored() {
+        Window w(test::smallOrganisation().object(
+            "CN=p,DC=t", {"person", "user"},
+            "mail: p@t\nhomeMDB: " + C +
+                "\nmailNickname: p\ndisplayName: P\nobjectCategory: CN=Person\n"
+                "rehomePolicyAddress: new@t\n"));
+        move(w, {5});
+        w.close();
+        const QString id = (*w.state.MovedMailboxes.begin())->GetID().mid(1, 36);
+        QCOMPARE(w.calls.made.join('|').replace("<GUID=" + id + '>', "U"),
+                 "read U|read U|modify U mail=p@t;ProxyAddresses=|read U|read |find DC=t "
+                 "(&(objectCategory=person)(objectClass=user)(|(proxyAddresses=smtp:p@t)"
+                 "(mail=p@t))) homeMDB,mailNickname,proxyAddresses|status " +
+                     w.values("p") + "|open CN=p,DC=t");
+    }
+
+    /// One mailbox never opens, another has lost its address.
+    void givesUp() {
+        OrganisationText text = test::smallOrganisation(5);
+        text.user("never", "EX2/SG/C", "rehomeOpensAfter: never\n");
+        Window w(text);
+        move(w, {1, 2, 5, 6});
+        w.organisation.modify("CN=u2,DC=t", {{"mail", {}}});
+        QHideEvent iconified;
+        QShowEvent restored;
+        QList<QEvent*> events{&restored, &iconified};
+        QWidget* dialog = nullptr;
+        const auto label = [&](const char* name) {
+            return dialog->findChild<QLabel*>(name)->text();
+        };
+        w.desktop.whileShown = [&] {
+            if (w.desktop.shown.size() > 1)
+                return;
+            QVERIFY(dialog->isVisible() && !dialog->findChild<QTimer*>("tmrElapsed")->isActive());
+            QCOMPARE(label("lblElapsedTime"), "00:22:00");
+            QCOMPARE(label("lblRecreated") + '/' + label("lblTotal"), "2/4");
+        };
+        w.close([&](QWidget& shown) {
+            dialog = &shown;
+            if (label("lblElapsedTime") > "00:00:09" && !events.isEmpty()) {
+                QSpontaneKeyEvent::setSpontaneous(events.last());
+                qApp->notify(dialog, events.takeLast());
+            }
+        });
+        QCOMPARE(w.desktop.shown.size(), 2); // the summary follows
+        // Those that are done are not tried again, the other at each of the 1321 ticks.
+        QCOMPARE(w.calls.made.filter("(mail=never@t)").size(), 1321);
+        QCOMPARE(w.calls.made.filter("(mail=u1@t)").size(), 1);
+        QVERIFY(w.calls.made.filter("modify").isEmpty()); // an address that is gone is not restored
+    }
+};
+
+} // namespace
+
+QTEST_MAIN(WindowTest)
+#include "window_test.moc"
