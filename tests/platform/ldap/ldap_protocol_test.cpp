@@ -179,7 +179,11 @@ private Q_SLOTS:
         QCOMPARE(found.size(), 2500);
         QCOMPARE(found.removeDuplicates(), 0);
         QCOMPARE(server.requests, 3);
-        Server lost{answer, {2}};
+        Server lost{[&](const Request& asked) {
+            answer(asked);
+            if (asked.first() == 1000)
+                asked.hangUp();
+        }};
         const auto entries =
             lost.session->search({"CN=x", engine::Scope::Subtree, "(objectClass=*)", {"cn"}});
         for (int i = 0; i < 2000; ++i)
