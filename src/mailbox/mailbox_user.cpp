@@ -3,7 +3,8 @@
 #include "platform/shown_text.h"
 #include "topology/names.h"
 
-#include <cstring>
+#include <QDataStream>
+#include <QSysInfo>
 
 namespace rehome::mailbox {
 
@@ -35,13 +36,14 @@ QByteArray packed(const platform::Value& value) {
 platform::Value unpacked(const QByteArray& pieces) {
     if (pieces.isNull())
         return {};
+    // A QDataStream would write it as packed() does, only slower.
+    QDataStream stream(pieces);
+    stream.setByteOrder(QDataStream::ByteOrder(QSysInfo::ByteOrder));
     QStringList texts;
-    for (qsizetype at = 0; at < pieces.size();) {
-        quint32 size = 0;
-        std::memcpy(&size, pieces.constData() + at, sizeof size);
-        at += sizeof size;
-        texts += QString::fromUtf8(pieces.constData() + at, size);
-        at += size;
+    while (!stream.atEnd()) {
+        QByteArray utf8;
+        stream >> utf8;
+        texts += QString::fromUtf8(utf8);
     }
     return texts;
 }
