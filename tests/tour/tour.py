@@ -10,6 +10,7 @@ import os
 import re
 import shutil
 import socket
+import subprocess
 import sys
 import tempfile
 import time
@@ -186,8 +187,11 @@ def waits(desktop, program):
         terminal = start("env", silent, "PS1=$ ", f"PATH={Path(program).parent}:{os.environ['PATH']}",
                          "xterm", "-geometry", "72x3", "-fa", "Liberation Mono", "-fs",
                          str(10 * desktop.SCALE), "-T", "Terminal", "-e", "bash", "--norc")
-        xdotool("search", "--sync", "--name", "Terminal", "windowactivate", "--sync",
-                "sleep", "1", "type", "rehome\n")
+        # A window that is just being framed may go away under the search.
+        until("the terminal is there", lambda: not subprocess.run(
+            ["xdotool", "search", "--onlyvisible", "--name", "^Terminal$", "windowactivate",
+             "--sync"], stderr=subprocess.DEVNULL).returncode)
+        xdotool("sleep", "1", "type", "rehome\n")
         time.sleep(1)
         desktop.picture("terminal")
         terminal.kill()
