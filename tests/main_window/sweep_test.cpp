@@ -214,7 +214,7 @@ class SweepTest : public QObject {
 
     static std::map<QString, QList<QByteArray>> byName(const engine::Entry& entry) {
         std::map<QString, QList<QByteArray>> attributes;
-        for (const auto& [name, values] : entry.attributes)
+        for (const auto& [name, values] : entry.attributes())
             attributes[name] = values;
         return attributes;
     }

@@ -102,11 +102,11 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
                 base + ' ' + filter + ' ' + object);
     const auto root = one(*session, {}, {"DEFAULTNAMINGCONTEXT"});
     requireSame(root.text("defaultNamingContext"), at.domain);
-    requireSame(root.attributes.size(), size_t(1));
+    requireSame(root.attributes().size(), size_t(1));
     const auto some = one(*session, at.user, {"DISPLAYname", "objectguid", "noSuchAttribute"});
-    requireSame(some.attributes.size(), size_t(2));
-    require(some.attributes.at(0).name == "displayName" ||
-                some.attributes.at(1).name == "displayName",
+    requireSame(some.attributes().size(), size_t(2));
+    require(some.attributes().at(0).name == "displayName" ||
+                some.attributes().at(1).name == "displayName",
             "in the schema's letter case");
 
     const auto fails = [&](const QString& named, const auto& action) {

@@ -57,18 +57,6 @@ QByteArray octetsOf(const QString& value) {
     return octets;
 }
 
-/// Whether nothing in a name is escaped, nor would have to be.
-bool isPlain(const QString& name) {
-    qsizetype values = 0, separators = 0;
-    for (const QChar c : name) {
-        if (c == u'\\' || c == u'"')
-            return false;
-        values += c == u'=';
-        separators += c == u',' || c == u'+';
-    }
-    return values == separators + 1;
-}
-
 /// A value's text as Active Directory spells it.
 QString spelled(const QString& text) {
     QString value;
@@ -111,8 +99,19 @@ QString firstValue(const QString& distinguishedName) {
     return QString::fromUtf8(octetsOf(component.mid(component.indexOf(u'=') + 1)));
 }
 
+bool isPlainName(QByteArrayView name) {
+    qsizetype values = 0, separators = 0;
+    for (const char c : name) {
+        if (c == '\\' || c == '"' || static_cast<signed char>(c) <= 0)
+            return false;
+        values += c == '=';
+        separators += c == ',' || c == '+';
+    }
+    return values == separators + 1;
+}
+
 QString directorySpelling(const QString& distinguishedName) {
-    if (isPlain(distinguishedName))
+    if (isPlainName(distinguishedName.toUtf8()))
         return distinguishedName;
     QString name;
     for (qsizetype from = 0; from <= distinguishedName.size();) {

@@ -148,7 +148,7 @@ private Q_SLOTS:
         const QString told = live.journal.lines.join('\n');
         requirePart(told, "drop refused: You may not write homeMDB, ");
         QVERIFY(live.calls.made.filter("modify").isEmpty() && live.journal.records.isEmpty());
-        QVERIFY(stored(user("user0002")).attributes == before.attributes);
+        QVERIFY(stored(user("user0002")).attributes() == before.attributes());
     }
 
     /// One mailbox moved twice, one whose address was restored.
