@@ -28,7 +28,7 @@ const Entry::Part* Entry::find(const QString& name) const {
 
 Entry::Values Entry::view(const Part& part) const {
     Values values;
-    values.m_octets = m_octets.constData();
+    values.m_octets = m_octets.data();
     values.m_values = m_values.data() + part.first;
     values.m_count = part.count;
     return values;
@@ -70,15 +70,15 @@ void Entry::begin(const QString& name) {
 }
 
 void Entry::add(QByteArrayView value) {
-    m_values.push_back({m_octets.size(), value.size()});
-    m_octets += value;
+    m_values.push_back({static_cast<qsizetype>(m_octets.size()), value.size()});
+    m_octets.append(value.data(), static_cast<size_t>(value.size()));
     ++m_parts.back().count;
 }
 
 void Entry::reserve(qsizetype values, qsizetype octets) {
     m_parts.reserve(static_cast<size_t>(values));
     m_values.reserve(static_cast<size_t>(values));
-    m_octets.reserve(octets);
+    m_octets.reserve(static_cast<size_t>(octets));
 }
 
 } // namespace rehome::engine

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace rehome::engine {
@@ -88,7 +89,7 @@ private:
     // of what a long list cost.
     std::vector<Part> m_parts; ///< a handful: a map costs more than it finds
     std::vector<Octets> m_values;
-    QByteArray m_octets;
+    std::string m_octets;
 };
 
 /// The entries of one search. Destroying it unfinished abandons the search.
