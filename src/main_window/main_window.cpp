@@ -49,10 +49,16 @@ void frmMain::wireEvents() {
        &BatchMove::comboSourceMBx_TypedInVain);
     on(m_controls.comboDestMBx, &ListCombo::TypedInVain, m_batchMove,
        &BatchMove::comboDestMBx_TypedInVain);
-    on(m_controls.rdoALL, &QRadioButton::clicked, m_batchMove, &BatchMove::rdoALL_Click);
-    on(m_controls.rdoCriteria, &QRadioButton::clicked, m_batchMove, &BatchMove::rdoCriteria_Click);
-    on(m_controls.rdoFromStore, &QRadioButton::clicked, m_batchMove,
-       &BatchMove::rdoFromStore_Click);
+    // Whatever checks one, an accessibility client too, which does not click: what shows counts.
+    const auto onChosen = [this](QRadioButton* option, auto handler) {
+        connect(option, &QRadioButton::toggled, this, [this, handler](bool chosen) {
+            if (chosen)
+                handle([&] { (m_batchMove.*handler)(); });
+        });
+    };
+    onChosen(m_controls.rdoALL, &BatchMove::rdoALL_Click);
+    onChosen(m_controls.rdoCriteria, &BatchMove::rdoCriteria_Click);
+    onChosen(m_controls.rdoFromStore, &BatchMove::rdoFromStore_Click);
     on(m_controls.comboSourceMBx, &ListCombo::Click, m_batchMove, &BatchMove::comboSourceMBx_Click);
     on(m_controls.comboDestMBx, &ListCombo::Click, m_batchMove, &BatchMove::comboDestMBx_Click);
     on(m_controls.btnMove, &QPushButton::clicked, m_batchMove, &BatchMove::btnMove_Click);

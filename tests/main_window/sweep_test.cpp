@@ -115,7 +115,7 @@ struct Run final : platform::Journal, test::Window {
     }
 
     void moveBatch(const char* source) {
-        control<QRadioButton>(source).click();
+        control<QRadioButton>(source).toggle(); // as an accessibility client does
         choose("comboSourceMBx", "EX2:SG\\C");
         choose("comboDestMBx", "EX1:SG\\B");
         Q_EMIT button("btnMove").clicked();
