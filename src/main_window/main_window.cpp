@@ -3,6 +3,7 @@
 #include "platform/shown_text.h"
 #include "repopulation/recreate_status.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 
 namespace rehome::main_window {
@@ -28,6 +29,12 @@ template <class Handler>
 void frmMain::handle(Handler&& handler) {
     if (!m_closing)
         platform::runHandler(m_platform.Desktop, handler);
+}
+
+template <class Handler>
+void frmMain::command(Handler&& handler) {
+    if (!QApplication::activeModalWidget())
+        handle(handler);
 }
 
 void frmMain::wireEvents() {
@@ -61,9 +68,13 @@ void frmMain::wireEvents() {
     onChosen(m_controls.rdoFromStore, &BatchMove::rdoFromStore_Click);
     on(m_controls.comboSourceMBx, &ListCombo::Click, m_batchMove, &BatchMove::comboSourceMBx_Click);
     on(m_controls.comboDestMBx, &ListCombo::Click, m_batchMove, &BatchMove::comboDestMBx_Click);
-    on(m_controls.btnMove, &QPushButton::clicked, m_batchMove, &BatchMove::btnMove_Click);
-    on(m_controls.btnRefresh, &QPushButton::clicked, *this, &frmMain::btnRefresh_Click);
-    on(m_controls.btnExit, &QPushButton::clicked, *this, &frmMain::btnExit_Click);
+    const auto onPress = [this](QPushButton* button, auto& part, auto handler) {
+        connect(button, &QPushButton::clicked, this,
+                [this, &part, handler] { command([&] { (part.*handler)(); }); });
+    };
+    onPress(m_controls.btnMove, m_batchMove, &BatchMove::btnMove_Click);
+    onPress(m_controls.btnRefresh, *this, &frmMain::btnRefresh_Click);
+    onPress(m_controls.btnExit, *this, &frmMain::btnExit_Click);
 }
 
 void frmMain::HookGridWindow() {
@@ -105,7 +116,7 @@ void frmMain::btnExit_Click() {
 
 void frmMain::closeEvent(QCloseEvent* event) {
     event->ignore();
-    handle([&] {
+    command([&] {
         qint16 Cancel = 0;
         Form_Unload(Cancel);
     });

@@ -144,8 +144,13 @@ private Q_SLOTS:
                              "utility can only restore to local stores"));
         QVERIFY(w.desktop.shown.at(0).Icon == platform::Icon::Exclamation);
         w.desktop.refusals = 1;
+        w.desktop.whileShown = [&] { // nothing is done behind a box
+            w.button("btnRefresh").click();
+            w.combo("comboDestMBx").showPopup();
+        };
         w.moveRow(1, "EX1:SG\\B");
         QVERIFY(w.calls.made.isEmpty() && !w.chooser().isVisible());
+        QVERIFY(!w.combo("comboDestMBx").view()->isVisible());
         w.chooser().AddItem("EX1:sg\\b");
         w.moveRow(1, "EX1:sg\\b"); // the store is found whatever the letter case
         QCOMPARE(platform::upperCase("straße"), "STRAßE"); // unit by unit: "ß" is not "SS"
