@@ -224,6 +224,22 @@ private Q_SLOTS:
         QCOMPARE(w.state.SourceMode, main_window::Source::Criteria); // outlives the refresh
     }
 
+    /// Three in a row that the directory gave no warning of; everybody else keeps the mailbox.
+    void refusedCreations() {
+        Window w(test::smallOrganisation(9));
+        w.open();
+        w.calls.meanwhile = [n = 0](const auto& made) mutable {
+            if (made.details.startsWith("homeMDB=CN=") && ++n != 3)
+                throw Error("refused");
+        };
+        for (const auto left : {9 - 5, 1}) { // and the stores are enumerated anew in between
+            w.pick("comboDestMBx", "EX1:SG\\B");
+            w.press("btnMove");
+            QCOMPARE(w.state.GridMailboxes.Count(), left);
+        }
+        QVERIFY(w.desktop.texts().contains("ERROR : Unable to move 8 MailBoxes of 9"));
+    }
+
     void summary() {
         Window w;
         move(w, {3, 1});

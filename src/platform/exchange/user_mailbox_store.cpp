@@ -63,6 +63,7 @@ void IMailboxStore::CreateMailbox(const QString& homeMDB) {
         m_user.stage(UseDefaults, {QByteArrayLiteral("TRUE")});
     if (m_user.cached(Alias).isEmpty())
         m_user.stage(Alias, {newAlias(m_user).toUtf8()});
+    m_destinations.expect();
     m_user.whenWritten(
         [&destinations = m_destinations, destination] { destinations.confirm(destination); });
 }
