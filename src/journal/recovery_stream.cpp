@@ -87,6 +87,10 @@ void RecoveryStream::tell(const QByteArray& text) noexcept {
     }
 }
 
+bool RecoveryStream::isFile() const noexcept {
+    return filePosition(m_descriptor) >= 0;
+}
+
 bool RecoveryStream::keepsNothing() const noexcept {
     struct stat state {};
     return fstat(m_descriptor, &state) == 0 && S_ISCHR(state.st_mode) &&

@@ -20,6 +20,8 @@ public:
     void keep(const QByteArray& text);
     /// Writes it if that is possible.
     void tell(const QByteArray& text) noexcept;
+    /// Whether it is a regular file; a terminal or a pipe may pass on what nobody keeps.
+    bool isFile() const noexcept;
     /// Whether it is the null device, which keeps nothing.
     bool keepsNothing() const noexcept;
 

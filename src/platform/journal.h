@@ -38,8 +38,9 @@ class Journal {
 public:
     virtual ~Journal() = default;
 
-    /// Keeps the record of an object that is about to be changed, and returns when no crash can
-    /// lose it any more. Throws Error where it cannot be kept; the object must stay as it is then.
+    /// Keeps the record of an object that is about to be changed, and returns when it has been
+    /// handed over whole; a file has it on the disk then. Throws Error where it cannot be kept; the
+    /// object must stay as it is then.
     virtual void Keep(const RecoveryRecord& record) = 0;
     /// Whether it holds a record of the object of that `objectGUID`.
     virtual bool Holds(const QByteArray& guid) const = 0;
