@@ -44,7 +44,7 @@ public:
     virtual void Keep(const RecoveryRecord& record) = 0;
     /// Whether it holds a record of the object of that `objectGUID`.
     virtual bool Holds(const QByteArray& guid) const = 0;
-    /// Never fails. `mailbox` names the mailbox that it is about, always in the same words, and the
+    /// Never fails. `mailbox` names the mailbox that it is about, by its address and GUID, and the
     /// text goes on from there; empty where it is about none.
     virtual void Tell(Event event, const QString& text, const QString& mailbox = {}) noexcept = 0;
 };

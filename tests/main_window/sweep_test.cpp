@@ -351,6 +351,13 @@ private Q_SLOTS:
             }
         QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join('\n')));
     }
+    /// A second move, after the address has changed.
+    void oneLineForAMailbox() {
+        journal::MoveStates states;
+        states.take(platform::Event::Created, "created", "a@t {1}");
+        states.take(platform::Event::Opened, "opened", "b@t {1}");
+        QCOMPARE(states.lines(), QStringList("a@t {1}: created; opened; address as before"));
+    }
     void cleanupTestCase() { qInfo("%d faults tried", m_tried); }
 };
 
