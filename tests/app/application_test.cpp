@@ -10,6 +10,8 @@
 
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -149,6 +151,18 @@ private Q_SLOTS:
                  qPrintable(seen.out));
         const Seen whole = run("\"$0\" one 2>stream");
         QCOMPARE(withoutComments(seen.stream), withoutComments(whole.stream));
+        // Where it cannot be, a line keeps ldapmodify from taking it for a whole one.
+        const int file = memfd_create("does not shrink", MFD_ALLOW_SEALING);
+        QCOMPARE(fcntl(file, F_ADD_SEALS, F_SEAL_SHRINK), 0);
+        journal::RecoveryStream stream(file);
+        std::signal(SIGXFSZ, SIG_IGN);
+        limitFiles(8);
+        QVERIFY_THROWS_EXCEPTION(Error, stream.keep("dn: half a record"));
+        limitFiles(RLIM_INFINITY);
+        stream.keep("next");
+        char written[99]{};
+        QVERIFY(pread(file, written, sizeof written, 0) > 0);
+        QCOMPARE(written, "dn: half!\n!\n\nnext");
     }
 
     void tellsTheSystemLog() {
