@@ -41,8 +41,8 @@ public:
     /// read. Throws Error where the user cannot be bound.
     QString GetRealMail() const;
 
-    /// Writes the kept e-mail address and proxy addresses back, replacing what is there. Throws
-    /// Error; nothing is written then.
+    /// Writes the kept e-mail address and proxy addresses back, replacing what is there, both or
+    /// neither. Throws Error; where it was the answer that got lost, they are written all the same.
     void UpdateEmail() const;
 
     /// Creates the mailbox on the store of that distinguished name. A failure is shown, with what

@@ -144,8 +144,13 @@ private Q_SLOTS:
                              "utility can only restore to local stores"));
         QVERIFY(w.desktop.shown.at(0).Icon == platform::Icon::Exclamation);
         w.desktop.refusals = 1;
+        w.desktop.whileShown = [&] { // nothing is done behind a box
+            w.button("btnRefresh").click();
+            w.combo("comboDestMBx").showPopup();
+        };
         w.moveRow(1, "EX1:SG\\B");
         QVERIFY(w.calls.made.isEmpty() && !w.chooser().isVisible());
+        QVERIFY(!w.combo("comboDestMBx").view()->isVisible());
         w.chooser().AddItem("EX1:sg\\b");
         w.moveRow(1, "EX1:sg\\b"); // the store is found whatever the letter case
         QCOMPARE(platform::upperCase("straße"), "STRAßE"); // unit by unit: "ß" is not "SS"
@@ -217,6 +222,22 @@ private Q_SLOTS:
         QCOMPARE(texts.at(2), "Please Select the Source MailStore");
         QCOMPARE(texts.at(5), "No MailBox found in ");
         QCOMPARE(w.state.SourceMode, main_window::Source::Criteria); // outlives the refresh
+    }
+
+    /// Three in a row that the directory gave no warning of; everybody else keeps the mailbox.
+    void refusedCreations() {
+        Window w(test::smallOrganisation(9));
+        w.open();
+        w.calls.meanwhile = [n = 0](const auto& made) mutable {
+            if (made.details.startsWith("homeMDB=CN=") && ++n != 3)
+                throw Error("refused");
+        };
+        for (const auto left : {9 - 5, 1}) { // and the stores are enumerated anew in between
+            w.pick("comboDestMBx", "EX1:SG\\B");
+            w.press("btnMove");
+            QCOMPARE(w.state.GridMailboxes.Count(), left);
+        }
+        QVERIFY(w.desktop.texts().contains("ERROR : Unable to move 8 MailBoxes of 9"));
     }
 
     void summary() {

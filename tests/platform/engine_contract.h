@@ -2,8 +2,8 @@
 
 #include "platform/engine/engine.h"
 #include "platform/engine/escape.h"
-#include "platform/engine/guid.h"
 #include "platform/error.h"
+#include "platform/guid.h"
 
 #include <QtTest>
 
@@ -73,7 +73,7 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
     const QString any = "(objectClass=*)", absent = "CN=Nobody At All," + at.container;
     const QString missing = "<GUID=00000000-1111-2222-3333-444444444444>";
     const auto user = one(*session, at.user);
-    const QUuid guid = engine::guidFromOctets(user.values("objectGUID").value(0));
+    const QUuid guid = platform::guidFromOctets(user.values("objectGUID").value(0));
     const QString byGuid = "<GUID=" + guid.toString(QUuid::WithoutBraces) + '>';
     requireSame(user.text("DISTINGUISHEDNAME"), at.user);
     const QString name = user.text("displayName"), start = name.left(3) + '*';
