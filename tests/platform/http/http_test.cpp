@@ -179,6 +179,13 @@ private Q_SLOTS:
             const QString seen = open(silent, said, "5");
             QVERIFY2(seen.contains(said), qPrintable(seen));
         }
+        makeMailboxes({"near"});
+        for (const QString turn : {"", "far0", "far1", "far2", "far0"}) { // silent server
+            silent.beginRound();
+            QCOMPARE(open(silent, "near"), m_contacts);
+            for (const QString name : {"far0", "far1", "far2"})
+                QCOMPARE(open(silent, name, "5").contains("no answer within"), name == turn);
+        }
         http::HttpOpener slow(m_directoryOnly, {2s, 500ms});
         QSet<QString> opened;
         for (int i = 0; i < 7; ++i)
