@@ -37,9 +37,8 @@ void LdapProbe::checkServer(const engine::Entry& server) {
         checkTcpPort(host, m_port, QDeadlineTimer(m_limit), m_interruption);
     } catch (const Error& error) {
         throw Error(u"The server %1 does not answer at %2, TCP port %3: %4. Check that it is "
-                    "running and that no firewall is in between."_s.arg(serverName, host)
-                        .arg(m_port)
-                        .arg(error.description()));
+                    "running and that no firewall is in between."_s.arg(
+                        serverName, host, QString::number(m_port), error.description()));
     }
 }
 

@@ -104,8 +104,9 @@ QStringList inOrder(std::vector<ServiceRecord> records, std::mt19937& chance) {
             weights.push_back(record.priority != first ? 0 : std::max(double(record.weight), 0.01));
         std::discrete_distribution<std::ptrdiff_t> draw(weights.begin(), weights.end());
         const auto drawn = records.begin() + draw(chance);
-        servers += drawn->port == LDAP_PORT ? u"ldap://"_s + drawn->target
-                                            : u"ldap://%1:%2"_s.arg(drawn->target).arg(drawn->port);
+        servers += drawn->port == LDAP_PORT
+                       ? u"ldap://"_s + drawn->target
+                       : u"ldap://%1:%2"_s.arg(drawn->target, QString::number(drawn->port));
         records.erase(drawn);
     }
     return servers;
