@@ -30,7 +30,8 @@ private Q_SLOTS:
             "dn: CN=a\\3Db,OU=No\\2C record,DC=t\nobjectClass: person\n\n"
             "# search reference\nref: ldap://a.x/DC=a\n ,DC=t\n\n"
             "dn:: Q049w4RubmUsREM9dA==\nchangetype: add\nobjectClass: user\n"
-            "displayName: straße\n\n# search result\nsearch: 2\nresult: 0 Success\n"
+            "displayName: straße\nobjectCategory:: Q049TgBvLQAt\n\n"
+            "# search result\nsearch: 2\nresult: 0 Success\n"
             "control: 1.2.3 false MAUCAQ==\npagedresults: cookie=\n\n# numEntries: 2";
         for (const char* lineEnd : {"\n", "\r\n"}) {
             Organisation organisation(readOrganisation(text.replace("\n", lineEnd), "snapshot"));
@@ -40,6 +41,7 @@ private Q_SLOTS:
                      std::pair("(displayName=ÄNNE*)", "CN=Zoe,DC=t"),
                      std::pair("(displayName=STRAßE)", "CN=Änne,DC=t"),
                      std::pair("(displayName=STRASSE)", ""),
+                     std::pair("(objectCategory=n\\00o\\00)", "CN=Änne,DC=t"),
                      std::pair("(homeMDB=cn=un\\5c3dseen, dc=t)", "CN=Zoe,DC=t"),
                      std::pair("(distinguishedName=cn=A\\5C=B,ou=no\\5c\\2c record,dc=t)",
                                "CN=a\\=b,OU=No\\, record,DC=t"),
