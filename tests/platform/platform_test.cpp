@@ -68,6 +68,7 @@ private Q_SLOTS:
             {good + "\ndn:: Q049/A==\n", "line 13: \"CN=\uFFFD\" is not a distinguished name"},
             {good + "\ndn: CN=\\FC\n", "line 13: \"CN=\\FC\" is not"},
             {good + "homeMDB:: Q049/A==\n", "line 12: the value of homeMDB"},
+            {good + "mail;Range=0-1: a\n", "line 12: mail;Range=0-1 is only a part"},
             {good + "mail:\n", "line 12: mail has no value"},
             {good + "mail: a\ncn: A\nmail: a\n", "line 10: a value of cn is given twice"},
             {good + "displayName:: ?\n", "line 12: the value of displayName"},
