@@ -73,7 +73,8 @@ private Q_SLOTS:
             qputenv(variable, ("http://" + m_web + "9:80").toUtf8());
         OrganisationText text("none");
         for (const QString& number : QString("1 2 3 4 5 6 7 8 without").split(' '))
-            text.server(number, "networkAddress: ncacn_vns_spp:X\nnetworkAddress: ncacn_ip_tcp:" +
+            text.server(number, "networkAddress: ncacn_vns_spp:X\nnetworkAddress: ncacn_ip_tcp:\n"
+                                "networkAddress: NCACN_ip_tcp:" +
                                     m_web + number.left(1).replace('w', '1') + "[1234]\n");
         text.server("odd", "networkAddress: ncacn_ip_tcp:" + m_web + "1/exchange/a?\n")
             .server("nowhere");
