@@ -357,6 +357,7 @@ QByteArray ServerConnection::checkResult(LDAPMessage* message, const Attempt& at
     const Text said(text);
     const Texts referrals(addresses);
     const Controls controls(list);
+    m_lost = m_lost || parsed != LDAP_SUCCESS;
     if (parsed != LDAP_SUCCESS)
         fail(attempt, {parsed});
     Result result{code, QString::fromUtf8(text).trimmed()};

@@ -258,14 +258,17 @@ private Q_SLOTS:
         }
     }
     void aSessionThatHasEndedIsMadeAnewButNoModifySentAgain() {
-        // Each request is answered, unanswered (-), answered before the connection ends (h), or
-        // told that the session has ended (u).
+        // Each request is answered, unanswered (-), answered before the connection ends (h) or with
+        // what cannot be read (x), or told that the session has ended (u).
         for (const auto& [operations, answers, said] :
              {std::tuple("mmssms", "hh.-.-.", "not known whether the change was made"),
+              {"mmssms", "hh.-.x.", "not known whether the change was made"},
               {"smmm", "u.u.uu.", "(result 52)"}}) { // twice: no third time
             Server server{[&, answers = answers](const Request& asked) {
                 const char how = answers[server.requests - 1];
-                if (how != '-')
+                if (how == 'x')
+                    asked.send("{it{}}", LDAP_RES_MODIFY);
+                else if (how != '-')
                     asked.result(how == 'u' ? LDAP_UNAVAILABLE : LDAP_SUCCESS);
                 if (how == '-' || how == 'h')
                     asked.hangUp();
