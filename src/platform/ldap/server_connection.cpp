@@ -312,7 +312,9 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
             ldap_result(handle, request, until == Until::AllCame ? LDAP_MSG_ALL : LDAP_MSG_RECEIVED,
                         &now, &received);
         message.reset(received);
+        // It may have read messages and yet told of none, since its time was over.
     } while (type == 0 && (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_DATA_READY, nullptr) > 0 ||
+                           m_socketLayer->anyRead() ||
                            m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
     if (type > 0) {
         if (attempt.stage == Stage::Search)

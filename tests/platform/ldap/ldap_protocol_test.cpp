@@ -308,6 +308,20 @@ private Q_SLOTS:
         server.log.replace("-", "");
         QCOMPARE(server.log, "brmbrms");
     }
+    void aServerThatReadsNoMoreCostsOneTimeLimit() {
+        Server server{[](const Request& asked) {
+            if (asked.kind == LDAP_REQ_SEARCH) {
+                asked.entry("CN=x", "cn", {"x"});
+                QTest::qSleep(1500);
+            }
+            asked.result();
+        }};
+        QCOMPARE(failure(*server.session, 'm'), QString());
+        const auto list = server.session->search({"CN=x", engine::Scope::OneLevel, "(a=*)", {}});
+        const engine::Replacement large{"mail", {QByteArray(10'000'000, 'a')}};
+        const QString said = test::errorOf([&] { server.session->modify("CN=x", {large}); });
+        QVERIFY2(said.contains("within 1 seconds"), qPrintable(said));
+    }
     void serversComeByPriority() {
         std::mt19937 chance{1};
         QCOMPARE(ldap::inOrder({{"c", 3268, 20, 100}, {"a", 389, 10, 90}, {"b", 389, 0, 0}}, chance)
