@@ -123,8 +123,6 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     const milliseconds most = shortened(settings.connectLimit, Stage::Connect);
     const QDeadlineTimer connecting(most);
     m_socketLayer = std::make_unique<SocketLayer>(handle, most, settings.interruption);
-    if (reviving)
-        m_socketLayer->setDeadline(connecting);
     setOption(handle, LDAP_OPT_PROTOCOL_VERSION, LDAP_VERSION3);
     ldap_set_option(handle, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
     ldap_set_option(handle, LDAP_OPT_RESTART, LDAP_OPT_ON);
@@ -151,7 +149,7 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     if (connected != LDAP_SUCCESS)
         fail({Stage::Connect}, {connected, remark});
     signOn();
-    m_socketLayer->setLimit(settings.answerLimit);
+    m_socketLayer->setLimit(shortened(settings.answerLimit, Stage::SignOn));
 }
 
 void ServerConnection::signOn() {
@@ -338,7 +336,7 @@ void ServerConnection::heard() {
     m_health->silent = false;
     m_heard = m_health->timeouts;
     if (std::exchange(m_reviving, false))
-        m_socketLayer->setDeadline(QDeadlineTimer::Forever);
+        m_socketLayer->setLimit(m_settings.answerLimit);
 }
 
 void ServerConnection::failSilent(Attempt attempt, milliseconds limit) {
@@ -346,6 +344,8 @@ void ServerConnection::failSilent(Attempt attempt, milliseconds limit) {
     m_lost = true;
     ++m_health->timeouts;
     m_health->silent = true;
+    if (!m_reviving)
+        m_health->hurry.setRemainingTime(m_settings.revivalPause);
     fail(attempt, {LDAP_TIMEOUT});
 }
 

@@ -6,7 +6,6 @@
 #include <ldap.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -15,7 +14,6 @@ namespace rehome::ldap {
 struct SocketLayer::Hooks {
     std::chrono::milliseconds limit;
     platform::Interruption* interruption;
-    QDeadlineTimer deadline{QDeadlineTimer::Forever};
     bool timedOut = false;
     bool anyRead = false;
     int descriptor = -1;
@@ -23,11 +21,6 @@ struct SocketLayer::Hooks {
 
     static Hooks& of(Sockbuf_IO_Desc* layer) { return *static_cast<Hooks*>(layer->sbiod_pvt); }
 
-    std::chrono::milliseconds left(std::chrono::milliseconds most) const {
-        return deadline.isForever()
-                   ? most
-                   : std::min(most, std::chrono::milliseconds(deadline.remainingTime()));
-    }
     bool await(short event, QDeadlineTimer until) {
         const int ready = awaitEvent(descriptor, event, until, interruption);
         if (ready == 0) {
@@ -47,14 +40,14 @@ struct SocketLayer::Hooks {
     }
     static ber_slen_t read(Sockbuf_IO_Desc* layer, void* data, ber_len_t length) {
         Hooks& hooks = of(layer);
-        if (!hooks.await(POLLIN, QDeadlineTimer(hooks.left(hooks.limit))))
+        if (!hooks.await(POLLIN, QDeadlineTimer(hooks.limit)))
             return -1;
         hooks.anyRead = true;
         return recv(hooks.descriptor, data, length, 0);
     }
     static ber_slen_t write(Sockbuf_IO_Desc* layer, void* data, ber_len_t length) {
         Hooks& hooks = of(layer);
-        const QDeadlineTimer until(hooks.left(hooks.limit));
+        const QDeadlineTimer until(hooks.limit);
         const char* next = static_cast<const char*>(data);
         for (ber_len_t rest = length; rest > 0;) {
             const auto sent = send(hooks.descriptor, next, rest, MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -93,16 +86,8 @@ void SocketLayer::setLimit(std::chrono::milliseconds limit) {
     m_hooks->limit = limit;
 }
 
-void SocketLayer::setDeadline(QDeadlineTimer deadline) {
-    m_hooks->deadline = deadline;
-}
-
-std::chrono::milliseconds SocketLayer::left(std::chrono::milliseconds limit) const {
-    return m_hooks->left(limit);
-}
-
 bool SocketLayer::awaitReadable(std::chrono::milliseconds limit) {
-    return m_hooks->await(POLLIN, QDeadlineTimer(m_hooks->left(limit)));
+    return m_hooks->await(POLLIN, QDeadlineTimer(limit));
 }
 
 bool SocketLayer::anyRead() {

@@ -86,6 +86,7 @@ struct Server {
                 return;
             if (frozen)
                 continue;
+            QTest::qSleep(asked.kind == LDAP_REQ_BIND ? signOnTakes.load() : 0);
             if (aboutX) {
                 ++requests;
                 answer(asked);
@@ -104,7 +105,8 @@ struct Server {
     std::atomic<int> requests = 0; ///< so far, but for those of a new session
     std::atomic<bool> frozen = false;
     std::atomic<int> signsOn = LDAP_SUCCESS;
-    QByteArray log{}; ///< one letter for each request
+    std::atomic<int> signOnTakes = 0; ///< milliseconds
+    QByteArray log{};                 ///< one letter for each request
     const QTemporaryDir folder{};
     QLocalServer listener{};
     const bool listening = listener.listen(folder.filePath("socket"));
@@ -115,7 +117,7 @@ struct Server {
             connections.emplace_back([this, next] { serve(next); });
     }};
     const QString uri = "ldapi://" + QUrl::toPercentEncoding(listener.fullServerName());
-    ldap::LdapEngine engine{{1s, 1s, 1000, {uri}, 200ms}};
+    ldap::LdapEngine engine{{1s, 1s, 1000, {uri}, 200ms, 1500ms}};
     std::unique_ptr<engine::Session> session = engine.openSession();
 };
 
@@ -307,6 +309,12 @@ private Q_SLOTS:
         QCOMPARE(failure(*server.session, 's'), QString());
         server.log.replace("-", "");
         QCOMPARE(server.log, "brmbrms");
+        server.frozen = true;
+        QVERIFY(failure(*server.session, 's').contains("within 1 seconds"));
+        server.frozen = false;
+        server.signOnTakes = 300;
+        QVERIFY(failure(*server.session, 's').contains("within 0.2 seconds"));
+        QTRY_COMPARE(failure(*server.session, 's'), QString()); // slow is not frozen for ever
     }
     void aServerThatReadsNoMoreCostsOneTimeLimit() {
         Server server{[](const Request& asked) {
