@@ -126,7 +126,8 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     setOption(handle, LDAP_OPT_PROTOCOL_VERSION, LDAP_VERSION3);
     ldap_set_option(handle, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
     ldap_set_option(handle, LDAP_OPT_RESTART, LDAP_OPT_ON);
-    // The reverse name look-up would let whoever answers it choose the server to trust.
+    // A reverse name look-up would let whoever answers it choose the server to trust. The Kerberos
+    // library may still make one: that is set in krb5.conf.
     ldap_set_option(handle, LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON);
     // Limits set for other programs in ldap.conf would cut lists short.
     setOption(handle, LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT);
