@@ -1,5 +1,7 @@
 #include "platform/ldap/server_connection.h"
 
+#include "platform/ldap/tcp_check.h"
+
 #include <ldap.h>
 #include <poll.h>
 #include <sasl/sasl.h>
@@ -26,6 +28,7 @@ struct LibraryFree {
     void operator()(char** texts) const { ldap_memvfree(reinterpret_cast<void**>(texts)); }
     void operator()(LDAPControl* control) const { ldap_control_free(control); }
     void operator()(LDAPControl** controls) const { ldap_controls_free(controls); }
+    void operator()(LDAPURLDesc* url) const { ldap_free_urldesc(url); }
 };
 using Text = std::unique_ptr<char, LibraryFree>;
 using Texts = std::unique_ptr<char*, LibraryFree>;
@@ -139,6 +142,7 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     if (tls && !demandCertificate(handle))
         fail({Stage::Connect},
              {LDAP_CONNECT_ERROR, u"the TLS settings of ldap.conf cannot be used"_s});
+    checkReachable(connecting, most);
     const int connected = ldap_connect(handle);
     // The client library tells a refused certificate from an unreachable server only by the
     // handshake's empty remark, and goes on in clear where the URI leaves StartTLS optional.
@@ -151,6 +155,24 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
         fail({Stage::Connect}, {connected, remark});
     signOn();
     m_socketLayer->setLimit(shortened(settings.answerLimit, Stage::SignOn));
+}
+
+/// The client library looks names up and connects without our limits, and nothing interrupts it:
+/// that it can do both is found out beforehand.
+void ServerConnection::checkReachable(QDeadlineTimer deadline, milliseconds limit) {
+    LDAPURLDesc* parsed = nullptr;
+    ldap_url_parse(m_server.toUtf8().constData(), &parsed);
+    const std::unique_ptr<LDAPURLDesc, LibraryFree> url(parsed);
+    if (!url || qstricmp(url->lud_scheme, "ldapi") == 0 || qstrlen(url->lud_host) == 0)
+        return;
+    try {
+        checkTcpPort(QString::fromUtf8(url->lud_host), quint16(url->lud_port), deadline,
+                     m_settings.interruption);
+    } catch (const Error& error) {
+        if (deadline.hasExpired())
+            failSilent({Stage::Connect}, limit);
+        fail({Stage::Connect}, {LDAP_SERVER_DOWN, error.description()});
+    }
 }
 
 void ServerConnection::signOn() {

@@ -69,6 +69,7 @@ public:
     void close() noexcept { m_lost = m_closed = true; }
 
 private:
+    void checkReachable(QDeadlineTimer deadline, std::chrono::milliseconds limit);
     void signOn();
     Result bind(const char* mechanism);
     int sent(int code, int request, const Attempt& attempt);
