@@ -30,7 +30,8 @@ private Q_SLOTS:
             "dn: CN=a\\3Db,OU=No\\2C record,DC=t\nobjectClass: person\n\n"
             "# search reference\nref: ldap://a.x/DC=a\n ,DC=t\n\n"
             "dn:: Q049w4RubmUsREM9dA==\nchangetype: add\nobjectClass: user\n"
-            "displayName: straße\n\n# search result\nsearch: 2\nresult: 0 Success\n"
+            "displayName: straße\nobjectCategory:: Q049TgBvLQAt\n\n"
+            "# search result\nsearch: 2\nresult: 0 Success\n"
             "control: 1.2.3 false MAUCAQ==\npagedresults: cookie=\n\n# numEntries: 2";
         for (const char* lineEnd : {"\n", "\r\n"}) {
             Organisation organisation(readOrganisation(text.replace("\n", lineEnd), "snapshot"));
@@ -40,6 +41,7 @@ private Q_SLOTS:
                      std::pair("(displayName=ÄNNE*)", "CN=Zoe,DC=t"),
                      std::pair("(displayName=STRAßE)", "CN=Änne,DC=t"),
                      std::pair("(displayName=STRASSE)", ""),
+                     std::pair("(objectCategory=n\\00o\\00)", "CN=Änne,DC=t"),
                      std::pair("(homeMDB=cn=un\\5c3dseen, dc=t)", "CN=Zoe,DC=t"),
                      std::pair("(distinguishedName=cn=A\\5C=B,ou=no\\5c\\2c record,dc=t)",
                                "CN=a\\=b,OU=No\\, record,DC=t"),
@@ -66,6 +68,7 @@ private Q_SLOTS:
             {good + "\ndn:: Q049/A==\n", "line 13: \"CN=\uFFFD\" is not a distinguished name"},
             {good + "\ndn: CN=\\FC\n", "line 13: \"CN=\\FC\" is not"},
             {good + "homeMDB:: Q049/A==\n", "line 12: the value of homeMDB"},
+            {good + "mail;Range=0-1: a\n", "line 12: mail;Range=0-1 is only a part"},
             {good + "mail:\n", "line 12: mail has no value"},
             {good + "mail: a\ncn: A\nmail: a\n", "line 10: a value of cn is given twice"},
             {good + "displayName:: ?\n", "line 12: the value of displayName"},
@@ -102,6 +105,9 @@ private Q_SLOTS:
                                     "OU=\\20+CN=\\20a\\20\\2F , DC=t ";
         for (const QString& name : {spelled, hexadecimal})
             QCOMPARE(engine::directorySpelling(name), spelled);
+        const QString marked = u"CN=\uFEFFa"_qs; // a byte order mark
+        QCOMPARE(engine::directorySpelling("CN=\\EF\\BB\\BFa"), marked);
+        QCOMPARE(engine::firstValue(marked), marked.mid(3));
         QCOMPARE(engine::directorySpelling("CN=\"a,=\",OU=a=b"), "CN=a\\,\\=,OU=a\\=b");
         for (const QString kept : {"", "no \\2C name", "CN=\\FF", "CN=#0401,OU=\\,", "<GUID=0>"})
             QCOMPARE(engine::directorySpelling(kept), kept);

@@ -10,7 +10,7 @@ cat >"$work/ldapsearch" <<'END'
 printf 'dn:%s\n' "$*"
 case $* in
 *namingContexts) printf '%sNamingContext: DC=t\n' configuration default ;;
-*=user*) echo "objectClass: ${NO_USER:-user}" && exit "${BROKEN:-0}" ;;
+*=user*) echo "objectClass: ${NO_USER:-user}${PART:+$'\n'mail;range=0-1: a}" && exit "${BROKEN:-0}" ;;
 *) printf 'objectClass: %s\n' "${NO_SERVER:-msExchExchangeServer}" "${NO_STORE:-msExchPrivateMDB}" ;;
 esac
 END
@@ -20,11 +20,11 @@ file=$work/old.ldif
 echo before >"$file"
 chmod 644 "$file"
 
-for lack in NO_SERVER NO_STORE NO_USER BROKEN; do
+for lack in NO_SERVER NO_STORE NO_USER BROKEN PART; do
     if words=$(env $lack=7 "$1" "$file" 2>&1); then
         echo "$lack: a snapshot was taken all the same" && exit 1
     fi
-    [[ $lack == BROKEN || $words == *"no "*" was found below DC=t"* ]] || { echo "$words" && exit 1; }
+    [[ $lack == BROKEN || $words =~ "was found below DC=t"|"(mail;range=0-1 of dn:" ]] || { echo "$words" && exit 1; }
     [[ $(cat "$file") == before && $(ls "$work") == $'ldapsearch\nold.ldif' ]]
 done
 exec 3<"$file" # somebody who reads it already

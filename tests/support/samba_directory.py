@@ -97,7 +97,6 @@ def provision(place, address, web):
         text = (HERE / (name + ".in")).read_text()
         (place / name).write_text(text.replace("@PLACE@", str(place)).replace("@ADDRESS@", address))
     (place / "resolv.conf").write_text(f"nameserver {address}\n")
-    (place / "hosts").write_text(f"{address} dc1.{DOMAIN} dc1\n")
     db = SamDB(f"{place}/private/sam.ldb", session_info=system_session(),
                lp=LoadParm(f"{place}/smb.conf"))
     extend_schema(db)
@@ -130,15 +129,15 @@ def main(place, commands):
     os.environ.update(
         LDAPURI="ldap://" + address, LDAPTLS_CACERT=f"{place}/cert.pem",
         KRB5_CONFIG=f"{place}/krb5.conf", KRB5CCNAME=f"{place}/admin.cc",
-        RESOLV_WRAPPER_CONF=f"{place}/resolv.conf", NSS_WRAPPER_HOSTS=f"{place}/hosts",
-        SSL_CERT_FILE=f"{place}/cert.pem", REHOME_TEST_WEB=web,
+        RESOLV_WRAPPER_CONF=f"{place}/resolv.conf", SSL_CERT_FILE=f"{place}/cert.pem",
+        REHOME_TEST_WEB=web,
         REHOME_TEST_DIRECTORY=str(place), REHOME_TEST_SERVER=f"CN={LOCAL},{SERVERS}")
     provision(place, address, web)
     silent = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     silent.bind((web + "1", 53))
     (place / "etc/resolv.conf").write_text(f"nameserver {web}1\n")
-    (place / "etc/hosts").write_text(
-        pathlib.Path("/etc/hosts").read_text() + f"{address} somebody.else.test\n")
+    (place / "etc/hosts").write_text(pathlib.Path("/etc/hosts").read_text() +
+                                     f"{address} somebody.else.test\n{address} dc1.{DOMAIN}\n")
     web_process, _listener = web_server.serve(place, web)
     server, failed = serve(place, address), []
     try:

@@ -54,7 +54,7 @@ def tour(desktop, program, snapshot):
     before_all = re.findall(r"=> (\S*libasan\S*)", subprocess.check_output(["ldd", program], text=True))
     finding = ("env", "--unset=LDAPURI", "LOCALDOMAIN=elsewhere.test",
                f"https_proxy=http://{WEB}{web_server.ELSEWHERE}:80",
-               "LD_PRELOAD=" + ":".join(before_all + ["libresolv_wrapper.so", "libnss_wrapper.so"]),
+               "LD_PRELOAD=" + ":".join(before_all + ["libresolv_wrapper.so"]),
                program)
 
     def look():

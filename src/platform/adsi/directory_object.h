@@ -12,8 +12,9 @@
 
 namespace rehome::adsi {
 
-/// What an object is bound for. A drop is also told what the signed-on user may write, which is
-/// most of what such a binding costs the directory.
+/// What an object is bound for, which decides what the binding reads. Only `Read` brings what other
+/// objects than users have; only `Drop` what the signed-on user may write, which is most of what
+/// such a binding costs the directory.
 enum class Purpose { Read, Change, Drop };
 
 /// A directory object bound by path with its property cache. What is read comes from the cache,

@@ -88,9 +88,9 @@ void Filter::resolveCategories(LdbFilter& tree, const QSet<QByteArray>& categori
         auto* alternative = talloc_zero(alternatives, LdbFilter);
         alternative->operation = LDB_OP_EQUALITY;
         alternative->u.equality.attr = equality.attr;
-        alternative->u.equality.value = {
-            reinterpret_cast<uint8_t*>(talloc_strdup(alternative, category.constData())),
-            static_cast<size_t>(category.size())};
+        const auto size = static_cast<size_t>(category.size());
+        void* copy = talloc_memdup(alternative, category.constData(), size + 1);
+        alternative->u.equality.value = {static_cast<uint8_t*>(copy), size};
         alternatives[count++] = alternative;
     }
     tree.operation = LDB_OP_OR;

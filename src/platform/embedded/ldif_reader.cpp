@@ -122,6 +122,11 @@ LdifRecord LdifReader::recordOfBlock() {
     for (const LdifValue& value : m_block) {
         if (value.value.isEmpty())
             fail(value.line, u"%1 has no value"_s.arg(QString::fromLatin1(value.attribute)));
+        if (value.attribute.contains(';') &&
+            value.attribute.toByteArray().toLower().contains(";range="))
+            fail(value.line,
+                 u"%1 is only a part of the values; take the file with all of them"_s.arg(
+                     QString::fromLatin1(value.attribute)));
         if (is(value, "changetype") && value.value != "add")
             fail(value.line, u"a record that changes or deletes an object; only content is read"_s);
     }

@@ -27,8 +27,8 @@ struct LdifRecord {
 /// Reads the content records of an LDIF file in their order. Takes what ldapsearch writes:
 /// comments, "version:", search references and the result of the search are passed over; lines may
 /// end in CR LF. Throws Error with the line where something is neither, is not UTF-8, lacks a
-/// value, where a record changes or deletes, refers to another file, or where the file says that
-/// its search broke off.
+/// value, is only a range of an attribute's values, where a record changes or deletes, refers to
+/// another file, or where the file says that its search broke off.
 class LdifReader {
 public:
     /// `source` names the file in messages; `content` must outlive the reader.

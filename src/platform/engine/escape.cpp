@@ -58,6 +58,12 @@ QByteArray octetsOf(const QString& value) {
     return octets;
 }
 
+/// A byte order mark in a value is a character like any other.
+QStringDecoder decoderOfValues() {
+    return QStringDecoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
+                                                    QStringDecoder::Flag::ConvertInitialBom);
+}
+
 /// A value's text as Active Directory spells it.
 QString spelled(const QString& text) {
     QString value;
@@ -97,7 +103,7 @@ QString parentName(const QString& distinguishedName, int levels) {
 
 QString firstValue(const QString& distinguishedName) {
     const QString component = distinguishedName.left(endOf(distinguishedName, 0, u","));
-    return QString::fromUtf8(octetsOf(component.mid(component.indexOf(u'=') + 1)));
+    return decoderOfValues()(octetsOf(component.mid(component.indexOf(u'=') + 1)));
 }
 
 bool isPlainName(QByteArrayView name) {
@@ -132,7 +138,7 @@ QString directorySpelling(const QString& distinguishedName) {
         if (equals < 0 || type.isEmpty() || !isType)
             return distinguishedName;
         const QString value = distinguishedName.mid(equals + 1, end - equals - 1);
-        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        QStringDecoder decoder = decoderOfValues();
         const QString text = decoder(octetsOf(value));
         const bool kept = decoder.hasError() || value.startsWith(u'#');
         name += type + u'=' + (kept ? value : spelled(text));

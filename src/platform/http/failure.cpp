@@ -74,10 +74,10 @@ Error describeNoAnswer(const Attempt& attempt, const NoAnswer& failure,
 
 Error describeStatus(const Attempt& attempt, int status, const QString& redirect) {
     if (!redirect.isEmpty())
-        return describeFailure(
-            attempt,
-            u"it refers to %1 (HTTP status %2), where nothing is sent"_s.arg(redirect).arg(status),
-            u"The server that holds the store must answer itself."_s);
+        return describeFailure(attempt,
+                               u"it refers to %1 (HTTP status %2), where nothing is sent"_s.arg(
+                                   redirect, QString::number(status)),
+                               u"The server that holds the store must answer itself."_s);
     return describeFailure(attempt, u"it answered with HTTP status %1"_s.arg(status),
                            statusRemedy(attempt, status));
 }

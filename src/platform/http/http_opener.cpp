@@ -37,6 +37,7 @@ void HttpOpener::beginRound() noexcept {
     m_silent.clear();
     m_taken = {};
     m_first = std::exchange(m_turnedAway, {});
+    m_firstThere = std::exchange(m_turnedAwayThere, {});
     m_directoryOnly.beginRound();
 }
 
@@ -61,20 +62,24 @@ const WebService& HttpOpener::serviceOf(engine::Session& directory, const QStrin
 
 /// Throws Error where nothing is to be sent for this mailbox in this round.
 void HttpOpener::takeTurn(const Attempt& attempt) {
-    const bool comesFirst = m_first.remove(attempt.mailbox.user);
+    const QString& user = attempt.mailbox.user;
+    QSet<QString>& there = m_firstThere[attempt.host];
+    const bool first = m_first.remove(user), firstThere = there.remove(user);
     QString reason;
-    if (m_silent.contains(attempt.host))
+    if (m_silent.contains(attempt.host)) {
+        m_turnedAwayThere[attempt.host].insert(user);
         reason = u"the server was not asked again after this: "_s + m_silent.value(attempt.host);
-    else if (m_taken >= m_settings.roundLimit)
+    } else if (m_taken >= m_settings.roundLimit) {
+        m_turnedAway.insert(user);
         reason =
             u"the others have taken %1 seconds"_s.arg(double(m_settings.roundLimit.count()) / 1000);
-    if (!reason.isEmpty()) {
-        m_turnedAway.insert(attempt.mailbox.user);
-        throw describeFailure(attempt, u"not sent; "_s + reason, u"It is asked for again."_s);
+    } else if (!first && (!m_first.isEmpty() || (!firstThere && !there.isEmpty()))) {
+        if (firstThere)
+            m_turnedAwayThere[attempt.host].insert(user);
+        reason = u"those left over come first"_s;
     }
-    if (!comesFirst && !m_first.isEmpty())
-        throw describeFailure(attempt, u"not sent; those left over come first"_s,
-                              u"It is asked for again."_s);
+    if (!reason.isEmpty())
+        throw describeFailure(attempt, u"not sent; "_s + reason, u"It is asked for again."_s);
 }
 
 QString HttpOpener::ask(const Attempt& attempt) {

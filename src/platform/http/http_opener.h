@@ -13,8 +13,9 @@ namespace rehome::http {
 
 /// Opens a mailbox where its server offers its folders over HTTP (WebDAV): asks for the location of
 /// its contacts folder. A round never lasts: a server that has given no answer is not asked again
-/// in it, and once its attempts have taken their time no more are sent. Whoever is turned away so
-/// comes before all others in the next round.
+/// in it, and once its attempts have taken their time no more are sent. Whoever is turned away for
+/// want of time comes before all others in the next round; whoever's server was silent, only before
+/// those of that server, for it may stay so.
 class HttpOpener final : public engine::MailboxOpener {
 public:
     /// `directoryOnly` is handed the mailboxes of servers that the directory shows to offer no such
@@ -38,8 +39,10 @@ private:
     QHash<QString, WebService> m_services; ///< by the server's distinguished name
     QHash<QString, QString> m_silent;      ///< hosts, and what was found instead of an answer
     std::chrono::nanoseconds m_taken{};
-    QSet<QString> m_first;      ///< users that come before all others
-    QSet<QString> m_turnedAway; ///< users that will in the next round
+    QSet<QString> m_first;                      ///< users that come before all others
+    QSet<QString> m_turnedAway;                 ///< users that will in the next round
+    QHash<QString, QSet<QString>> m_firstThere; ///< likewise, before all of their host
+    QHash<QString, QSet<QString>> m_turnedAwayThere;
 };
 
 } // namespace rehome::http

@@ -1,5 +1,6 @@
 #include "platform/http/web_service.h"
 
+#include "platform/engine/network_address.h"
 #include "platform/error.h"
 
 #include <QRegularExpression>
@@ -7,20 +8,6 @@
 namespace rehome::http {
 
 using namespace Qt::Literals::StringLiterals;
-
-namespace {
-
-QString hostOf(const engine::Entry& server) {
-    const QString protocol = u"ncacn_ip_tcp:"_s;
-    for (const QByteArray& value : server.values(u"networkAddress"_s)) {
-        const QString address = QString::fromUtf8(value);
-        if (address.startsWith(protocol, Qt::CaseInsensitive))
-            return address.mid(protocol.size()).section(u'[', 0, 0);
-    }
-    return {};
-}
-
-} // namespace
 
 WebService webServiceOf(engine::Session& directory, const QString& server) {
     const QString exchangeServer = u"msExchExchangeServer"_s;
@@ -31,7 +18,7 @@ WebService webServiceOf(engine::Session& directory, const QString& server) {
     request.scope = engine::Scope::Subtree;
     request.filter = u"(|(objectClass=%1)(objectClass=%2)(objectClass=%3))"_s.arg(
         exchangeServer, virtualServer, virtualDirectory);
-    request.attributes = QStringList{u"objectClass"_s, u"networkAddress"_s};
+    request.attributes = QStringList{u"objectClass"_s, engine::NetworkAddress};
     const auto entries = directory.search(request);
     WebService service;
     bool servers = false, directories = false;
@@ -43,7 +30,7 @@ WebService webServiceOf(engine::Session& directory, const QString& server) {
             return false;
         };
         if (is(exchangeServer))
-            service.host = hostOf(*entry);
+            service.host = engine::tcpHost(*entry);
         servers = servers || is(virtualServer);
         directories = directories || is(virtualDirectory);
     }

@@ -12,13 +12,14 @@ std::shared_ptr<ServerConnection> DomainControllers::connect() {
     if (m_servers.isEmpty())
         m_servers = m_settings.servers.isEmpty() ? locateServers() : m_settings.servers;
     const Health before = *m_health;
+    const bool reviving = before.silent && !before.hurry.hasExpired();
     QStringList failures;
     for (qsizetype i = 0; i < m_servers.size(); ++i) {
         if (m_settings.interruption)
             m_settings.interruption->waitFor(m_servers.at(i));
         try {
-            auto connection = std::make_shared<ServerConnection>(m_servers.at(i), m_settings,
-                                                                 m_health, before.silent);
+            auto connection =
+                std::make_shared<ServerConnection>(m_servers.at(i), m_settings, m_health, reviving);
             if (m_health->timeouts > 0)
                 readRoot(connection);
             m_servers.move(i, 0);

@@ -58,8 +58,8 @@ QString ticketRemedy() {
 }
 
 QString remedy(const Attempt& attempt, const Result& result) {
-    const bool lost = result.code == LDAP_SERVER_DOWN || result.code == LDAP_TIMEOUT;
-    if (attempt.stage == Stage::Modify && lost && result.sent)
+    const bool unread = result.code < 0; // the library's own: no answer could be read
+    if (attempt.stage == Stage::Modify && unread && result.sent)
         return u"It is not known whether the change was made: look before trying again."_s;
     if (attempt.stage == Stage::Connect && result.code == LDAP_CONNECT_ERROR)
         return u"The certificate of %1 is not trusted: put the authority that issued it into the "

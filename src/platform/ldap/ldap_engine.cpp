@@ -15,6 +15,7 @@ namespace {
 class LdapSession : public engine::Session {
     void connect() {
         const auto former = std::exchange(m_connection, m_controllers.connect());
+        std::erase_if(m_former, [](const auto& connection) { return connection.expired(); });
         m_former.push_back(former); // searches may still be read from it
     }
 

@@ -17,9 +17,11 @@ struct LdapSettings {
     int pageSize = 1000;
     /// LDAP URIs tried in this order; empty: found as locateServers says.
     QStringList servers;
-    /// For finding out whether a directory that let a limit run out answers again: connecting,
-    /// signing on and reading its root object, in all.
+    /// For finding out whether a directory that let a limit run out answers again: for connecting,
+    /// each answer while signing on, and reading its root object.
     std::chrono::milliseconds revivalLimit{2'000};
+    /// After so long, connecting and signing on get their usual limits once: it may just be slow.
+    std::chrono::milliseconds revivalPause{60'000};
     /// Ends a wait. Must outlive the engine.
     platform::Interruption* interruption = nullptr;
 };

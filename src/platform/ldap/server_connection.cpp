@@ -1,5 +1,7 @@
 #include "platform/ldap/server_connection.h"
 
+#include "platform/ldap/tcp_check.h"
+
 #include <ldap.h>
 #include <poll.h>
 #include <sasl/sasl.h>
@@ -26,6 +28,7 @@ struct LibraryFree {
     void operator()(char** texts) const { ldap_memvfree(reinterpret_cast<void**>(texts)); }
     void operator()(LDAPControl* control) const { ldap_control_free(control); }
     void operator()(LDAPControl** controls) const { ldap_controls_free(controls); }
+    void operator()(LDAPURLDesc* url) const { ldap_free_urldesc(url); }
 };
 using Text = std::unique_ptr<char, LibraryFree>;
 using Texts = std::unique_ptr<char*, LibraryFree>;
@@ -123,12 +126,11 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     const milliseconds most = shortened(settings.connectLimit, Stage::Connect);
     const QDeadlineTimer connecting(most);
     m_socketLayer = std::make_unique<SocketLayer>(handle, most, settings.interruption);
-    if (reviving)
-        m_socketLayer->setDeadline(connecting);
     setOption(handle, LDAP_OPT_PROTOCOL_VERSION, LDAP_VERSION3);
     ldap_set_option(handle, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
     ldap_set_option(handle, LDAP_OPT_RESTART, LDAP_OPT_ON);
-    // The reverse name look-up would let whoever answers it choose the server to trust.
+    // A reverse name look-up would let whoever answers it choose the server to trust. The Kerberos
+    // library may still make one: that is set in krb5.conf.
     ldap_set_option(handle, LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON);
     // Limits set for other programs in ldap.conf would cut lists short.
     setOption(handle, LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT);
@@ -140,6 +142,7 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     if (tls && !demandCertificate(handle))
         fail({Stage::Connect},
              {LDAP_CONNECT_ERROR, u"the TLS settings of ldap.conf cannot be used"_s});
+    checkReachable(connecting, most);
     const int connected = ldap_connect(handle);
     // The client library tells a refused certificate from an unreachable server only by the
     // handshake's empty remark, and goes on in clear where the URI leaves StartTLS optional.
@@ -151,7 +154,25 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     if (connected != LDAP_SUCCESS)
         fail({Stage::Connect}, {connected, remark});
     signOn();
-    m_socketLayer->setLimit(settings.answerLimit);
+    m_socketLayer->setLimit(shortened(settings.answerLimit, Stage::SignOn));
+}
+
+/// The client library looks names up and connects without our limits, and nothing interrupts it:
+/// that it can do both is found out beforehand.
+void ServerConnection::checkReachable(QDeadlineTimer deadline, milliseconds limit) {
+    LDAPURLDesc* parsed = nullptr;
+    ldap_url_parse(m_server.toUtf8().constData(), &parsed);
+    const std::unique_ptr<LDAPURLDesc, LibraryFree> url(parsed);
+    if (!url || qstricmp(url->lud_scheme, "ldapi") == 0 || qstrlen(url->lud_host) == 0)
+        return;
+    try {
+        checkTcpPort(QString::fromUtf8(url->lud_host), quint16(url->lud_port), deadline,
+                     m_settings.interruption);
+    } catch (const Error& error) {
+        if (deadline.hasExpired())
+            failSilent({Stage::Connect}, limit);
+        fail({Stage::Connect}, {LDAP_SERVER_DOWN, error.description()});
+    }
 }
 
 void ServerConnection::signOn() {
@@ -312,7 +333,9 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
             ldap_result(handle, request, until == Until::AllCame ? LDAP_MSG_ALL : LDAP_MSG_RECEIVED,
                         &now, &received);
         message.reset(received);
+        // It may have read messages and yet told of none, since its time was over.
     } while (type == 0 && (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_DATA_READY, nullptr) > 0 ||
+                           m_socketLayer->anyRead() ||
                            m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
     if (type > 0) {
         if (attempt.stage == Stage::Search)
@@ -336,7 +359,7 @@ void ServerConnection::heard() {
     m_health->silent = false;
     m_heard = m_health->timeouts;
     if (std::exchange(m_reviving, false))
-        m_socketLayer->setDeadline(QDeadlineTimer::Forever);
+        m_socketLayer->setLimit(m_settings.answerLimit);
 }
 
 void ServerConnection::failSilent(Attempt attempt, milliseconds limit) {
@@ -344,6 +367,8 @@ void ServerConnection::failSilent(Attempt attempt, milliseconds limit) {
     m_lost = true;
     ++m_health->timeouts;
     m_health->silent = true;
+    if (!m_reviving)
+        m_health->hurry.setRemainingTime(m_settings.revivalPause);
     fail(attempt, {LDAP_TIMEOUT});
 }
 
@@ -357,6 +382,7 @@ QByteArray ServerConnection::checkResult(LDAPMessage* message, const Attempt& at
     const Text said(text);
     const Texts referrals(addresses);
     const Controls controls(list);
+    m_lost = m_lost || parsed != LDAP_SUCCESS;
     if (parsed != LDAP_SUCCESS)
         fail(attempt, {parsed});
     Result result{code, QString::fromUtf8(text).trimmed()};

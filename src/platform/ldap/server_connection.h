@@ -6,6 +6,7 @@
 #include "platform/ldap/socket_layer.h"
 
 #include <QByteArray>
+#include <QDeadlineTimer>
 #include <QString>
 
 #include <memory>
@@ -26,8 +27,9 @@ using Message = std::unique_ptr<::ldapmsg, MessageDeleter>;
 
 /// Whether a directory answers, as all connections to it have seen.
 struct Health {
-    int timeouts = 0;    ///< limits that have run out so far
-    bool silent = false; ///< nothing has been read since the last of them
+    int timeouts = 0;       ///< limits that have run out so far
+    bool silent = false;    ///< nothing has been read since the last of them
+    QDeadlineTimer hurry{}; ///< until then a silent directory gets the revival limit alone
 };
 
 /// One signed-on connection to one server. Once lost it is never opened again: the client library
@@ -36,8 +38,8 @@ class ServerConnection {
 public:
     /// Connects and signs on: with the mechanism that the client library is set to, else EXTERNAL
     /// on ldapi, else GSS-SPNEGO or GSSAPI with the user's Kerberos ticket. Never in clear and
-    /// never with a prompt: what TLS does not seal, SASL does. `reviving`: all that, and the first
-    /// answer to a search, come within LdapSettings::revivalLimit. Throws Failure.
+    /// never with a prompt: what TLS does not seal, SASL does. `reviving`: each answer, up
+    /// to the first to a search, comes within LdapSettings::revivalLimit. Throws Failure.
     ServerConnection(const QString& server, const LdapSettings& settings,
                      std::shared_ptr<Health> health, bool reviving);
 
@@ -67,6 +69,7 @@ public:
     void close() noexcept { m_lost = m_closed = true; }
 
 private:
+    void checkReachable(QDeadlineTimer deadline, std::chrono::milliseconds limit);
     void signOn();
     Result bind(const char* mechanism);
     int sent(int code, int request, const Attempt& attempt);

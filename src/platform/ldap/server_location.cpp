@@ -55,15 +55,6 @@ QString hostDomain() {
     return full.section(u'.', 1);
 }
 
-QStringList candidateDomains(const Resolver& resolver) {
-    QStringList domains{currentTicket().realm.toLower(), hostDomain().toLower()};
-    for (size_t i = 0; i < MAXDNSRCH && resolver.state.dnsrch[i]; ++i)
-        domains += QString::fromUtf8(resolver.state.dnsrch[i]).toLower();
-    domains.removeAll(QString());
-    domains.removeDuplicates();
-    return domains;
-}
-
 std::vector<ServiceRecord> lookUp(Resolver& resolver, const QString& domain) {
     const QByteArray name = u"_ldap._tcp.dc._msdcs.%1"_s.arg(domain).toUtf8();
     std::vector<unsigned char> message(NS_MAXMSG);
@@ -104,8 +95,9 @@ QStringList inOrder(std::vector<ServiceRecord> records, std::mt19937& chance) {
             weights.push_back(record.priority != first ? 0 : std::max(double(record.weight), 0.01));
         std::discrete_distribution<std::ptrdiff_t> draw(weights.begin(), weights.end());
         const auto drawn = records.begin() + draw(chance);
-        servers += drawn->port == LDAP_PORT ? u"ldap://"_s + drawn->target
-                                            : u"ldap://%1:%2"_s.arg(drawn->target).arg(drawn->port);
+        servers += drawn->port == LDAP_PORT
+                       ? u"ldap://"_s + drawn->target
+                       : u"ldap://%1:%2"_s.arg(drawn->target, QString::number(drawn->port));
         records.erase(drawn);
     }
     return servers;
@@ -115,13 +107,22 @@ QStringList locateServers() {
     if (const QStringList configured = configuredServers(); !configured.isEmpty())
         return configured;
     Resolver resolver;
-    const QStringList domains = resolver.ready ? candidateDomains(resolver) : QStringList();
-    for (const QString& domain : domains) {
-        std::mt19937 chance{std::random_device{}()};
-        const QStringList servers = inOrder(lookUp(resolver, domain), chance);
-        if (!servers.isEmpty())
-            return servers;
-    }
+    std::mt19937 chance{std::random_device{}()};
+    QStringList domains, servers;
+    const auto ask = [&](const QString& name) {
+        const QString domain = name.toLower();
+        if (!servers.isEmpty() || !resolver.ready || domain.isEmpty() || domains.contains(domain))
+            return;
+        domains += domain;
+        servers = inOrder(lookUp(resolver, domain), chance);
+    };
+    ask(currentTicket().realm);
+    if (servers.isEmpty())
+        ask(hostDomain()); // which may itself have to be looked up
+    for (size_t i = 0; i < MAXDNSRCH && resolver.state.dnsrch[i]; ++i)
+        ask(QString::fromUtf8(resolver.state.dnsrch[i]));
+    if (!servers.isEmpty())
+        return servers;
     throw Error(
         (domains.isEmpty()
              ? u"No directory server was found: this computer has no domain."_s

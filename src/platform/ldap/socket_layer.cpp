@@ -6,35 +6,29 @@
 #include <ldap.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <cerrno>
+#include <utility>
 
 namespace rehome::ldap {
 
 struct SocketLayer::Hooks {
     std::chrono::milliseconds limit;
     platform::Interruption* interruption;
-    QDeadlineTimer deadline{QDeadlineTimer::Forever};
     bool timedOut = false;
+    bool anyRead = false;
     int descriptor = -1;
     ldap_conncb callbacks{connected, closed, this};
 
     static Hooks& of(Sockbuf_IO_Desc* layer) { return *static_cast<Hooks*>(layer->sbiod_pvt); }
 
-    std::chrono::milliseconds left(std::chrono::milliseconds most) const {
-        return deadline.isForever()
-                   ? most
-                   : std::min(most, std::chrono::milliseconds(deadline.remainingTime()));
-    }
-    bool await(short event, std::chrono::milliseconds most) {
-        const int ready = awaitEvent(descriptor, event, QDeadlineTimer(left(most)), interruption);
+    bool await(short event, QDeadlineTimer until) {
+        const int ready = awaitEvent(descriptor, event, until, interruption);
         if (ready == 0) {
             timedOut = true;
             errno = ETIMEDOUT;
         }
         return ready > 0;
     }
-    bool await(short event) { return await(event, limit); }
 
     static int attach(Sockbuf_IO_Desc* layer, void* hooks) {
         layer->sbiod_pvt = hooks;
@@ -46,14 +40,27 @@ struct SocketLayer::Hooks {
     }
     static ber_slen_t read(Sockbuf_IO_Desc* layer, void* data, ber_len_t length) {
         Hooks& hooks = of(layer);
-        const ber_slen_t received = recv(hooks.descriptor, data, length, MSG_DONTWAIT);
-        if (received >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK))
-            return received;
-        return hooks.await(POLLIN) ? recv(hooks.descriptor, data, length, 0) : -1;
+        ber_slen_t received = recv(hooks.descriptor, data, length, MSG_DONTWAIT);
+        if (received < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) &&
+            hooks.await(POLLIN, QDeadlineTimer(hooks.limit)))
+            received = recv(hooks.descriptor, data, length, 0);
+        hooks.anyRead = hooks.anyRead || received >= 0;
+        return received;
     }
     static ber_slen_t write(Sockbuf_IO_Desc* layer, void* data, ber_len_t length) {
         Hooks& hooks = of(layer);
-        return hooks.await(POLLOUT) ? send(hooks.descriptor, data, length, MSG_NOSIGNAL) : -1;
+        const QDeadlineTimer until(hooks.limit);
+        const char* next = static_cast<const char*>(data);
+        for (ber_len_t rest = length; rest > 0;) {
+            const auto sent = send(hooks.descriptor, next, rest, MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (sent >= 0) {
+                next += sent;
+                rest -= ber_len_t(sent);
+            } else if (errno == EAGAIN ? !hooks.await(POLLOUT, until) : errno != EINTR) {
+                return -1;
+            }
+        }
+        return ber_slen_t(length);
     }
 
     static int connected(LDAP*, Sockbuf* buffer, LDAPURLDesc*, sockaddr*, ldap_conncb* callbacks) {
@@ -81,16 +88,12 @@ void SocketLayer::setLimit(std::chrono::milliseconds limit) {
     m_hooks->limit = limit;
 }
 
-void SocketLayer::setDeadline(QDeadlineTimer deadline) {
-    m_hooks->deadline = deadline;
-}
-
-std::chrono::milliseconds SocketLayer::left(std::chrono::milliseconds limit) const {
-    return m_hooks->left(limit);
-}
-
 bool SocketLayer::awaitReadable(std::chrono::milliseconds limit) {
-    return m_hooks->await(POLLIN, limit);
+    return m_hooks->await(POLLIN, QDeadlineTimer(limit));
+}
+
+bool SocketLayer::anyRead() {
+    return std::exchange(m_hooks->anyRead, false);
 }
 
 bool SocketLayer::timedOut() const {

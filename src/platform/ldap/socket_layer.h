@@ -27,12 +27,10 @@ public:
 
     /// For each read and write.
     void setLimit(std::chrono::milliseconds limit);
-    /// For all of them together.
-    void setDeadline(QDeadlineTimer deadline);
-    /// What the deadline leaves of a limit.
-    std::chrono::milliseconds left(std::chrono::milliseconds limit) const;
     /// Waits until there is something to read. False where the time runs out.
     bool awaitReadable(std::chrono::milliseconds limit);
+    /// Whether anything has been read since this was last asked.
+    bool anyRead();
     /// Whether a read or a write has run out of time.
     bool timedOut() const;
 

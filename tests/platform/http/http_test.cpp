@@ -73,7 +73,8 @@ private Q_SLOTS:
             qputenv(variable, ("http://" + m_web + "9:80").toUtf8());
         OrganisationText text("none");
         for (const QString& number : QString("1 2 3 4 5 6 7 8 without").split(' '))
-            text.server(number, "networkAddress: ncacn_vns_spp:X\nnetworkAddress: ncacn_ip_tcp:" +
+            text.server(number, "networkAddress: ncacn_vns_spp:X\nnetworkAddress: ncacn_ip_tcp:\n"
+                                "networkAddress: NCACN_ip_tcp:" +
                                     m_web + number.left(1).replace('w', '1') + "[1234]\n");
         text.server("odd", "networkAddress: ncacn_ip_tcp:" + m_web + "1/exchange/a?\n")
             .server("nowhere");
@@ -99,8 +100,8 @@ private Q_SLOTS:
             {"1", any, "Status: 440\n\nNo", "turn forms-based authentication off"},
             {"1", any, "Status: 503\n\nNo", "The store CN=Store is not available"},
             {"1", any, "Status: 200\n\n<html/>", "HTTP status 200"},
-            {"1", any, "Status: 302\nLocation: https://" + m_web + "9/x\n\n",
-             "refers to https://" + m_web + "9/x (HTTP status 302), where nothing is sent"},
+            {"1", any, "Status: 302\nLocation: https://" + m_web + "9/%2Fx\n\n",
+             "refers to https://" + m_web + "9/%2Fx (HTTP status 302), where nothing is sent"},
             {"1", any, multistatus(good, "404 Not Found"), "HTTP status 404"},
             {"1", any, multistatus(good, "503 No"), "The store CN=Store is not available"},
             {"1", any, multistatus("<m:contacts> </m:contacts>"), "names no contacts folder"},
@@ -178,6 +179,13 @@ private Q_SLOTS:
         for (const char* said : {"no answer within 0.3 seconds", "not asked again after this"}) {
             const QString seen = open(silent, said, "5");
             QVERIFY2(seen.contains(said), qPrintable(seen));
+        }
+        makeMailboxes({"near"});
+        for (const QString turn : {"", "far0", "far1", "far2", "far0"}) { // silent server
+            silent.beginRound();
+            QCOMPARE(open(silent, "near"), m_contacts);
+            for (const QString name : {"far0", "far1", "far2"})
+                QCOMPARE(open(silent, name, "5").contains("no answer within"), name == turn);
         }
         http::HttpOpener slow(m_directoryOnly, {2s, 500ms});
         QSet<QString> opened;

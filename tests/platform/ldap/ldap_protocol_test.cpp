@@ -86,6 +86,7 @@ struct Server {
                 return;
             if (frozen)
                 continue;
+            QTest::qSleep(asked.kind == LDAP_REQ_BIND ? signOnTakes.load() : 0);
             if (aboutX) {
                 ++requests;
                 answer(asked);
@@ -104,7 +105,8 @@ struct Server {
     std::atomic<int> requests = 0; ///< so far, but for those of a new session
     std::atomic<bool> frozen = false;
     std::atomic<int> signsOn = LDAP_SUCCESS;
-    QByteArray log{}; ///< one letter for each request
+    std::atomic<int> signOnTakes = 0; ///< milliseconds
+    QByteArray log{};                 ///< one letter for each request
     const QTemporaryDir folder{};
     QLocalServer listener{};
     const bool listening = listener.listen(folder.filePath("socket"));
@@ -115,7 +117,7 @@ struct Server {
             connections.emplace_back([this, next] { serve(next); });
     }};
     const QString uri = "ldapi://" + QUrl::toPercentEncoding(listener.fullServerName());
-    ldap::LdapEngine engine{{1s, 1s, 1000, {uri}, 200ms}};
+    ldap::LdapEngine engine{{1s, 1s, 1000, {uri}, 200ms, 1500ms}};
     std::unique_ptr<engine::Session> session = engine.openSession();
 };
 
@@ -258,14 +260,17 @@ private Q_SLOTS:
         }
     }
     void aSessionThatHasEndedIsMadeAnewButNoModifySentAgain() {
-        // Each request is answered, unanswered (-), answered before the connection ends (h), or
-        // told that the session has ended (u).
+        // Each request is answered, unanswered (-), answered before the connection ends (h) or with
+        // what cannot be read (x), or told that the session has ended (u).
         for (const auto& [operations, answers, said] :
              {std::tuple("mmssms", "hh.-.-.", "not known whether the change was made"),
+              {"mmssms", "hh.-.x.", "not known whether the change was made"},
               {"smmm", "u.u.uu.", "(result 52)"}}) { // twice: no third time
             Server server{[&, answers = answers](const Request& asked) {
                 const char how = answers[server.requests - 1];
-                if (how != '-')
+                if (how == 'x')
+                    asked.send("{it{}}", LDAP_RES_MODIFY);
+                else if (how != '-')
                     asked.result(how == 'u' ? LDAP_UNAVAILABLE : LDAP_SUCCESS);
                 if (how == '-' || how == 'h')
                     asked.hangUp();
@@ -304,6 +309,26 @@ private Q_SLOTS:
         QCOMPARE(failure(*server.session, 's'), QString());
         server.log.replace("-", "");
         QCOMPARE(server.log, "brmbrms");
+        server.frozen = true;
+        QVERIFY(failure(*server.session, 's').contains("within 1 seconds"));
+        server.frozen = false;
+        server.signOnTakes = 300;
+        QVERIFY(failure(*server.session, 's').contains("within 0.2 seconds"));
+        QTRY_COMPARE(failure(*server.session, 's'), QString()); // slow is not frozen for ever
+    }
+    void aServerThatReadsNoMoreCostsOneTimeLimit() {
+        Server server{[](const Request& asked) {
+            if (asked.kind == LDAP_REQ_SEARCH) {
+                asked.entry("CN=x", "cn", {"x"});
+                QTest::qSleep(1500);
+            }
+            asked.result();
+        }};
+        QCOMPARE(failure(*server.session, 'm'), QString());
+        const auto list = server.session->search({"CN=x", engine::Scope::OneLevel, "(a=*)", {}});
+        const engine::Replacement large{"mail", {QByteArray(10'000'000, 'a')}};
+        const QString said = test::errorOf([&] { server.session->modify("CN=x", {large}); });
+        QVERIFY2(said.contains("within 1 seconds"), qPrintable(said));
     }
     void serversComeByPriority() {
         std::mt19937 chance{1};
