@@ -30,8 +30,8 @@ const auto dn = OrganisationText::userDN;
 OrganisationText organisation() {
     OrganisationText text = test::smallOrganisation(0);
     for (const auto& [user, store, more] :
-         {std::tuple("u1", "EX2/SG/C", "proxyAddresses: X400:c=t\n"),
-          {"u2", "EX2/SG/C", "rehomePolicyAddress: new@t\n"},
+         {std::tuple("u1", "EX2/SG/C", "proxyAddresses: X400:c=t\nrehomePolicyAddress: one@t\n"),
+          {"u2", "EX2/SG/C", "rehomePolicyAddress: two@t\n"},
           {"u3", "EX2/SG/D", "mDBUseDefaults: FALSE\nmsExchMailboxSecurityDescriptor: own\n"},
           {"u4", "EX1/SG/B", ""},
           {"u5", "EX2/SG/D", ""}}) {
@@ -58,6 +58,7 @@ struct Run final : platform::Journal, test::Window {
                         written().contains(undo[made.object]),
                     made.object + " is dropped without its record");
         };
+        organisation.modify(dn("u2"), {{"proxyAddresses", {}}});
         desktop.unseen = true;
         desktop.whileShown = [this] { checkReason(desktop.shown.last().Text); };
         for (const char* user : {"u1", "u2", "u3", "u4", "u5"}) {
@@ -98,7 +99,7 @@ struct Run final : platform::Journal, test::Window {
         const QString reason = text.mid(notCreated.size());
         const QString user = QRegularExpression("\\bu\\d(?=@t\\b)").match(reason).captured();
         text = notCreated + user;
-        const QString at = values(user),
+        const QString at = home(dn(user)),
                       has = at.isEmpty() ? "no mailbox now" : "a mailbox on " + at;
         require((reason.startsWith("refused") ||
                  reason.startsWith(dn(user) + " still has a mailbox on " + at)) &&
@@ -200,14 +201,14 @@ class SweepTest : public QObject {
         const main_window::State& state = run.state;
         auto listed = run.grid.Rows() - 1;
         for (const auto& [user, as] : run.before)
-            listed -= !run.values(user).isEmpty();
+            listed -= !run.home(dn(user)).isEmpty();
         run.require(state.StoreList.Count() == told.size() && (!complete || listed == 0) &&
                         run.control<QComboBox>("comboStoreName").count() ==
                             told.filter(local).size(),
                     "the list");
         for (const auto& user : state.GridMailboxes) {
             const QString guid = "<GUID=" + user->GetID().mid(1, 36) + '>';
-            const bool known = told.contains(run.Rehearsal::values(guid, "homeMDB").value(0));
+            const bool known = told.contains(run.home(guid));
             run.require((user->GetSourceStoreState() == "Unreachable") != known, "a store's state");
         }
     }
@@ -235,9 +236,12 @@ class SweepTest : public QObject {
             created["msExchHomeServerName"] = {"/o=T/cn=EX1"};
             created["msExchMailboxGuid"] = now.values("msExchMailboxGuid");
             created.insert({"mDBUseDefaults", {"TRUE"}});
-            if (now.text("mail") == "new@t" && !opened(run, user)) {
-                created["mail"] = {"new@t"};
-                created["proxyAddresses"] = {"SMTP:new@t", "smtp:" + user.toUtf8() + "@t"};
+            const auto policy = before.values("rehomePolicyAddress");
+            if (!policy.isEmpty() && now.values("mail") == policy && !opened(run, user)) {
+                created["mail"] = policy;
+                created["proxyAddresses"] = {"SMTP:" + policy.at(0)};
+                if (user == "u1")
+                    created["proxyAddresses"] += {"smtp:u1@t", "X400:c=t"};
             }
             const auto held = byName(now);
             homeless += held == dropped;
@@ -306,7 +310,7 @@ class SweepTest : public QObject {
         const bool recovers = goesOn || (closing && fault < Fault::OnItsObject);
         // Its old mailbox opens too, where the drop was refused and its store is online.
         for (const QString& user : part.chosen) {
-            const QString home = run.values(user);
+            const QString home = run.home(dn(user));
             run.require(!recovers || opened(run, user) == (home == B || home == C),
                         user + " is not opened");
         }

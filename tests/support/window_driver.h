@@ -14,9 +14,11 @@ namespace rehome::test {
 struct Window : Rehearsal {
     using Rehearsal::Rehearsal;
 
-    /// Loads and shows it.
     void open() {
         frame.Form_Load();
+        show();
+    }
+    void show() {
         frame.show();
         frame.activateWindow();
         if (!QTest::qWaitForWindowActive(&frame))
@@ -99,10 +101,6 @@ struct Window : Rehearsal {
                 return;
         }
         throw std::logic_error("the process has not ended as it should");
-    }
-    /// A user's values as the directory holds them now.
-    QString values(const QString& user, const char* attribute = "homeMDB") const {
-        return Rehearsal::values(OrganisationText::userDN(user), attribute).join(',');
     }
 
     const bool look = (main_window::applyLook(*qApp), true);

@@ -20,7 +20,7 @@
 #include <arpa/inet.h>
 
 using namespace rehome;
-using test::errorOf, test::require, test::requirePart, test::requireSame;
+using test::checkPart, test::errorOf;
 using namespace std::chrono_literals;
 
 namespace {
@@ -93,7 +93,7 @@ class LiveTest : public QObject {
     /// Changes the directory from outside.
     static void change(const QString& ldif) {
         const QString command = "printf %s \"$0\" | ldapmodify -QNY GSSAPI >/dev/null";
-        requireSame(QProcess::execute("sh", {"-c", command, ldif}), 0);
+        QCOMPARE(QProcess::execute("sh", {"-c", command, ldif}), 0);
     }
 private Q_SLOTS:
     void initTestCase() {
@@ -108,9 +108,9 @@ private Q_SLOTS:
                                         m_store, m_accounts,           m_server};
         test::checkContract(engine, names);
         const QString missing = errorOf([&] { stored(user("nobody")); });
-        requirePart(missing, "(result 32)");
-        requirePart(missing, "refresh");
-        requirePart(errorOf([&] { stored("CN=a" + QString(QChar(0))); }), "NUL");
+        checkPart(missing, "(result 32)");
+        checkPart(missing, "refresh");
+        checkPart(errorOf([&] { stored("CN=a" + QString(QChar(0))); }), "NUL");
         // What no object can have is left out of a change.
         engine.openSession()->modify(user("user0006"), {{"noSuch", {"x"}}, {"mail", {"s@x"}}});
         QCOMPARE(stored(user("user0006")).text("mail"), "s@x");
@@ -145,9 +145,9 @@ private Q_SLOTS:
         QCOMPARE(live.move("Mailbox user0002", m_storeName), failed);
         // The question, the creation's failure, the outcome; and why the drop did nothing.
         QCOMPARE(live.desktop.shown.size(), 3);
-        requirePart(live.desktop.texts().at(1), "Failed to create mailbox on new location:");
+        checkPart(live.desktop.texts().at(1), "Failed to create mailbox on new location:");
         const QString told = live.journal.lines.join('\n');
-        requirePart(told, "drop refused: You may not write homeMDB, ");
+        checkPart(told, "drop refused: You may not write homeMDB, ");
         QVERIFY(live.calls.made.filter("modify").isEmpty() && live.journal.records.isEmpty());
         QVERIFY(stored(user("user0002")).attributes == before.attributes);
     }
@@ -167,8 +167,7 @@ private Q_SLOTS:
             search.start("sh", {"-c", "for name in many änderte; do ldapsearch -QNY GSSAPI -LLL "
                                       "-o ldif-wrap=no -b DC=rehome,DC=test cn=$name |"
                                       "grep -v '^uSNChanged\\|^whenChanged' | sort; done"});
-            require(search.waitForFinished(), "ldapsearch does not end");
-            return search.readAllStandardOutput();
+            return search.waitForFinished() ? search.readAllStandardOutput() : QByteArray();
         };
         const auto before = attributes();
         QTemporaryFile file;
@@ -253,16 +252,15 @@ private Q_SLOTS:
                          {"admin.cc", {starting.arg(alias, "")}, "is not trusted"}}) {
             useTicket(ticket);
             const QString seen = errorOf([&] { test::one(*limited(servers).openSession(), ""); });
-            requirePart(seen, said);
+            checkPart(seen, said);
             QVERIFY2(seen.isEmpty() == said.isEmpty(), qPrintable(seen));
         }
     }
 
     void aSilentNameServerCostsNoMoreThanTheLimit() {
         const QDeadlineTimer limit(1s);
-        requirePart(
-            errorOf([] { ldap::checkTcpPort("no.rehome.test", 135, QDeadlineTimer(500ms)); }),
-            "not looked up in time");
+        checkPart(errorOf([] { ldap::checkTcpPort("no.rehome.test", 135, QDeadlineTimer(500ms)); }),
+                  "not looked up in time");
         QVERIFY(!limit.hasExpired());
     }
 
@@ -270,8 +268,7 @@ private Q_SLOTS:
         const QString weak = // the client library reads its settings once
             "LDAPSASL_MECH=GSSAPI LDAPSASL_SECPROPS=maxssf=1 $0 -nocrashhandler "
             "holdsTheContractAndExplainsRefusals 2>&1 | grep -q 'Signing on at'";
-        requireSame(QProcess::execute("sh", {"-c", weak, QCoreApplication::applicationFilePath()}),
-                    0);
+        QCOMPARE(QProcess::execute("sh", {"-c", weak, QCoreApplication::applicationFilePath()}), 0);
     }
 };
 
