@@ -162,18 +162,17 @@ private Q_SLOTS:
         const sockaddr_un address{AF_UNIX, "/dev/log"};
         QVERIFY(bind(log, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
         run("\"$0\" one 2>stream");
-        QStringList lines;
+        QString told;
         char line[2000];
         for (ssize_t size = 0; (size = recv(log, line, sizeof line, MSG_DONTWAIT)) > 0;)
-            lines += QString::fromUtf8(line, size).section(": ", 1);
+            told += QString::fromUtf8(line, size) + '\n';
         close(log);
         QFile::remove(place);
-        QCOMPARE(lines.size(), 4);
-        QCOMPARE(lines.at(0), "listed 4 mailboxes; 4 mailbox stores on 2 servers");
-        for (const char* text : {"dropped from CN=C,", "created on CN=B,"})
-            QCOMPARE(lines.filter(QRegularExpression("^u1@t \\{[-0-9A-F]{36}\\}: " + QString(text)))
-                         .size(),
-                     1);
+        const QString listed = ".*: listed 4 mailboxes; 4 mailbox stores on 2 servers\n";
+        const QString moves = ".*: u1@t \\{[-0-9A-F]{36}\\}: ";
+        const QRegularExpression all('^' + listed + moves + "dropped from CN=C,.*\n" + moves +
+                                     "created on CN=B,.*\n" + listed + '$');
+        QVERIFY2(all.match(told).hasMatch(), qPrintable(told));
     }
 };
 

@@ -140,8 +140,6 @@ struct Part {
 class SweepTest : public QObject {
     Q_OBJECT
 
-    int m_tried = 0;
-
     /// The boxes of a part, by which of its calls have failed.
     static QStringList boxes(const Run& run, const Part& part) {
         const bool closing = part.name == "closing";
@@ -290,7 +288,6 @@ class SweepTest : public QObject {
         }
         if (!run.calls.struck)
             return false;
-        ++m_tried;
         const QStringList expected = boxes(run, part);
         run.require(run.shown() == expected,
                     "boxes: " + run.shown().join(" / ") + " instead of " + expected.join(" / "));
@@ -350,12 +347,14 @@ private Q_SLOTS:
         QFETCH(Part, part);
         QStringList wrong;
         for (const Fault fault :
-             {Fault::Once, Fault::AfterEffect, Fault::OnItsObject, Fault::ForEver})
-            for (int n = 0; fails(part, fault, n, wrong); ++n) {
-            }
+             {Fault::Once, Fault::AfterEffect, Fault::OnItsObject, Fault::ForEver}) {
+            int tried = 0;
+            while (fails(part, fault, tried, wrong))
+                ++tried;
+            QVERIFY(tried > 0);
+        }
         QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join('\n')));
     }
-    void cleanupTestCase() { qInfo("%d faults tried", m_tried); }
 };
 
 } // namespace

@@ -6,8 +6,8 @@
 #include <QLabel>
 
 using namespace rehome;
+using test::OpenWindow, test::Window;
 using test::OrganisationText;
-using test::Window;
 
 namespace {
 
@@ -35,8 +35,7 @@ private Q_SLOTS:
         // Without what a creation needs of the server.
         text.object(OrganisationText::serverDN("EX4"), {"msExchExchangeServer"});
         text.group("EX4/SG").store("EX4/SG/S").user("nameless", "EX4/SG/S");
-        Window w(text);
-        w.open();
+        OpenWindow w(text);
         QString rows; // "name|store|state"
         for (int row = 1; row < w.grid.Rows(); ++row)
             rows += w.text(row, 1) + '|' + w.text(row, 2) + '|' + w.text(row, 3) + '\n';
@@ -91,15 +90,13 @@ private Q_SLOTS:
         OrganisationText text;
         for (int i = 0; i <= 32767; ++i)
             text.user(QString::number(i), "EX1/SG/A");
-        Window w(text);
-        w.open();
+        OpenWindow w(text);
         QVERIFY(w.desktop.texts().value(0).contains("32,767"));
         QCOMPARE(w.state.MailboxRowCount, qint16(32767));
     }
 
     void oneMailbox() {
-        Window w;
-        w.open();
+        OpenWindow w;
         QCOMPARE(w.items("comboSourceMBx"), "EX2:SG\\C EX2:SG\\D EX1:SG\\A");
         for (const char* list : {"comboDestMBx", "comboStoreName"})
             QCOMPARE(w.items(list), "EX1:SG\\A EX1:SG\\B");
@@ -129,8 +126,7 @@ private Q_SLOTS:
         const QString shown = u"a\uFFFD\uFFFD-> x\uFFFD\uFFFD\uFFFD\uFFFD\u200C\uFFFDé"_qs;
         text.bareUser("u5", "mail: \u202E@t\nhomeMDB: " + C + "\ndisplayName:: " + name.toBase64() +
                                 '\n');
-        Window w(text);
-        w.open();
+        OpenWindow w(text);
         w.moveRow(4, store);
         QVERIFY(w.desktop.shown.isEmpty());
         w.moveRow(5, store);
@@ -151,8 +147,7 @@ private Q_SLOTS:
     }
 
     void batchChecks() {
-        Window w;
-        w.open();
+        OpenWindow w;
         const auto type = [](main_window::ListCombo& combo, const char* text) {
             combo.setFocus();
             combo.lineEdit()->selectAll();
@@ -183,8 +178,7 @@ private Q_SLOTS:
     void closing() {
         OrganisationText text = test::smallOrganisation(5);
         text.user("never", "EX2/SG/C", "rehomeOpensAfter: never\n");
-        Window w(text);
-        w.open();
+        OpenWindow w(text);
         for (int row : {5, 1, 2, 6})
             w.moveRow(row, "EX1:SG\\B");
         w.moveRow(5, "EX1:SG\\A");

@@ -1,6 +1,5 @@
 // Directory services over an organisation in process.
 #include "engine_contract.h"
-#include "platform/adsi/command_text.h"
 #include "support/rehearsal.h"
 
 using namespace rehome;
@@ -84,11 +83,7 @@ private Q_SLOTS:
             checkPart(errorOf([&] { readOrganisationFile(path); }), path + " cannot be read");
     }
 
-    void texts() {
-        const auto request =
-            adsi::parseCommandText("<LDAP://OU=a\\;b\\>,DC=t>;(a=\\28;>);x,y;onelevel");
-        QCOMPARE(request.base + request.filter + request.attributes.join('|'),
-                 "OU=a\\;b\\>,DC=t(a=\\28;>)x|y");
+    void escapes() {
         QCOMPARE(engine::filterValue(QString("a*(b)\\c") + QChar(0)), "a\\2a\\28b\\29\\5cc\\00");
         QCOMPARE(engine::firstValue("CN=a\\,\\C3\\BC\\\\,DC=t"), "a,ü\\");
         QCOMPARE(engine::firstValue("CN= \"a,b\" ,DC=t") + engine::firstValue("CN=\\+1\\ 1\\0x\\"),

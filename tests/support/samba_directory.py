@@ -116,10 +116,7 @@ def serve(place, address):
     """Starts the server. It ends when its standard input does, and so with this process."""
     server = subprocess.Popen(["samba", "--foreground", "--no-process-group", "--model=single",
                                f"--configfile={place}/smb.conf"], stdin=subprocess.PIPE)
-    while any(socket.socket().connect_ex((address, port)) for port in (88, 135, 389)):
-        if server.poll() is not None:
-            sys.exit("The test directory's server does not start.")
-        time.sleep(0.1)
+    web_server.wait_for(server, *((address, port) for port in (88, 135, 389)))
     return server
 
 

@@ -14,11 +14,9 @@ namespace rehome::test {
 struct Window : Rehearsal {
     using Rehearsal::Rehearsal;
 
+    /// Loads and shows it.
     void open() {
         frame.Form_Load();
-        show();
-    }
-    void show() {
         frame.show();
         frame.activateWindow();
         if (!QTest::qWaitForWindowActive(&frame))
@@ -107,6 +105,13 @@ struct Window : Rehearsal {
     main_window::frmMain frame{platform, "Rehome test"};
     const main_window::State& state = frame.state();
     main_window::FlexGrid& grid = control<main_window::FlexGrid>("msfgMain");
+};
+
+/// The same, shown.
+struct OpenWindow : Window {
+    explicit OpenWindow(const OrganisationText& text = smallOrganisation()) : Window(text) {
+        open();
+    }
 };
 
 } // namespace rehome::test

@@ -8,10 +8,6 @@ import ldb
 STATES = ["Online", "Offline", "Mounting", "Dismounting"]
 
 
-def guid_text(octets):
-    return "{" + str(uuid.UUID(bytes_le=octets)).upper() + "}"
-
-
 def record(entry):
     """An entry as a dictionary of lists, attribute names in small letters."""
     return {"dn": [str(entry.dn)]} | {
@@ -36,7 +32,7 @@ def full_name(store):
 class Mailbox:
     def __init__(self, user, state=None):
         self.name, self.dn, self.state = user["displayname"][0], user["dn"][0], state
-        self.guid, self.home = guid_text(user["objectguid"][0]), user["homemdb"][0]
+        self.guid, self.home = uuid.UUID(bytes_le=user["objectguid"][0]), user["homemdb"][0]
         self.mail, self.proxies = user["mail"][0], user.get("proxyaddresses", [])
 
     row = property(lambda self: (self.name, full_name(self.home), self.state))
@@ -65,7 +61,7 @@ class Organisation:
 
     def move(self, mailboxes):
         """As the tool has to."""
-        self.drops += [(mailbox.dn, "CN=" + mailbox.guid.lower()[1:-1], mailbox.entry)
+        self.drops += [(mailbox.dn, f"CN={mailbox.guid}", mailbox.entry)
                        for mailbox in mailboxes]
         self.moved += mailboxes
         for mailbox in mailboxes:

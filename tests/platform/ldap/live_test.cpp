@@ -217,7 +217,7 @@ private Q_SLOTS:
     }
 
     void anyNameSurvives() {
-        const QString odd = "\\#\\ (a*b) /c\\\\d\\, #\\ ", shown = " #(a*b)/\\ ";
+        const QString odd = "\\#\\ \\>\\;(a*b) /c\\\\d\\, #\\ ", shown = " #(a*b)/\\ ";
         const QString group = "CN=" + odd + ",CN=InformationStore," + m_server;
         const QString store = "CN=" + odd + ',' + group;
         change(added(group, "msExchStorageGroup") + added(store, "msExchPrivateMDB") +
