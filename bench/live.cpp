@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
             const int port = qEnvironmentVariableIntValue("REHOME_BENCH_PORT", &given);
             ldap::LdapEngine engine;
             ldap::HostNetwork network;
-            ldap::LdapProbe probe(engine, network, nullptr, std::chrono::seconds(3),
+            ldap::LdapProbe probe(network, nullptr, std::chrono::seconds(3),
                                   given ? quint16(port) : ldap::LdapProbe::EndpointMapper);
             http::DirectoryOnlyOpener opener(application.journal());
             return app::runTool(application, {engine, probe, opener, network}, title);

@@ -34,7 +34,7 @@ int work(app::Application& application, const QString& title) {
     settings.interruption = &application.interruption();
     ldap::LdapEngine engine(settings);
     ldap::HostNetwork network;
-    ldap::LdapProbe probe(engine, network, settings.interruption);
+    ldap::LdapProbe probe(network, settings.interruption);
     http::DirectoryOnlyOpener directoryOnly(application.journal());
     http::HttpOpener opener(directoryOnly, {}, settings.interruption);
     return app::runTool(application, {engine, probe, opener, network}, title);

@@ -34,6 +34,8 @@ QStringList boundAttributes(Purpose purpose) {
                       QStringLiteral("configurationNamingContext"),
                       QStringLiteral("sAMAccountName")};
     names += recordedAttributes();
+    if (purpose == Purpose::Read)
+        names += QStringLiteral("msExchESEParamBaseName"); // of a storage group
     if (purpose == Purpose::Drop)
         names += {Allowed, Writable};
     return names;
@@ -91,7 +93,13 @@ QString IADs::GetText(const QString& name) {
 void IADs::GetInfoEx(const QStringList& names, int reserved) {
     if (reserved != 0)
         throw Error(QStringLiteral("GetInfoEx: the reserved argument must be 0."));
-    load(names);
+    // What the binding has brought is no older than what would be read now.
+    QStringList missing;
+    for (const QString& name : names)
+        if (!m_loaded.contains(name, Qt::CaseInsensitive))
+            missing += name;
+    if (!missing.isEmpty())
+        load(missing);
 }
 
 QStringList IADs::GetEx(const QString& name) {

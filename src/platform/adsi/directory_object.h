@@ -29,8 +29,8 @@ public:
     platform::Value Get(const QString& name);
     /// The same as text. Throws Error also where it is not a single one.
     QString GetText(const QString& name);
-    /// Loads the listed attributes into the cache; `reserved` must be 0. An attribute that the
-    /// object lacks is no failure here, but of the GetEx that follows.
+    /// Has the listed attributes in the cache; `reserved` must be 0. An attribute that the object
+    /// lacks is no failure here, but of the GetEx that follows.
     void GetInfoEx(const QStringList& names, int reserved);
     /// The attribute's values as a list; never empty. Throws Error where the object has none.
     QStringList GetEx(const QString& name);

@@ -10,28 +10,30 @@ namespace rehome::embedded {
 
 namespace {
 
-engine::Entry existing(const Organisation& organisation, const QString& name) {
-    auto object = organisation.object(name);
-    if (!object)
-        throw Error(u"There is no object \"%1\"."_s.arg(name));
-    return *object;
-}
-
-} // namespace
-
-void EmbeddedProbe::checkServer(const QString& serverName) {
-    const auto server = existing(m_organisation, serverName);
+void requireUp(const engine::Entry& server) {
     if (rehearsalAttributes(server).serverDown)
         throw Error(u"The server %1 does not answer."_s.arg(server.text(u"name"_s)));
 }
 
-qint16 EmbeddedProbe::storeStatus(const QString& storeName) {
-    const auto store = existing(m_organisation, storeName);
+} // namespace
+
+void EmbeddedProbe::checkServer(const engine::Entry& server) {
+    requireUp(whole(server));
+}
+
+qint16 EmbeddedProbe::storeStatus(const engine::Entry& store) {
     for (QString above = engine::parentName(store.distinguishedName); !above.isEmpty();
          above = engine::parentName(above))
-        if (m_organisation.object(above))
-            checkServer(above);
-    return rehearsalAttributes(store).storeState;
+        if (const auto object = m_organisation.object(above))
+            requireUp(*object);
+    return rehearsalAttributes(whole(store)).storeState;
+}
+
+engine::Entry EmbeddedProbe::whole(const engine::Entry& read) const {
+    auto object = m_organisation.object(read.distinguishedName);
+    if (!object)
+        throw Error(u"There is no object \"%1\"."_s.arg(read.distinguishedName));
+    return *object;
 }
 
 } // namespace rehome::embedded

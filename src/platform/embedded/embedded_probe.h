@@ -11,11 +11,14 @@ class EmbeddedProbe : public engine::ExchangeProbe {
 public:
     explicit EmbeddedProbe(const Organisation& organisation) : m_organisation(organisation) {}
 
-    void checkServer(const QString& serverName) override;
+    void checkServer(const engine::Entry& server) override;
     /// Throws Error also where the store's server is down.
-    qint16 storeStatus(const QString& storeName) override;
+    qint16 storeStatus(const engine::Entry& store) override;
 
 private:
+    /// With the rehearsal's attributes, which no search yields.
+    engine::Entry whole(const engine::Entry& read) const;
+
     const Organisation& m_organisation;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QString>
+#include "platform/engine/engine.h"
 
 namespace rehome::engine {
 
@@ -9,11 +9,13 @@ class ExchangeProbe {
 public:
     virtual ~ExchangeProbe() = default;
 
-    /// Throws Error where the server, given by distinguished name, does not answer.
-    virtual void checkServer(const QString& serverName) = 0;
-    /// The running state of a mailbox store given by its distinguished name: 0 online, 1 offline,
-    /// 2 mounting, 3 dismounting. Throws Error.
-    virtual qint16 storeStatus(const QString& storeName) = 0;
+    /// What the objects of servers and stores must have been read with.
+    virtual QStringList attributes() const { return {}; }
+    /// Throws Error where the server does not answer.
+    virtual void checkServer(const Entry& server) = 0;
+    /// The running state of a mailbox store: 0 online, 1 offline, 2 mounting, 3 dismounting. Throws
+    /// Error.
+    virtual qint16 storeStatus(const Entry& store) = 0;
 };
 
 } // namespace rehome::engine

@@ -125,15 +125,15 @@ std::unique_ptr<Session> ObservedEngine::openSession() {
     return std::make_unique<ObservedSession>(*this);
 }
 
-void ObservedEngine::checkServer(const QString& serverName) {
-    Call call(*this, u"server "_s + serverName);
-    call.pass([&] { m_probe.checkServer(serverName); });
+void ObservedEngine::checkServer(const Entry& server) {
+    Call call(*this, u"server "_s + server.distinguishedName);
+    call.pass([&] { m_probe.checkServer(server); });
     call.answer();
 }
 
-qint16 ObservedEngine::storeStatus(const QString& storeName) {
-    Call call(*this, u"status "_s + storeName);
-    const qint16 status = call.pass([&] { return m_probe.storeStatus(storeName); });
+qint16 ObservedEngine::storeStatus(const Entry& store) {
+    Call call(*this, u"status "_s + store.distinguishedName);
+    const qint16 status = call.pass([&] { return m_probe.storeStatus(store); });
     call.setHow(QString::number(status));
     call.answer();
     return status;

@@ -34,8 +34,9 @@ public:
         : m_engine(engine), m_probe(probe), m_opener(opener), m_observer(observer) {}
 
     std::unique_ptr<Session> openSession() override;
-    void checkServer(const QString& serverName) override;
-    qint16 storeStatus(const QString& storeName) override;
+    QStringList attributes() const override { return m_probe.attributes(); }
+    void checkServer(const Entry& server) override;
+    qint16 storeStatus(const Entry& store) override;
     void beginRound() noexcept override { m_opener.beginRound(); }
     QString open(Session& directory, const Mailbox& mailbox) override;
 

@@ -2,7 +2,7 @@
 
 #include "platform/engine/escape.h"
 #include "platform/error.h"
-#include "platform/exchange/opening.h"
+#include "platform/exchange/object_reader.h"
 
 namespace rehome::exchange {
 
@@ -10,9 +10,8 @@ namespace {
 
 Destination readAfresh(engine::Session& session, const QString& name) {
     Destination found;
-    found.store = readObject(session, name, QStringLiteral("msExchPrivateMDB"),
-                             QStringList{QStringLiteral("distinguishedName")},
-                             QStringLiteral("a mailbox store"))
+    found.store = readObject(session, name, mailboxStoreKind(),
+                             QStringList{QStringLiteral("distinguishedName")})
                       .distinguishedName;
     // Above a store stand its storage group, the server's information store and the server.
     engine::SearchRequest request;

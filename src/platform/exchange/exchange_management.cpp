@@ -3,16 +3,18 @@
 namespace rehome::exchange {
 
 std::unique_ptr<ExchangeServer> ExchangeManagement::CreateExchangeServer() {
-    m_destinations.forget(); // an enumeration begins
-    return std::make_unique<ExchangeServer>(m_directory, m_probe);
+    // An enumeration begins.
+    m_destinations.forget();
+    m_listed.forget();
+    return std::make_unique<ExchangeServer>(m_directory, m_probe, m_listed);
 }
 
 std::unique_ptr<StorageGroup> ExchangeManagement::CreateStorageGroup() {
-    return std::make_unique<StorageGroup>(m_directory);
+    return std::make_unique<StorageGroup>(m_directory, m_probe, m_listed);
 }
 
 std::unique_ptr<MailboxStoreDB> ExchangeManagement::CreateMailboxStoreDB() {
-    return std::make_unique<MailboxStoreDB>(m_directory, m_probe);
+    return std::make_unique<MailboxStoreDB>(m_directory, m_probe, m_listed);
 }
 
 std::unique_ptr<Person> ExchangeManagement::CreatePerson() {

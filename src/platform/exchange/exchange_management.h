@@ -29,6 +29,7 @@ private:
     adsi::DirectoryServices& m_directory;
     engine::ExchangeProbe& m_probe;
     engine::MailboxOpener& m_opener;
+    ListedObjects m_listed;
     Round m_round;
     Destinations m_destinations;
 };

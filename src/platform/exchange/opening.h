@@ -1,7 +1,5 @@
 #pragma once
 
-#include "platform/engine/engine.h"
-
 #include <QString>
 
 namespace rehome::exchange {
@@ -26,9 +24,5 @@ public:
 
 /// Throws Error where the arguments are other than those that these objects know.
 void requireStatedArguments(const OpenArguments& arguments);
-
-/// Reads one object of a class, or throws Error: `kind` says in words what was looked for.
-engine::Entry readObject(engine::Session& session, const QString& name, const QString& objectClass,
-                         const QStringList& attributes, const QString& kind);
 
 } // namespace rehome::exchange

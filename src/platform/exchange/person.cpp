@@ -2,7 +2,7 @@
 
 #include "platform/engine/escape.h"
 #include "platform/error.h"
-#include "platform/exchange/opening.h"
+#include "platform/exchange/object_reader.h"
 
 namespace rehome::exchange {
 
@@ -31,7 +31,10 @@ QString IMailbox::FolderLocation() {
     if (store.isEmpty())
         throw Error(QStringLiteral("%1 has no mailbox.").arg(m_mailbox.user));
     if (!m_round.states.contains(store))
-        m_round.states.insert(store, m_probe.storeStatus(store));
+        m_round.states.insert(
+            store, m_probe.storeStatus(readObject(*m_directory, store, mailboxStoreKind(),
+                                                  QStringList{QStringLiteral("distinguishedName")} +
+                                                      m_probe.attributes())));
     if (m_round.states.value(store) != 0)
         throw Error(QStringLiteral("The mailbox of %1 cannot be opened: its store %2 is not "
                                    "online.")

@@ -4,6 +4,14 @@
 
 namespace rehome::exchange {
 
+namespace {
+
+ObjectKind storageGroupKind() {
+    return {QStringLiteral("msExchStorageGroup"), QStringLiteral("a storage group")};
+}
+
+} // namespace
+
 void requireStatedArguments(const OpenArguments& arguments) {
     const OpenArguments stated;
     if (arguments.ActiveConnection || arguments.Mode != stated.Mode ||
@@ -12,32 +20,25 @@ void requireStatedArguments(const OpenArguments& arguments) {
         throw Error(QStringLiteral("An Exchange object is opened with its address alone."));
 }
 
-engine::Entry readObject(engine::Session& session, const QString& name, const QString& objectClass,
-                         const QStringList& attributes, const QString& kind) {
-    engine::SearchRequest request;
-    request.base = name;
-    request.filter = QStringLiteral("(objectClass=%1)").arg(objectClass);
-    request.attributes = attributes;
-    auto found = session.search(request)->next();
-    if (!found)
-        throw Error(QStringLiteral("\"%1\" is not %2, or it may not be read.").arg(name, kind));
-    return std::move(*found);
+QStringList NamedObject::readAttributes() const {
+    return QStringList{QStringLiteral("distinguishedName"), QStringLiteral("name"),
+                       QStringLiteral("legacyExchangeDN")} +
+           m_probe.attributes();
 }
 
 void NamedObject::Open(const QString& address, const OpenArguments& arguments) {
     m_entry.reset();
     requireStatedArguments(arguments);
-    auto found = readObject(*m_directory.session(), address, m_class,
-                            {QStringLiteral("distinguishedName"), QStringLiteral("name"),
-                             QStringLiteral("legacyExchangeDN")},
-                            m_kind);
-    opening(found);
+    auto found = m_listed.take(m_kind.objectClass, address);
+    if (!found)
+        found = readObject(*m_directory.session(), address, m_kind, readAttributes());
+    opening(*found);
     m_entry = std::move(found);
 }
 
 const engine::Entry& NamedObject::entry() const {
     if (!m_entry)
-        throw Error(QStringLiteral("%1 has not been opened.").arg(m_kind));
+        throw Error(QStringLiteral("%1 has not been opened.").arg(m_kind.words));
     return *m_entry;
 }
 
@@ -49,23 +50,25 @@ QString NamedObject::nameOf() const {
                                  : read.text(QStringLiteral("name"))});
 }
 
-QStringList NamedObject::children(engine::Scope scope, const QString& objectClass) {
+QStringList NamedObject::children(engine::Scope scope, const ObjectKind& kind) {
     engine::SearchRequest request;
     request.base = entry().distinguishedName;
     request.scope = scope;
-    request.filter = QStringLiteral("(objectClass=%1)").arg(objectClass);
-    request.attributes = QStringList{QStringLiteral("distinguishedName")};
+    request.filter = QStringLiteral("(objectClass=%1)").arg(kind.objectClass);
+    request.attributes = readAttributes();
     const auto entries = m_directory.session()->search(request);
     QStringList names;
-    while (const auto found = entries->next())
+    while (const auto found = entries->next()) {
+        m_listed.add(kind.objectClass, *found);
         names += found->distinguishedName;
+    }
     return names;
 }
 
-ExchangeServer::ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe)
-    : NamedObject(directory, QStringLiteral("msExchExchangeServer"),
-                  QStringLiteral("an Exchange server")),
-      m_probe(probe) {
+ExchangeServer::ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
+                               ListedObjects& listed)
+    : NamedObject(directory, probe, listed,
+                  {QStringLiteral("msExchExchangeServer"), QStringLiteral("an Exchange server")}) {
 }
 
 void ExchangeServer::opening(const engine::Entry& server) {
@@ -73,25 +76,25 @@ void ExchangeServer::opening(const engine::Entry& server) {
         throw Error(QStringLiteral("The server %1 has no attribute \"legacyExchangeDN\", or it may "
                                    "not be read: no mailbox could be created there.")
                         .arg(server.distinguishedName));
-    m_probe.checkServer(server.distinguishedName);
+    probe().checkServer(server);
 }
 
 QStringList ExchangeServer::StorageGroups() {
-    return children(engine::Scope::Subtree, QStringLiteral("msExchStorageGroup"));
+    return children(engine::Scope::Subtree, storageGroupKind());
 }
 
-StorageGroup::StorageGroup(adsi::DirectoryServices& directory)
-    : NamedObject(directory, QStringLiteral("msExchStorageGroup"),
-                  QStringLiteral("a storage group")) {
+StorageGroup::StorageGroup(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
+                           ListedObjects& listed)
+    : NamedObject(directory, probe, listed, storageGroupKind()) {
 }
 
 QStringList StorageGroup::MailboxStoreDBs() {
-    return children(engine::Scope::OneLevel, QStringLiteral("msExchPrivateMDB"));
+    return children(engine::Scope::OneLevel, mailboxStoreKind());
 }
 
-MailboxStoreDB::MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe)
-    : NamedObject(directory, QStringLiteral("msExchPrivateMDB"), QStringLiteral("a mailbox store")),
-      m_probe(probe) {
+MailboxStoreDB::MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
+                               ListedObjects& listed)
+    : NamedObject(directory, probe, listed, mailboxStoreKind()) {
 }
 
 platform::Field MailboxStoreDB::Fields(const QString& name) const {
@@ -101,7 +104,7 @@ platform::Field MailboxStoreDB::Fields(const QString& name) const {
 }
 
 qint16 MailboxStoreDB::Status() const {
-    return m_probe.storeStatus(entry().distinguishedName);
+    return probe().storeStatus(entry());
 }
 
 } // namespace rehome::exchange

@@ -2,6 +2,7 @@
 
 #include "platform/adsi/directory_services.h"
 #include "platform/engine/exchange_probe.h"
+#include "platform/exchange/object_reader.h"
 #include "platform/exchange/opening.h"
 
 #include <optional>
@@ -12,8 +13,10 @@ namespace rehome::exchange {
 /// at will; a failed opening leaves the object closed.
 class NamedObject : public IDataSource {
 public:
-    NamedObject(adsi::DirectoryServices& directory, QString objectClass, QString kind)
-        : m_directory(directory), m_class(std::move(objectClass)), m_kind(std::move(kind)) {}
+    /// All must outlive it.
+    NamedObject(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
+                ListedObjects& listed, ObjectKind kind)
+        : m_directory(directory), m_probe(probe), m_listed(listed), m_kind(std::move(kind)) {}
 
     void Open(const QString& address, const OpenArguments& arguments) override;
 
@@ -25,32 +28,37 @@ protected:
     /// Its `name` attribute.
     QString nameOf() const;
     /// The distinguished names of the objects of a class below this one.
-    QStringList children(engine::Scope scope, const QString& objectClass);
+    QStringList children(engine::Scope scope, const ObjectKind& kind);
+    engine::ExchangeProbe& probe() const { return m_probe; }
 
 private:
+    QStringList readAttributes() const;
+
     adsi::DirectoryServices& m_directory;
-    QString m_class;
-    QString m_kind;
+    engine::ExchangeProbe& m_probe;
+    ListedObjects& m_listed;
+    ObjectKind m_kind;
     std::optional<engine::Entry> m_entry;
 };
 
 /// Opened on an Exchange server's distinguished name; fails where the server does not answer.
 class ExchangeServer final : private NamedObject {
 public:
-    ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
+    ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
+                   ListedObjects& listed);
     IDataSource& DataSource() { return *this; }
     /// The distinguished names of its storage groups. Throws Error.
     QStringList StorageGroups();
 
 private:
     void opening(const engine::Entry& server) override;
-    engine::ExchangeProbe& m_probe;
 };
 
 /// Opened on a storage group's distinguished name.
 class StorageGroup final : private NamedObject {
 public:
-    explicit StorageGroup(adsi::DirectoryServices& directory);
+    StorageGroup(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
+                 ListedObjects& listed);
     IDataSource& DataSource() { return *this; }
     /// The distinguished names of its mailbox stores. Throws Error.
     QStringList MailboxStoreDBs();
@@ -60,16 +68,14 @@ public:
 /// Opened on a mailbox store's distinguished name.
 class MailboxStoreDB final : private NamedObject {
 public:
-    MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
+    MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
+                   ListedObjects& listed);
     IDataSource& DataSource() { return *this; }
     /// The item "distinguishedName" and no other.
     platform::Field Fields(const QString& name) const;
     QString Name() const { return nameOf(); }
     /// 0 online, 1 offline, 2 mounting, 3 dismounting. Throws Error.
     qint16 Status() const;
-
-private:
-    engine::ExchangeProbe& m_probe;
 };
 
 } // namespace rehome::exchange

@@ -8,34 +8,24 @@ namespace rehome::ldap {
 
 using namespace Qt::Literals::StringLiterals;
 
-LdapProbe::LdapProbe(engine::Engine& engine, platform::Network& network,
-                     platform::Interruption* interruption, std::chrono::milliseconds limit,
-                     quint16 port)
-    : m_engine(engine), m_network(network), m_interruption(interruption), m_limit(limit),
-      m_port(port) {
+namespace {
+
+const QString NetworkAddress = u"networkAddress"_s;
+const QString Offline = u"msExchEDBOffline"_s;
+
+} // namespace
+
+QStringList LdapProbe::attributes() const {
+    return {NetworkAddress, Offline};
 }
 
-LdapProbe::~LdapProbe() = default;
-
-engine::Entry LdapProbe::read(const QString& name, const QString& attribute) {
-    if (!m_session)
-        m_session = m_engine.openSession();
-    engine::SearchRequest request;
-    request.base = name;
-    request.attributes = QStringList{attribute};
-    const auto entry = m_session->search(request)->next();
-    if (!entry)
-        throw Error(u"Reading %1 of %2 failed: you may not see the object."_s.arg(attribute, name));
-    return *entry;
-}
-
-void LdapProbe::checkServer(const QString& serverName) {
+void LdapProbe::checkServer(const engine::Entry& server) {
+    const QString& serverName = server.distinguishedName;
     if (engine::firstValue(serverName).compare(m_network.ComputerName(), Qt::CaseInsensitive) == 0)
         return;
-    const QString attribute = u"networkAddress"_s;
     const QString protocol = u"ncacn_ip_tcp:"_s;
     QString host;
-    for (const QByteArray& value : read(serverName, attribute).values(attribute)) {
+    for (const QByteArray& value : server.values(NetworkAddress)) {
         const QString address = QString::fromUtf8(value);
         if (host.isEmpty() && address.startsWith(protocol, Qt::CaseInsensitive))
             host = address.mid(protocol.size()).section(u'[', 0, 0);
@@ -53,10 +43,8 @@ void LdapProbe::checkServer(const QString& serverName) {
     }
 }
 
-qint16 LdapProbe::storeStatus(const QString& storeName) {
-    const QString attribute = u"msExchEDBOffline"_s;
-    const bool offline = read(storeName, attribute).text(attribute) == u"TRUE"_s;
-    return offline ? 1 : 0;
+qint16 LdapProbe::storeStatus(const engine::Entry& store) {
+    return store.text(Offline) == u"TRUE"_s ? 1 : 0;
 }
 
 } // namespace rehome::ldap

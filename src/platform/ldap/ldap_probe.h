@@ -1,12 +1,10 @@
 #pragma once
 
 #include "platform/desktop.h"
-#include "platform/engine/engine.h"
 #include "platform/engine/exchange_probe.h"
 #include "platform/interruption.h"
 
 #include <chrono>
-#include <memory>
 
 namespace rehome::ldap {
 
@@ -16,30 +14,27 @@ public:
     /// The port of the RPC endpoint mapper, which every Exchange server runs.
     static constexpr quint16 EndpointMapper = 135;
 
-    /// All must outlive it. `interruption` ends the wait for a server; `limit` is for its answer,
+    /// Both must outlive it. `interruption` ends the wait for a server; `limit` is for its answer,
     /// name look-up included.
-    LdapProbe(engine::Engine& engine, platform::Network& network,
-              platform::Interruption* interruption = nullptr,
-              std::chrono::milliseconds limit = std::chrono::seconds(3),
-              quint16 port = EndpointMapper);
-    ~LdapProbe() override;
+    explicit LdapProbe(platform::Network& network, platform::Interruption* interruption = nullptr,
+                       std::chrono::milliseconds limit = std::chrono::seconds(3),
+                       quint16 port = EndpointMapper)
+        : m_network(network), m_interruption(interruption), m_limit(limit), m_port(port) {}
+
+    QStringList attributes() const override;
 
     /// Connects to the endpoint mapper at the server's address (attribute `networkAddress`, the
     /// value that begins with "ncacn_ip_tcp:"). The local server is not checked: the tool's own
     /// computer is up.
-    void checkServer(const QString& serverName) override;
+    void checkServer(const engine::Entry& server) override;
     /// 1 where `msExchEDBOffline` is TRUE, else 0: a directory does not tell more.
-    qint16 storeStatus(const QString& storeName) override;
+    qint16 storeStatus(const engine::Entry& store) override;
 
 private:
-    engine::Entry read(const QString& name, const QString& attribute);
-
-    engine::Engine& m_engine;
     platform::Network& m_network;
     platform::Interruption* m_interruption;
     std::chrono::milliseconds m_limit;
     quint16 m_port;
-    std::unique_ptr<engine::Session> m_session;
 };
 
 } // namespace rehome::ldap

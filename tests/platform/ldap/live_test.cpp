@@ -46,14 +46,13 @@ struct Live {
 
     ldap::LdapEngine engine;
     ldap::HostNetwork network;
-    ldap::LdapProbe unrecorded{engine, network};
+    ldap::LdapProbe probe{network};
     test::RecordedCalls calls;
     test::TestJournal journal;
     platform::Journal& used;
     http::DirectoryOnlyOpener directoryOnly{used};
     http::HttpOpener opener{directoryOnly};
-    engine::ObservedEngine observed{engine, unrecorded, opener, calls};
-    ldap::LdapProbe probe{observed, network}; // its round trips count too
+    engine::ObservedEngine observed{engine, probe, opener, calls};
     test::TestDesktop desktop;
     platform::Platform platform{observed, probe, observed, network, desktop, used};
     main_window::frmMain frame{platform, "Rehome"};
