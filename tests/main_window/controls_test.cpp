@@ -10,13 +10,10 @@
 #include <QWheelEvent>
 
 using namespace rehome;
-using main_window::FlexGrid;
-using main_window::ListCombo;
+using main_window::FlexGrid, main_window::ListCombo;
 using test::OpenWindow, test::Window;
 
-namespace {
-
-void turnWheel(QWidget& widget, int steps) {
+static void turnWheel(QWidget& widget, int steps) {
     const QPoint at = widget.rect().center();
     QWheelEvent event(at, widget.mapToGlobal(at), {}, {0, -120 * steps}, Qt::NoButton, {},
                       Qt::NoScrollPhase, false);
@@ -27,8 +24,29 @@ void turnWheel(QWidget& widget, int steps) {
 class ControlsTest : public QObject {
     Q_OBJECT
 
+    static void fits(const QWidget& window) {
+        for (const auto* widget :
+             window.findChildren<QWidget*>(QRegularExpression("^(rdo|btn|L|lbl)"))) {
+            const QString text = widget->property("text").toString().remove('&');
+            const int dot = widget->objectName().startsWith("rdo") ? 16 : 0;
+            if (dot + widget->fontMetrics().horizontalAdvance(text) > widget->width() ||
+                widget->fontMetrics().height() > widget->height())
+                throw Error(widget->objectName() + " is cut off");
+        }
+    }
+
+    static void stands(Window& w) {
+        const FlexGrid& grid = w.grid;
+        const QRect cell = grid.visualRect(grid.model()->index(grid.Row() - 1, 2));
+        const QPoint corner = grid.viewport()->mapTo(&w.frame, cell.topLeft());
+        if ((corner - w.chooser().pos()).manhattanLength() > 1 ||
+            !grid.geometry().contains(w.chooser().geometry()) ||
+            w.chooser().Text() != w.text(grid.Row(), 2))
+            throw Error(QString("the chooser does not stand over row %1").arg(grid.Row()));
+    }
+
 private Q_SLOTS:
-    void layout() {
+    void layoutAndKeyboard() {
         OpenWindow w;
         const QString expected = // left, top, width and height in twips, and the caption
             "msfgMain 120 120 9735 4215|Frame1 120 4440 9735 3855 Migration Options|"
@@ -54,10 +72,7 @@ private Q_SLOTS:
         repopulation::frmRecreateMailboxStatus dialog(w.platform, nullptr);
         dialog.findChild<QLabel*>("lblRecreated")->setText("32767");
         fits(dialog);
-    }
 
-    void keyboard() {
-        OpenWindow w;
         w.press("rdoFromStore");
         w.button("btnMove").setFocus();
         QStringList order;
@@ -200,8 +215,7 @@ private Q_SLOTS:
     }
 
     void messageBoxes() {
-        using platform::Answer;
-        using platform::Buttons;
+        using platform::Answer, platform::Buttons;
         platform::MessageBox box{"<b>A & B</b>\r\n\t\t&C"};
         for (const auto& [buttons, answer] :
              {std::pair(Buttons::YesNo, Answer::No), {Buttons::OkCancel, Answer::Cancel}}) {
@@ -227,31 +241,7 @@ private Q_SLOTS:
         const auto* bar = dialog.findChild<QScrollArea*>()->verticalScrollBar();
         QCOMPARE(bar->value(), bar->maximum());
     }
-
-private:
-    static void fits(const QWidget& window) {
-        for (const auto* widget :
-             window.findChildren<QWidget*>(QRegularExpression("^(rdo|btn|L|lbl)"))) {
-            const QString text = widget->property("text").toString().remove('&');
-            const int dot = widget->objectName().startsWith("rdo") ? 16 : 0;
-            if (dot + widget->fontMetrics().horizontalAdvance(text) > widget->width() ||
-                widget->fontMetrics().height() > widget->height())
-                throw Error(widget->objectName() + " is cut off");
-        }
-    }
-
-    static void stands(Window& w) {
-        const FlexGrid& grid = w.grid;
-        const QRect cell = grid.visualRect(grid.model()->index(grid.Row() - 1, 2));
-        const QPoint corner = grid.viewport()->mapTo(&w.frame, cell.topLeft());
-        if ((corner - w.chooser().pos()).manhattanLength() > 1 ||
-            !grid.geometry().contains(w.chooser().geometry()) ||
-            w.chooser().Text() != w.text(grid.Row(), 2))
-            throw Error(QString("the chooser does not stand over row %1").arg(grid.Row()));
-    }
 };
-
-} // namespace
 
 QTEST_MAIN(ControlsTest)
 #include "controls_test.moc"

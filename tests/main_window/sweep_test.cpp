@@ -10,8 +10,7 @@
 #include <unistd.h>
 
 using namespace rehome;
-using test::Fault;
-using test::OrganisationText;
+using test::Fault, test::OrganisationText;
 
 namespace {
 
@@ -52,7 +51,7 @@ struct Run final : platform::Journal, test::Window {
     std::map<QString, engine::Entry> before; ///< the users
     std::map<QString, QByteArray> undo;      ///< each one's record, by distinguished name
 
-    Run() : Window(::organisation(), nullptr, this) {
+    Run() : test::Window(::organisation(), nullptr, this) {
         calls.meanwhile = [this](const auto& made) {
             require(made.call != "modify" || !made.details.startsWith("homeMDB=;") ||
                         written().contains(undo[made.object]),
@@ -254,12 +253,13 @@ class SweepTest : public QObject {
 
     /// The lines at the end of the stream tell of every moved mailbox what has become of it.
     static void checkStream(Run& run, const Part& part) {
+        const QStringList all = QString::fromUtf8(run.written()).split('\n');
         run.kept.tellStates();
-        QStringList all = QString::fromUtf8(run.written()).split('\n');
-        QStringList lines = all.filter(" moved: ");
-        lines = lines.mid(lines.size() - part.chosen.size()) << QString();
+        const QStringList lines =
+            QString::fromUtf8(run.written()).split('\n').mid(all.size() - 1).filter(" moved: ");
+        run.require(lines.size() == part.chosen.size(), "moved: " + lines.join(' '));
         for (const QString& user : part.chosen) {
-            const QString line = lines.takeFirst();
+            const QString line = lines.value(part.chosen.indexOf(user));
             const bool dropped = run.calls.any("modify", dn(user), false, "homeMDB=;");
             run.require(line.contains(" moved: " + user + "@t {") &&
                             line.contains(
@@ -293,10 +293,6 @@ class SweepTest : public QObject {
         const QStringList expected = boxes(run, part);
         run.require(run.shown() == expected,
                     "boxes: " + run.shown().join(" / ") + " instead of " + expected.join(" / "));
-        QStringList moved;
-        for (const auto& user : run.state.MovedMailboxes)
-            moved += user->GetMail().chopped(2);
-        run.require(moved == part.chosen, "moved: " + moved.join(' '));
         checkUsers(run, part);
         if (goesOn) {
             checkList(run, !run.shown().contains(": " + notListed));
@@ -349,14 +345,10 @@ private Q_SLOTS:
         QFETCH(Part, part);
         QStringList wrong;
         for (const Fault fault :
-             {Fault::Once, Fault::AfterEffect, Fault::OnItsObject, Fault::ForEver}) {
-            int n = 0;
-            while (fails(part, fault, n, wrong))
-                ++n;
-            QVERIFY(n > 0);
-            m_tried += n;
-        }
-        QVERIFY2(wrong.isEmpty(), qPrintable(wrong.join('\n')));
+             {Fault::Once, Fault::AfterEffect, Fault::OnItsObject, Fault::ForEver})
+            for (int n = 0; fails(part, fault, n, wrong); ++n)
+                ++m_tried;
+        QVERIFY2(m_tried > 0 && wrong.isEmpty(), qPrintable(wrong.join('\n')));
     }
     void cleanupTestCase() { qInfo("%d faults tried", m_tried); }
 };

@@ -7,10 +7,7 @@
 #include <QRegularExpression>
 
 using namespace rehome;
-using test::OpenWindow, test::Window;
-using test::OrganisationText;
-
-namespace {
+using test::OpenWindow, test::OrganisationText, test::Window;
 
 const QString C = OrganisationText::storeDN("EX2/SG/C");
 
@@ -27,16 +24,14 @@ private Q_SLOTS:
         w.close();
         const QString server = OrganisationText::serverDN("EX1");
         const QString refresh =
-            "read |session|find CN=Configuration,DC=t "
-            "(objectClass=msExchExchangeServer) name,distinguishedName,objectGUID|"
-            "read SERVER|server SERVER|"
+            "read |session|find CN=Configuration,DC=t (objectClass=msExchExchangeServer) "
+            "name,distinguishedName,objectGUID|read SERVER|server SERVER|"
             "find SERVER (objectClass=msExchStorageGroup) OBJECT|read GROUP|"
-            "find GROUP (objectClass=msExchPrivateMDB) OBJECT|"
-            "status CN=A,GROUP|status CN=B,GROUP|"
-            "find DC=t (&(&(& (mailnickname=*) (| (&(objectCategory=person)"
-            "(objectClass=user)(|(homeMDB=*)(msExchHomeServerName=*))) )))) ADsPath,"
-            "displayName,distinguishedName,homeMDB,mailNickname,objectGUID,mail,"
-            "legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses|";
+            "find GROUP (objectClass=msExchPrivateMDB) OBJECT|status CN=A,GROUP|status CN=B,GROUP|"
+            "find DC=t (&(&(& (mailnickname=*) (| (&(objectCategory=person)(objectClass=user)"
+            "(|(homeMDB=*)(msExchHomeServerName=*))) )))) ADsPath,displayName,distinguishedName,"
+            "homeMDB,mailNickname,objectGUID,mail,legacyExchangeDN,msExchHideFromAddressLists,"
+            "proxyAddresses|";
         QCOMPARE(w.calls.made.join('|')
                      .replace("CN=SG,CN=InformationStore," + server, "GROUP")
                      .replace(server, "SERVER")
@@ -132,7 +127,7 @@ private Q_SLOTS:
         QCOMPARE(w.state.MailboxRowCount, qint16(32767));
     }
 
-    void oneMailbox() {
+    void oneMailboxAndBatch() {
         OpenWindow w;
         QCOMPARE(w.items("comboSourceMBx"), "EX2:SG\\C EX2:SG\\D EX1:SG\\A");
         for (const char* list : {"comboDestMBx", "comboStoreName"})
@@ -152,6 +147,32 @@ private Q_SLOTS:
         w.moveRow(1, "EX1:sg\\b"); // the store is found whatever the letter case
         QCOMPARE(platform::upperCase("straße"), "STRAßE"); // unit by unit: "ß" is not "SS"
         QCOMPARE(w.text(1, 2), "EX1:SG\\B");
+
+        w.desktop.shown.clear();
+        const auto type = [](main_window::ListCombo& combo, const char* text) {
+            combo.setFocus();
+            combo.lineEdit()->selectAll();
+            QTest::keyClicks(&combo, text);
+        };
+        w.press("rdoFromStore");
+        w.pick("comboSourceMBx", "EX2:SG\\C");
+        w.press("btnRefresh"); // forgets the source
+        type(w.combo("comboDestMBx"), "EX1:SG\\B");
+        w.press("btnMove"); // what was typed was not picked
+        w.pick("comboDestMBx", "EX1:SG\\B");
+        w.press("btnMove"); // the confirmation comes before the check of the source
+        w.desktop.refusals = 1;
+        w.press("btnMove");
+        QVERIFY(w.button("btnRefresh").isEnabled());
+        w.press("rdoCriteria");
+        type(w.combo("comboStatus"), "offline"); // compared exactly, and not corrected
+        w.press("btnMove");
+        const QStringList texts = w.desktop.texts();
+        QCOMPARE(texts.size(), 6);
+        QCOMPARE(texts.at(0), "Please Select the Destination MailStore");
+        QCOMPARE(texts.at(2), "Please Select the Source MailStore");
+        QCOMPARE(texts.at(5), "No MailBox found in ");
+        QCOMPARE(w.state.SourceMode, main_window::Source::Criteria); // outlives the refresh
     }
 
     /// A store that reads otherwise in the grid than in the lists, and names that would lie.
@@ -181,34 +202,6 @@ private Q_SLOTS:
         const QStringList told = w.desktop.texts().mid(2);
         QVERIFY(told.at(0).endsWith("\r\n\r\n-> EX1:SG\\A\\\uFFFDB"));
         QCOMPARE(told.at(1), "No MailBox found in EX1:SG\\A\uFFFDB");
-    }
-
-    void batchChecks() {
-        OpenWindow w;
-        const auto type = [](main_window::ListCombo& combo, const char* text) {
-            combo.setFocus();
-            combo.lineEdit()->selectAll();
-            QTest::keyClicks(&combo, text);
-        };
-        w.press("rdoFromStore");
-        w.pick("comboSourceMBx", "EX2:SG\\C");
-        w.press("btnRefresh"); // forgets the source
-        type(w.combo("comboDestMBx"), "EX1:SG\\B");
-        w.press("btnMove"); // what was typed was not picked
-        w.pick("comboDestMBx", "EX1:SG\\B");
-        w.press("btnMove"); // the confirmation comes before the check of the source
-        w.desktop.refusals = 1;
-        w.press("btnMove");
-        QVERIFY(w.button("btnRefresh").isEnabled());
-        w.press("rdoCriteria");
-        type(w.combo("comboStatus"), "offline"); // compared exactly, and not corrected
-        w.press("btnMove");
-        const QStringList texts = w.desktop.texts();
-        QCOMPARE(texts.size(), 6);
-        QCOMPARE(texts.at(0), "Please Select the Destination MailStore");
-        QCOMPARE(texts.at(2), "Please Select the Source MailStore");
-        QCOMPARE(texts.at(5), "No MailBox found in ");
-        QCOMPARE(w.state.SourceMode, main_window::Source::Criteria); // outlives the refresh
     }
 
     /// One mailbox never opens, another has lost its address; one was moved twice.
@@ -257,8 +250,6 @@ private Q_SLOTS:
         QVERIFY(w.calls.made.isEmpty() && w.desktop.shown.size() == 2);
     }
 };
-
-} // namespace
 
 QTEST_MAIN(WindowTest)
 #include "window_test.moc"

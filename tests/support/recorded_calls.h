@@ -45,8 +45,7 @@ struct RecordedCalls final : engine::Observer {
         });
     }
     auto underWay(const QString& call) const {
-        return std::count_if(m_now.begin(), m_now.end(),
-                             [&](const Made* one) { return one->call == call; });
+        return std::ranges::count(m_now, call, &Made::call);
     }
 
     void asks(int call, const QString& text) override {

@@ -1,12 +1,7 @@
 """A desktop of its own with programs on it: read through the accessibility bus, driven by real
 clicks and keys."""
 
-import contextlib
-import os
-import re
-import statistics
-import tempfile
-import time
+import contextlib, os, re, statistics, tempfile, time
 from pathlib import Path
 from subprocess import DEVNULL, PIPE, Popen, run
 

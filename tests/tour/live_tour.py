@@ -4,11 +4,7 @@
 The tour's twin over the Active Directory and the web server that samba_directory.py runs. What the
 window has to show, and what the directory must hold in the end, is told from snapshots of it."""
 
-import os
-import pathlib
-import re
-import subprocess
-import sys
+import os, pathlib, re, subprocess, sys
 
 from desktop import agree, until
 from organisation import Organisation

@@ -1,25 +1,21 @@
 """What the window has to show of an organisation, told from its LDIF alone."""
 
-import re
-import uuid
+import re, uuid
 
 import ldb
 
 STATES = ["Online", "Offline", "Mounting", "Dismounting"]
 
 
-def record(entry):
-    """An entry as a dictionary of lists, attribute names in small letters."""
-    return {"dn": [str(entry.dn)]} | {
-        name.lower(): [value if name.upper().endswith("GUID") else value.decode()
-                       for value in map(bytes, entry[name])] for name in entry if name != "dn"}
-
-
 def records(ldif):
+    """The entries as dictionaries of lists, attribute names in small letters."""
     # The parser knows no version, and takes nothing but comments for a broken record.
     known = re.sub(r"^(version:|#).*\n( .*\n)*", "", ldif, flags=re.MULTILINE)
     entries = ldb.Ldb().parse_ldif(known.rstrip() + "\n")
-    return [record(entry) for _, entry in entries]
+    return [{"dn": [str(entry.dn)]} | {
+        name.lower(): [value if name.upper().endswith("GUID") else value.decode()
+                       for value in map(bytes, entry[name])] for name in entry if name != "dn"}
+            for _, entry in entries]
 
 
 def full_name(store):

@@ -4,15 +4,7 @@
 The whole job from outside, on the organisation that ships, with a picture of each step. The first
 thing that differs from what it should be ends the tour."""
 
-import base64
-import os
-import re
-import shutil
-import socket
-import subprocess
-import sys
-import tempfile
-import time
+import base64, os, re, shutil, socket, subprocess, sys, tempfile, time
 from pathlib import Path
 
 from desktop import Desktop, Program, Widget, agree, start, until, xdotool

@@ -11,11 +11,9 @@
 using namespace rehome;
 using namespace std::chrono_literals;
 
-namespace {
-
 /// How a server may answer.
-QString multistatus(const QString& contacts, const QString& status = "200 OK",
-                    const QString& type = {}) {
+static QString multistatus(const QString& contacts, const QString& status = "200 OK",
+                           const QString& type = {}) {
     return "Status: 207\n\n<?xml version=\"1.0\"?>" + type +
            "<multistatus xmlns=\"DAV:\" xmlns:m=\"urn:schemas:httpmail:\"><response>"
            "<propstat><status>HTTP/1.1 404 Not Found</status><prop><m:inbox/></prop></propstat>"
@@ -23,8 +21,6 @@ QString multistatus(const QString& contacts, const QString& status = "200 OK",
            contacts + "</prop><status>HTTP/1.1 " + status +
            "</status></propstat></response></multistatus>";
 }
-
-} // namespace
 
 class HttpTest : public QObject, test::OrganisationText {
     Q_OBJECT
