@@ -72,6 +72,9 @@ private Q_SLOTS:
         repopulation::frmRecreateMailboxStatus dialog(w.platform, nullptr);
         dialog.findChild<QLabel*>("lblRecreated")->setText("32767");
         fits(dialog);
+        dialog.show();
+        dialog.hide();
+        QVERIFY(!dialog.findChild<QTimer*>("tmrElapsed")->isActive());
 
         w.press("rdoFromStore");
         w.button("btnMove").setFocus();

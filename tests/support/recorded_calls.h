@@ -11,8 +11,7 @@
 
 namespace rehome::test {
 
-/// How the chosen call fails: it alone, before or after its effect; it and each later one on the
-/// same object; it and all later ones.
+/// The chosen call fails: alone, before or after its effect; with later ones, on its object or all.
 enum class Fault { Once, AfterEffect, OnItsObject, ForEver };
 
 /// Writes down what is asked of an engine and a probe, and has a chosen call fail.

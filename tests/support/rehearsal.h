@@ -12,8 +12,7 @@
 
 namespace rehome::test {
 
-/// A whole platform over an organisation in process, all that reaches the engine recorded; with
-/// another desktop and another journal where they are given.
+/// A whole platform over an organisation in process, all that reaches the engine recorded.
 struct Rehearsal {
     explicit Rehearsal(const OrganisationText& text = smallOrganisation(),
                        platform::Desktop* other = nullptr, platform::Journal* kept = nullptr)

@@ -45,8 +45,7 @@ def asked():
 
 def tour(desktop, program, snapshot):
     # Finds the directory by the SRV records of the ticket's domain, asked of its own name server.
-    # Nothing may go by the proxy.
-    # A sanitizer's library comes before all others.
+    # Nothing may go by the proxy. A sanitizer's library comes before all others.
     before_all = re.findall(r"=> (\S*libasan\S*)", subprocess.check_output(["ldd", program], text=True))
     finding = ("env", "--unset=LDAPURI", "LOCALDOMAIN=elsewhere.test",
                f"https_proxy=http://{WEB}{web_server.ELSEWHERE}:80",
