@@ -41,8 +41,8 @@ Application::Application(int& argc, char** argv, const QString& title,
 }
 
 platform::Answer Application::Show(const platform::MessageBox& box) {
-    m_journal.progress().erase();
     const Signals::Suspension open(m_signals);
+    m_journal.progress().erase();
     QWidget* owner = activeModalWidget();
     for (QWidget* window : topLevelWidgets()) {
         if (!owner && window->isVisible() && !window->parentWidget() && window->isWindow() &&

@@ -4,6 +4,7 @@
 #include "app/trace.h"
 #include "main_window/main_window.h"
 
+#include <QThread>
 #include <QTime>
 
 #include <cstdlib>
@@ -15,11 +16,20 @@ namespace {
 // Qt's message handler and atexit take functions without a context.
 journal::KeptJournal* theJournal = nullptr;
 
-void writeMessage(QtMsgType, const QMessageLogContext& context, const QString& text) {
+void writeMessage(QtMsgType type, const QMessageLogContext& context, const QString& text) {
     const QString time = QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz"));
+    QStringList lines;
     for (const QString& line : text.split(u'\n', Qt::SkipEmptyParts))
-        theJournal->trace(
-            QStringLiteral("%1 %2 %3").arg(time, QLatin1String(context.category), line));
+        lines += QStringLiteral("%1 %2 %3").arg(time, QLatin1String(context.category), line);
+    const auto write = [lines] {
+        for (const QString& line : lines)
+            theJournal->trace(line);
+    };
+    // The journal is the first thread's alone; Qt and its plug-ins have threads of their own.
+    if (!qApp || QThread::currentThread() == qApp->thread() || type == QtFatalMsg)
+        write();
+    else
+        QMetaObject::invokeMethod(qApp, write, Qt::QueuedConnection);
 }
 
 /// The tool itself never calls exit; Qt does where the display goes away.

@@ -26,9 +26,11 @@ void ProgressObserver::finds(int call, const QString&) {
 }
 
 void ProgressObserver::ends(int call, const QString&) noexcept {
-    if (call == m_listing)
-        m_listing = 0;
     m_progress.waitFor({});
+    if (call == m_listing) {
+        m_listing = 0;
+        m_progress.countListed(0);
+    }
 }
 
 } // namespace rehome::app

@@ -61,11 +61,13 @@ int Signals::descriptor() const {
 
 void Signals::checkpoint() {
     m_progress.update();
-    if (!received || m_holds > 0)
+    const int signal = received;
+    if (!signal || m_holds > 0)
         return;
     m_last();
-    std::signal(received, SIG_DFL);
-    std::raise(received);
+    m_progress.erase();
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
 }
 
 void Signals::release() {

@@ -60,15 +60,16 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
 
 void KeptJournal::keep(const QByteArray& text) {
     m_progress.erase();
-    // A rehearsal has nothing to lose, and may run without a place to write to.
-    if (!m_live && m_stream.keepsNothing())
+    m_stream.keep(text);
+    // A rehearsal has nothing to lose.
+    if (!m_live || m_stream.isFile())
         return;
-    if (m_stream.keepsNothing() && !m_log->keep(text))
+    const bool logged = m_log->keep(text);
+    if (m_stream.keepsNothing() && !logged)
         throw Error(QStringLiteral("The recovery record would be lost: the standard error stream "
                                    "is the null device, and no system log took it. Start the tool "
                                    "from a terminal, with that stream in a file (2> "
                                    "recovery.ldif)."));
-    m_stream.keep(text);
 }
 
 void KeptJournal::Tell(Event event, const QString& text, const QString& mailbox) noexcept {

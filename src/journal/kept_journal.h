@@ -18,7 +18,7 @@ namespace rehome::journal {
 /// The journal on the standard error stream and, of a live directory, in the system log. The stream
 /// is a file that ldapmodify takes: records are LDIF, everything else is a comment. LDIF applies
 /// forwards, so the first record of an object is the one that undoes the run; later ones are
-/// comments too.
+/// comments too. Where the stream is no file, records go to the log as well, if it takes them.
 class KeptJournal final : public platform::Journal {
 public:
     enum class Of { LiveDirectory, Rehearsal };

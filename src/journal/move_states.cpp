@@ -4,15 +4,24 @@ namespace rehome::journal {
 
 using platform::Event;
 
+namespace {
+
+/// What stays of a mailbox's name when its address changes.
+QString guidOf(const QString& mailbox) {
+    return mailbox.section(u' ', -1);
+}
+
+} // namespace
+
 void MoveStates::take(Event event, const QString& text, const QString& mailbox) {
-    const bool known = m_states.count(mailbox) > 0;
+    const bool known = m_states.count(guidOf(mailbox)) > 0;
     const bool moves = event == Event::Dropped || event == Event::DropRefused ||
                        event == Event::Created || event == Event::CreationFailed;
     if (mailbox.isEmpty() || (!known && !moves))
         return;
     if (!known)
         m_order.push_back(mailbox);
-    State& state = m_states[mailbox];
+    State& state = m_states[guidOf(mailbox)];
     switch (event) {
     case Event::Dropped:
     case Event::DropRefused:
@@ -44,7 +53,7 @@ void MoveStates::take(Event event, const QString& text, const QString& mailbox) 
 QStringList MoveStates::lines() const {
     QStringList lines;
     for (const QString& mailbox : m_order) {
-        const State& state = m_states.at(mailbox);
+        const State& state = m_states.at(guidOf(mailbox));
         const QString address =
             state.address.isEmpty() ? QStringLiteral("address not restored") : state.address;
         lines += mailbox + QStringLiteral(": ") +

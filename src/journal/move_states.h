@@ -25,8 +25,8 @@ private:
         QString address; ///< empty while it was not changed
     };
 
-    std::map<QString, State> m_states;
-    std::vector<QString> m_order;
+    std::map<QString, State> m_states; ///< by GUID
+    std::vector<QString> m_order;      ///< as they were called first
 };
 
 } // namespace rehome::journal

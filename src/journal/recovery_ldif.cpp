@@ -1,9 +1,7 @@
 #include "journal/recovery_ldif.h"
 
 #include "platform/error.h"
-
-#include <QUuid>
-#include <QtEndian>
+#include "platform/guid.h"
 
 #include <lber.h>
 #include <ldif.h>
@@ -27,16 +25,10 @@ QByteArray line(const QByteArray& name, const QByteArray& value) {
     return QByteArray(text.get());
 }
 
-/// The first three groups of an `objectGUID` are stored least significant byte first.
 QByteArray guidBase(const QByteArray& octets) {
     if (octets.size() != 16)
         throw Error(QStringLiteral("An object without an \"objectGUID\" cannot be recorded."));
-    const auto* bytes = octets.constData();
-    const QUuid guid(qFromLittleEndian<quint32>(bytes), qFromLittleEndian<quint16>(bytes + 4),
-                     qFromLittleEndian<quint16>(bytes + 6), uchar(bytes[8]), uchar(bytes[9]),
-                     uchar(bytes[10]), uchar(bytes[11]), uchar(bytes[12]), uchar(bytes[13]),
-                     uchar(bytes[14]), uchar(bytes[15]));
-    return "<GUID=" + guid.toByteArray(QUuid::WithoutBraces) + '>';
+    return "<GUID=" + platform::guidFromOctets(octets).toByteArray(QUuid::WithoutBraces) + '>';
 }
 
 } // namespace

@@ -16,6 +16,9 @@ namespace {
 
 constexpr int Patience = 5000; ///< milliseconds for a reader who is slow
 
+/// Makes half a record one that ldapmodify takes for wrong as a whole.
+constexpr const char* Spoiler = "!\n!\n\n";
+
 [[noreturn]] void fail(int error) {
     throw Error(QStringLiteral("The recovery record cannot be written to the standard error "
                                "stream: %1. Start the tool with that stream in a file on a disk "
@@ -50,6 +53,7 @@ void RecoveryStream::writeWhole(const QByteArray& text) {
         if (written > 0) {
             next += written;
             left -= size_t(written);
+            m_broken = left > 0;
             continue;
         }
         if (written < 0 && errno == EINTR)
@@ -63,14 +67,19 @@ void RecoveryStream::writeWhole(const QByteArray& text) {
 
 void RecoveryStream::write(const QByteArray& text, bool sync) {
     const off_t start = filePosition(m_descriptor);
+    const bool broken = m_broken;
     try {
+        if (broken)
+            writeWhole(Spoiler);
         writeWhole(text);
         if (sync && start >= 0 && fdatasync(m_descriptor) != 0)
             fail(errno);
     } catch (const Error&) {
         // Half of it would spoil the next record.
-        if (start >= 0 && ftruncate(m_descriptor, start) == 0)
+        if (start >= 0 && ftruncate(m_descriptor, start) == 0) {
             lseek(m_descriptor, start, SEEK_SET);
+            m_broken = broken;
+        }
         throw;
     }
 }
@@ -85,6 +94,10 @@ void RecoveryStream::tell(const QByteArray& text) noexcept {
     } catch (const std::exception&) {
         // Nobody is left to be told.
     }
+}
+
+bool RecoveryStream::isFile() const noexcept {
+    return filePosition(m_descriptor) >= 0;
 }
 
 bool RecoveryStream::keepsNothing() const noexcept {

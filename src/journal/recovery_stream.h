@@ -16,10 +16,12 @@ public:
     explicit RecoveryStream(int descriptor = 2) : m_descriptor(descriptor) {}
 
     /// Writes all of it and, where the stream is a regular file, has it synced; what could only be
-    /// written in part is taken back there. Throws Error.
+    /// written in part is taken back there, and made no record of elsewhere. Throws Error.
     void keep(const QByteArray& text);
     /// Writes it if that is possible.
     void tell(const QByteArray& text) noexcept;
+    /// Whether it is a regular file; a terminal or a pipe may pass on what nobody keeps.
+    bool isFile() const noexcept;
     /// Whether it is the null device, which keeps nothing.
     bool keepsNothing() const noexcept;
 
@@ -29,6 +31,7 @@ private:
     void writeWhole(const QByteArray& text);
 
     int m_descriptor;
+    bool m_broken = false; ///< it ends in the middle of what was written last
 };
 
 } // namespace rehome::journal

@@ -22,7 +22,7 @@ iovec field(const QByteArray& text) {
 
 } // namespace
 
-SystemLog::SystemLog(const char* identity) {
+SystemLog::SystemLog(const char* identity) : m_identity(identity) {
     openlog(identity, LOG_PID, LOG_USER);
 }
 
@@ -38,7 +38,7 @@ bool SystemLog::keep(const QByteArray& record) noexcept {
     if (access(LogSocket, W_OK) != 0)
         return false;
     const QByteArray message = "MESSAGE=" + record, priority = "PRIORITY=5",
-                     identity = "SYSLOG_IDENTIFIER=rehome";
+                     identity = QByteArray("SYSLOG_IDENTIFIER=") + m_identity;
     const std::array fields{field(message), field(priority), field(identity)};
     return sd_journal_sendv(fields.data(), int(fields.size())) == 0;
 }

@@ -19,6 +19,9 @@ public:
     /// Keeps a record where the log tells whether it took it, as systemd's does. False where there
     /// is no such log or it refused.
     [[nodiscard]] bool keep(const QByteArray& record) noexcept;
+
+private:
+    const char* m_identity;
 };
 
 } // namespace rehome::journal

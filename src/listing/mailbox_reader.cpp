@@ -16,9 +16,9 @@ QString text(const adsi::RecordSet& rs, const QString& column) {
 }
 
 bool isListed(const adsi::RecordSet& rs) {
-    return !platform::isNull(rs.Fields(QStringLiteral("mail")).Value) &&
-           !text(rs, QStringLiteral("distinguishedName"))
-                .contains(QLatin1String(",CN=Microsoft Exchange System Objects,"));
+    static const QString Unlisted = QStringLiteral(",CN=Microsoft Exchange System Objects,");
+    return !rs.Octets(QStringLiteral("mail")).isEmpty() &&
+           !text(rs, QStringLiteral("distinguishedName")).contains(Unlisted);
 }
 
 QString displayName(const adsi::RecordSet& rs) {

@@ -6,41 +6,40 @@
 #include <QDataStream>
 #include <QSysInfo>
 
+#include <limits>
+
 namespace rehome::mailbox {
 
 namespace {
 
 const QString ProxyAddresses = QStringLiteral("ProxyAddresses");
 
-/// A list of texts in one piece of memory, each as its length and its UTF-8; null for none.
-QByteArray packed(const platform::Value& value) {
-    const auto* texts = std::get_if<QStringList>(&value);
-    if (!texts && !platform::isNull(value))
-        throw Error(QStringLiteral("A user's proxy addresses are not a list of texts."));
-    if (!texts)
-        return {};
-    qsizetype least = 0;
-    for (const QString& text : *texts)
-        least += qsizetype(sizeof(quint32)) + text.size();
+using Octets = engine::Entry::Values;
+
+/// Texts in one piece of memory, each as its length and its UTF-8.
+QByteArray packed(const Octets& first, const Octets& others) {
+    qsizetype size = 0;
+    for (const Octets& texts : {first, others})
+        for (qsizetype i = 0; i < texts.size(); ++i)
+            size += qsizetype(sizeof(quint32)) + texts[i].size();
     QByteArray pieces;
-    pieces.reserve(least);
-    for (const QString& text : *texts) {
-        const QByteArray utf8 = text.toUtf8();
-        const auto size = static_cast<quint32>(utf8.size());
-        pieces.append(reinterpret_cast<const char*>(&size), sizeof size).append(utf8);
-    }
-    pieces.squeeze();
+    pieces.reserve(size);
+    for (const Octets& texts : {first, others})
+        for (qsizetype i = 0; i < texts.size(); ++i) {
+            const auto length = static_cast<quint32>(texts[i].size());
+            pieces.append(reinterpret_cast<const char*>(&length), sizeof length).append(texts[i]);
+        }
     return pieces;
 }
 
-platform::Value unpacked(const QByteArray& pieces) {
-    if (pieces.isNull())
-        return {};
-    // A QDataStream would write it as packed() does, only slower.
+/// The first of them; all where `most` is not given.
+QStringList unpacked(const QByteArray& pieces,
+                     qsizetype most = std::numeric_limits<qsizetype>::max()) {
+    // A QDataStream would write them as packed() does, only slower.
     QDataStream stream(pieces);
     stream.setByteOrder(QDataStream::ByteOrder(QSysInfo::ByteOrder));
     QStringList texts;
-    while (!stream.atEnd()) {
+    while (!stream.atEnd() && texts.size() < most) {
         QByteArray utf8;
         stream >> utf8;
         texts += QString::fromUtf8(utf8);
@@ -62,8 +61,11 @@ QString homeOf(adsi::IADsUser& user) {
 bool MailboxUser::initFromRS(const adsi::RecordSet& rs, const QString& SourceStore,
                              const QString& SourceStoreState, const QString& SourceStoreDN) {
     m_guid = topology::OctetsToGuid(rs.Fields(QStringLiteral("objectGUID")).Value);
-    m_mail = platform::toText(rs.Fields(QStringLiteral("mail"))).toUtf8();
-    m_proxyAddresses = packed(rs.Fields(ProxyAddresses).Value);
+    const QString Mail = QStringLiteral("mail");
+    if (const auto mail = rs.Octets(Mail); mail.size() == 1)
+        m_addresses = packed(mail, rs.Octets(ProxyAddresses));
+    else
+        platform::toText(rs.Fields(Mail)); // throws what is wrong with it
     m_sourceStore = SourceStore;
     m_sourceStoreState = SourceStoreState;
     m_sourceStoreDN = SourceStoreDN;
@@ -78,6 +80,10 @@ std::unique_ptr<adsi::IADsUser> MailboxUser::bindUser(adsi::Purpose purpose) con
 
 QString MailboxUser::GetID() const {
     return topology::GuidToString(m_guid);
+}
+
+QString MailboxUser::GetMail() const {
+    return unpacked(m_addresses, 1).value(0);
 }
 
 QString MailboxUser::label() const {
@@ -96,8 +102,9 @@ QString MailboxUser::GetRealMail() const {
 void MailboxUser::UpdateEmail() const {
     try {
         const auto user = bindUser(adsi::Purpose::Change);
-        user->setEmailAddress(GetMail());
-        user->Put(ProxyAddresses, unpacked(m_proxyAddresses));
+        const QStringList addresses = unpacked(m_addresses), others = addresses.mid(1);
+        user->setEmailAddress(addresses.value(0));
+        user->Put(ProxyAddresses, others.isEmpty() ? platform::Value() : platform::Value(others));
         user->SetInfo();
     } catch (const std::exception& error) {
         m_platform.Journal.Tell(platform::Event::AddressNotRestored,
@@ -134,7 +141,7 @@ QString MailboxUser::whatNow() const {
     const QString who = platform::shownText(GetMail());
     // A drop whose answer was lost may have been made all the same.
     const auto refused = [&](const QString& words) {
-        return m_dropRefusal.isNull() ? QString() : words.arg(who, m_dropRefusal);
+        return m_dropRefusal ? words.arg(who, *m_dropRefusal) : QString();
     };
     const QString record = QStringLiteral(
         "apply this user's record, which stands in the file of the standard error stream "
@@ -163,7 +170,7 @@ QString MailboxUser::whatNow() const {
 }
 
 void MailboxUser::DropUserMailbox() const {
-    m_dropRefusal = QString();
+    m_dropRefusal.reset();
     try {
         const auto user = bindUser(adsi::Purpose::Drop);
         const auto mailbox = m_platform.Exchange.MailboxStoreOf(*user);
@@ -173,9 +180,9 @@ void MailboxUser::DropUserMailbox() const {
         m_platform.Journal.Tell(platform::Event::Dropped, QStringLiteral("dropped from ") + from,
                                 label());
     } catch (const std::exception& error) {
-        m_dropRefusal = describe(error);
+        m_dropRefusal = std::make_unique<const QString>(describe(error));
         m_platform.Journal.Tell(platform::Event::DropRefused,
-                                QStringLiteral("drop refused: ") + m_dropRefusal, label());
+                                QStringLiteral("drop refused: ") + *m_dropRefusal, label());
     }
 }
 

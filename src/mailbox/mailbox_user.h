@@ -24,7 +24,7 @@ public:
     /// That store's state then.
     const QString& GetSourceStoreState() const { return m_sourceStoreState; }
     /// The e-mail address when the record was made.
-    QString GetMail() const { return QString::fromUtf8(m_mail); }
+    QString GetMail() const;
 
     /// Takes over the record set's current row. Throws Error where a column cannot be read or
     /// "mail" is null. The result means nothing.
@@ -41,8 +41,8 @@ public:
     /// read. Throws Error where the user cannot be bound.
     QString GetRealMail() const;
 
-    /// Writes the kept e-mail address and proxy addresses back, replacing what is there. Throws
-    /// Error; nothing is written then.
+    /// Writes the kept e-mail address and proxy addresses back, replacing what is there, both or
+    /// neither. Throws Error; where it was the answer that got lost, they are written all the same.
     void UpdateEmail() const;
 
     /// Creates the mailbox on the store of that distinguished name. A failure is shown, with what
@@ -63,12 +63,11 @@ private:
     const platform::Platform& m_platform;
     // There is one for each mailbox of the domain, so it is kept small.
     QUuid m_guid;
-    QByteArray m_mail;           ///< UTF-8
-    QByteArray m_proxyAddresses; ///< packed
+    QByteArray m_addresses; ///< packed: "mail", then the proxy addresses
     QString m_sourceStore;
     QString m_sourceStoreState;
-    mutable QString m_dropRefusal; ///< why the last drop came to nothing, null if it did not
     QString m_sourceStoreDN;
+    mutable std::unique_ptr<const QString> m_dropRefusal; ///< why the last drop came to nothing
 };
 
 } // namespace rehome::mailbox

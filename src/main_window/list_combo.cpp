@@ -77,6 +77,9 @@ void ListCombo::Clear() {
 }
 
 void ListCombo::showPopup() {
+    // A list takes input in front of a modal box, and an accessibility client opens it there.
+    if (QApplication::activeModalWidget())
+        return;
     m_pressedInList = false;
     m_sinceOpened.start();
     QComboBox::showPopup();

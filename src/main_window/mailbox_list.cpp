@@ -88,7 +88,7 @@ void MailboxList::tellWhatIsMissing(const QString& localServer) {
                               "not read the organisation's configuration"));
     else if (m_controls.comboStoreName->count() == 0)
         remark(QStringLiteral("no mailbox store is local, so none can be a destination: no server "
-                              "called %1 could be opened")
+                              "called %1 could be opened, or it has no mailbox store")
                    .arg(localServer));
 }
 

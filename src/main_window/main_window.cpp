@@ -3,6 +3,7 @@
 #include "platform/shown_text.h"
 #include "repopulation/recreate_status.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 
 namespace rehome::main_window {
@@ -30,6 +31,12 @@ void frmMain::handle(Handler&& handler) {
         platform::runHandler(m_platform.Desktop, handler);
 }
 
+template <class Handler>
+void frmMain::command(Handler&& handler) {
+    if (!QApplication::activeModalWidget())
+        handle(handler);
+}
+
 void frmMain::wireEvents() {
     const auto on = [this](auto* control, auto signal, auto& part, auto handler) {
         connect(control, signal, this,
@@ -49,15 +56,25 @@ void frmMain::wireEvents() {
        &BatchMove::comboSourceMBx_TypedInVain);
     on(m_controls.comboDestMBx, &ListCombo::TypedInVain, m_batchMove,
        &BatchMove::comboDestMBx_TypedInVain);
-    on(m_controls.rdoALL, &QRadioButton::clicked, m_batchMove, &BatchMove::rdoALL_Click);
-    on(m_controls.rdoCriteria, &QRadioButton::clicked, m_batchMove, &BatchMove::rdoCriteria_Click);
-    on(m_controls.rdoFromStore, &QRadioButton::clicked, m_batchMove,
-       &BatchMove::rdoFromStore_Click);
+    // Whatever checks one, an accessibility client too, which does not click: what shows counts.
+    const auto onChosen = [this](QRadioButton* option, auto handler) {
+        connect(option, &QRadioButton::toggled, this, [this, handler](bool chosen) {
+            if (chosen)
+                handle([&] { (m_batchMove.*handler)(); });
+        });
+    };
+    onChosen(m_controls.rdoALL, &BatchMove::rdoALL_Click);
+    onChosen(m_controls.rdoCriteria, &BatchMove::rdoCriteria_Click);
+    onChosen(m_controls.rdoFromStore, &BatchMove::rdoFromStore_Click);
     on(m_controls.comboSourceMBx, &ListCombo::Click, m_batchMove, &BatchMove::comboSourceMBx_Click);
     on(m_controls.comboDestMBx, &ListCombo::Click, m_batchMove, &BatchMove::comboDestMBx_Click);
-    on(m_controls.btnMove, &QPushButton::clicked, m_batchMove, &BatchMove::btnMove_Click);
-    on(m_controls.btnRefresh, &QPushButton::clicked, *this, &frmMain::btnRefresh_Click);
-    on(m_controls.btnExit, &QPushButton::clicked, *this, &frmMain::btnExit_Click);
+    const auto onPress = [this](QPushButton* button, auto& part, auto handler) {
+        connect(button, &QPushButton::clicked, this,
+                [this, &part, handler] { command([&] { (part.*handler)(); }); });
+    };
+    onPress(m_controls.btnMove, m_batchMove, &BatchMove::btnMove_Click);
+    onPress(m_controls.btnRefresh, *this, &frmMain::btnRefresh_Click);
+    onPress(m_controls.btnExit, *this, &frmMain::btnExit_Click);
 }
 
 void frmMain::HookGridWindow() {
@@ -99,7 +116,7 @@ void frmMain::btnExit_Click() {
 
 void frmMain::closeEvent(QCloseEvent* event) {
     event->ignore();
-    handle([&] {
+    command([&] {
         qint16 Cancel = 0;
         Form_Unload(Cancel);
     });

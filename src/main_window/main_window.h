@@ -45,6 +45,10 @@ private:
     /// Runs a handler unless the tool is closing.
     template <class Handler>
     void handle(Handler&& handler);
+    /// The same for what a person asks for, which does not count behind a modal box: an
+    /// accessibility client reaches the window there.
+    template <class Handler>
+    void command(Handler&& handler);
 
     const platform::Platform& m_platform;
     State m_state;

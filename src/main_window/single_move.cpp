@@ -52,11 +52,12 @@ void SingleMove::comboStoreName_Click() {
         return;
     }
     // The heading row, or a row that a failed refresh left half written: there is nothing to move.
-    const auto* user = m_state.GridMailboxes.find(grid.Row());
+    const auto* found = m_state.GridMailboxes.find(grid.Row());
+    const auto user = found ? *found : nullptr;
     if (!user || !confirmed(picked))
         return;
 
-    if (mailbox::MoveMailbox2(*user, picked, m_state.StoreList, m_state.MovedMailboxes))
+    if (mailbox::MoveMailbox2(user, picked, m_state.StoreList, m_state.MovedMailboxes))
         m_platform.Desktop.Show({QStringLiteral("MailBox moved successfully"),
                                  platform::Buttons::Ok, platform::Icon::None,
                                  QStringLiteral("Mailbox move")});

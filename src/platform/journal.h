@@ -38,12 +38,13 @@ class Journal {
 public:
     virtual ~Journal() = default;
 
-    /// Keeps the record of an object that is about to be changed, and returns when no crash can
-    /// lose it any more. Throws Error where it cannot be kept; the object must stay as it is then.
+    /// Keeps the record of an object that is about to be changed, and returns when it has been
+    /// handed over whole; a file has it on the disk then. Throws Error where it cannot be kept; the
+    /// object must stay as it is then.
     virtual void Keep(const RecoveryRecord& record) = 0;
     /// Whether it holds a record of the object of that `objectGUID`.
     virtual bool Holds(const QByteArray& guid) const = 0;
-    /// Never fails. `mailbox` names the mailbox that it is about, always in the same words, and the
+    /// Never fails. `mailbox` names the mailbox that it is about, by its address and GUID, and the
     /// text goes on from there; empty where it is about none.
     virtual void Tell(Event event, const QString& text, const QString& mailbox = {}) noexcept = 0;
 };

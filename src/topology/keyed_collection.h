@@ -61,11 +61,6 @@ public:
     const Item* find(qsizetype number) const {
         return number < 1 || number > Count() ? nullptr : &m_items[std::size_t(number - 1)];
     }
-    /// The same by the key.
-    const Item* find(const QString& key) const {
-        const auto number = key.toInt();
-        return QString::number(number) == key ? find(number) : nullptr;
-    }
 
     qsizetype Count() const { return static_cast<qsizetype>(m_items.size()); }
     auto begin() const { return m_items.begin(); }

@@ -1,7 +1,7 @@
 #include "topology/names.h"
 
-#include "platform/engine/guid.h"
 #include "platform/error.h"
+#include "platform/guid.h"
 #include "platform/text_case.h"
 
 #include <limits>
@@ -70,7 +70,7 @@ QUuid OctetsToGuid(const platform::Value& value) {
     const auto* octets = std::get_if<QByteArray>(&value);
     if (!octets || octets->size() < 16)
         throw Error(QStringLiteral("An object's \"objectGUID\" is not a GUID of 16 bytes."));
-    return engine::guidFromOctets(octets->left(16));
+    return platform::guidFromOctets(octets->left(16));
 }
 
 QString OctetGuidToString(const platform::Value& value) {

@@ -143,13 +143,19 @@ private Q_SLOTS:
                              "utility can only restore to local stores"));
         QVERIFY(w.desktop.shown.at(0).Icon == platform::Icon::Exclamation);
         w.desktop.refusals = 1;
+        w.desktop.whileShown = [&] { // nothing is done behind a box
+            w.button("btnRefresh").click();
+            w.combo("comboDestMBx").showPopup();
+        };
         w.moveRow(1, "EX1:SG\\B");
         QVERIFY(w.calls.made.isEmpty() && !w.chooser().isVisible());
+        QVERIFY(!w.combo("comboDestMBx").view()->isVisible());
         w.chooser().AddItem("EX1:sg\\b");
         w.moveRow(1, "EX1:sg\\b"); // the store is found whatever the letter case
         QCOMPARE(platform::upperCase("straße"), "STRAßE"); // unit by unit: "ß" is not "SS"
         QCOMPARE(w.text(1, 2), "EX1:SG\\B");
 
+        w.desktop.whileShown = [] {};
         w.desktop.shown.clear();
         const auto type = [](main_window::ListCombo& combo, const char* text) {
             combo.setFocus();
@@ -204,6 +210,21 @@ private Q_SLOTS:
         const QStringList told = w.desktop.texts().mid(2);
         QVERIFY(told.at(0).endsWith("\r\n\r\n-> EX1:SG\\A\\\uFFFDB"));
         QCOMPARE(told.at(1), "No MailBox found in EX1:SG\\A\uFFFDB");
+    }
+
+    /// Three in a row that the directory gave no warning of; everybody else keeps the mailbox.
+    void refusedCreations() {
+        OpenWindow w(test::smallOrganisation(9));
+        w.calls.meanwhile = [n = 0](const auto& made) mutable {
+            if (made.details.startsWith("homeMDB=CN=") && ++n != 3)
+                throw Error("refused");
+        };
+        for (const auto left : {9 - 5, 1}) { // and the stores are enumerated anew in between
+            w.pick("comboDestMBx", "EX1:SG\\B");
+            w.press("btnMove");
+            QCOMPARE(w.state.GridMailboxes.Count(), left);
+        }
+        QVERIFY(w.desktop.texts().contains("ERROR : Unable to move 8 MailBoxes of 9"));
     }
 
     /// One mailbox never opens, another has lost its address; one was moved twice.

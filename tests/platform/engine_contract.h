@@ -2,8 +2,8 @@
 
 #include "platform/engine/engine.h"
 #include "platform/engine/escape.h"
-#include "platform/engine/guid.h"
 #include "platform/error.h"
+#include "platform/guid.h"
 
 #include <QtTest>
 
@@ -54,7 +54,7 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
     const QString any = "(objectClass=*)", absent = "CN=Nobody At All," + at.container;
     const QString missing = "<GUID=00000000-1111-2222-3333-444444444444>";
     const auto user = one(*session, at.user);
-    const QUuid guid = engine::guidFromOctets(user.values("objectGUID").value(0));
+    const QUuid guid = platform::guidFromOctets(user.values("objectGUID").value(0));
     const QString byGuid = "<GUID=" + guid.toString(QUuid::WithoutBraces) + '>';
     QCOMPARE(user.text("DISTINGUISHEDNAME"), at.user);
     const QString name = user.text("displayName"), start = name.left(3) + '*';
@@ -83,11 +83,11 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
                  qPrintable(base + ' ' + filter + ' ' + object));
     const auto root = one(*session, {}, {"DEFAULTNAMINGCONTEXT"});
     QCOMPARE(root.text("defaultNamingContext"), at.domain);
-    QCOMPARE(root.attributes.size(), size_t(1));
+    QCOMPARE(root.attributes().size(), size_t(1));
     const auto some = one(*session, at.user, {"DISPLAYname", "objectguid", "noSuchAttribute"});
-    QCOMPARE(some.attributes.size(), size_t(2));
-    QVERIFY(some.attributes.at(0).name == "displayName" || // in the schema's letter case
-            some.attributes.at(1).name == "displayName");
+    QCOMPARE(some.attributes().size(), size_t(2));
+    QVERIFY(some.attributes().at(0).name == "displayName" || // in the schema's letter case
+            some.attributes().at(1).name == "displayName");
 
     const auto fails = [&](const QString& named, const auto& action) {
         const QString said = errorOf(action);

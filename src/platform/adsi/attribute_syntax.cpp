@@ -6,6 +6,25 @@
 
 namespace rehome::adsi {
 
+namespace {
+
+template <class Values>
+platform::Value shaped(Syntax syntax, const Values& values) {
+    if (values.isEmpty())
+        return {};
+    if (syntax == Syntax::Octets)
+        return QByteArrayView(values[0]).toByteArray();
+    if (syntax == Syntax::Text && values.size() == 1)
+        return QString::fromUtf8(values[0]);
+    QStringList texts;
+    texts.reserve(values.size());
+    for (qsizetype i = 0; i < values.size(); ++i)
+        texts += QString::fromUtf8(values[i]);
+    return texts;
+}
+
+} // namespace
+
 Syntax syntaxOf(const QString& attribute) {
     const QByteArray name = attribute.toLatin1();
     if (engine::isOctetString({name.constData(), std::size_t(name.size())}))
@@ -16,16 +35,11 @@ Syntax syntaxOf(const QString& attribute) {
 }
 
 platform::Value valueOf(Syntax syntax, const QList<QByteArray>& values) {
-    if (values.isEmpty())
-        return {};
-    if (syntax == Syntax::Octets)
-        return values.constFirst();
-    if (syntax == Syntax::Text && values.size() == 1)
-        return QString::fromUtf8(values.constFirst());
-    QStringList texts;
-    for (const QByteArray& value : values)
-        texts += QString::fromUtf8(value);
-    return texts;
+    return shaped(syntax, values);
+}
+
+platform::Value valueOf(Syntax syntax, const engine::Entry::Values& values) {
+    return shaped(syntax, values);
 }
 
 QList<QByteArray> valuesOf(const platform::Value& value) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/engine/engine.h"
 #include "platform/value.h"
 
 #include <QByteArray>
@@ -17,6 +18,7 @@ Syntax syntaxOf(const QString& attribute);
 
 /// The value of an attribute; null where there are no values.
 platform::Value valueOf(Syntax syntax, const QList<QByteArray>& values);
+platform::Value valueOf(Syntax syntax, const engine::Entry::Values& values);
 
 /// The other way round; null gives no values.
 QList<QByteArray> valuesOf(const platform::Value& value);

@@ -16,8 +16,7 @@ public:
 
     /// Binds afresh; nothing is cached between bindings. Throws Error where the path names nothing.
     std::unique_ptr<IADs> BindObject(const QString& path);
-    /// The same, and takes the user interface; throws Error where the object is not a user. For a
-    /// change, what the signed-on user may write is read as well.
+    /// The same, and takes the user interface; throws Error where the object is not a user.
     std::unique_ptr<IADsUser> BindUser(const QString& path, Purpose purpose = Purpose::Read);
     std::unique_ptr<Connection> CreateConnection();
 

@@ -43,16 +43,24 @@ void RecordSet::Close() {
     m_connection.reset();
 }
 
-platform::Field RecordSet::Fields(const QString& name) const {
+const RecordSet::Column& RecordSet::column(const QString& name) const {
     requireRecord("Fields");
     const auto column = std::find_if(m_columns.begin(), m_columns.end(), [&](const Column& asked) {
         return asked.Name.size() == name.size() &&
-               asked.Name.compare(name, Qt::CaseInsensitive) == 0;
+               (asked.Name == name || asked.Name.compare(name, Qt::CaseInsensitive) == 0);
     });
     if (column == m_columns.end())
         throw Error(QStringLiteral("The search did not ask for the attribute \"%1\".").arg(name));
-    return {name, m_current->distinguishedName,
-            valueOf(column->Shape, m_current->values(column->Name))};
+    return *column;
+}
+
+platform::Field RecordSet::Fields(const QString& name) const {
+    const Column& asked = column(name);
+    return {name, m_current->distinguishedName, valueOf(asked.Shape, m_current->view(asked.Name))};
+}
+
+engine::Entry::Values RecordSet::Octets(const QString& name) const {
+    return m_current->view(column(name).Name);
 }
 
 } // namespace rehome::adsi

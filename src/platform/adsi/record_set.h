@@ -36,6 +36,8 @@ public:
     /// The current record's value of a column named in any letter case. Throws Error for a column
     /// that was not asked for, and where there is no current record.
     platform::Field Fields(const QString& name) const;
+    /// The same column's values as the directory sent them, until the set moves on.
+    engine::Entry::Values Octets(const QString& name) const;
 
 private:
     struct Column {
@@ -44,6 +46,7 @@ private:
     };
 
     void requireRecord(const char* operation) const;
+    const Column& column(const QString& name) const;
 
     // The entries need the session, so it is declared, and therefore destroyed, around them.
     std::shared_ptr<ConnectionSession> m_connection;

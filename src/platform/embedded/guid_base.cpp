@@ -1,7 +1,7 @@
 #include "platform/embedded/guid_base.h"
 
-#include "platform/engine/guid.h"
 #include "platform/error.h"
+#include "platform/guid.h"
 
 #include <QRegularExpression>
 #include <QUuid>
@@ -18,7 +18,7 @@ QByteArray guidOfBase(const QString& base) {
     if (!match.hasMatch())
         throw Error(u"\"%1\" is not a GUID. It is written <GUID= and 36 hexadecimal digits and "
                     "hyphens >."_s.arg(base));
-    return engine::octetsFromGuid(QUuid(match.captured(1)));
+    return platform::octetsFromGuid(QUuid(match.captured(1)));
 }
 
 } // namespace rehome::embedded

@@ -62,10 +62,14 @@ engine::Entry Selection::entry(const Object& object) const {
     engine::Entry entry;
     entry.distinguishedName = object.distinguishedName;
     if (m_name && !object.distinguishedName.isEmpty())
-        entry.attributes.push_back({NameAttribute, {object.distinguishedName.toUtf8()}});
-    for (const auto& [number, values] : object.attributes)
-        if (m_all || std::find(m_numbers.begin(), m_numbers.end(), number) != m_numbers.end())
-            entry.attributes.push_back({m_names.at(number).text, values});
+        entry.setValues(NameAttribute, {object.distinguishedName.toUtf8()});
+    for (const auto& [number, values] : object.attributes) {
+        if (!m_all && std::find(m_numbers.begin(), m_numbers.end(), number) == m_numbers.end())
+            continue;
+        entry.begin(m_names.at(number).text);
+        for (const QByteArray& value : values)
+            entry.add(value);
+    }
     return entry;
 }
 

@@ -4,8 +4,8 @@
 #include "platform/embedded/organisation_content.h"
 #include "platform/embedded/rehearsal_attributes.h"
 #include "platform/engine/escape.h"
-#include "platform/engine/guid.h"
 #include "platform/error.h"
+#include "platform/guid.h"
 
 #include <QFile>
 #include <QUuid>
@@ -70,7 +70,7 @@ private:
             object->setValues(m_name, {engine::firstValue(name).toUtf8()});
         if (!object->find(m_guid))
             object->setValues(m_guid,
-                              {engine::octetsFromGuid(QUuid::createUuidV5(guidNamespace, key))});
+                              {platform::octetsFromGuid(QUuid::createUuidV5(guidNamespace, key))});
         const QByteArray guid = object->values(m_guid).constFirst();
         if (guid.size() != 16)
             m_reader.fail(record.line, u"the objectGUID of %1 is %2 bytes long instead of 16"_s.arg(

@@ -52,7 +52,7 @@ RehearsalAttributes rehearsalAttributes(const engine::Entry& object) {
 }
 
 void checkRehearsalAttributes(const engine::Entry& object) {
-    for (const auto& [name, values] : object.attributes) {
+    for (const auto& [name, values] : object.attributes()) {
         if (!isRehearsalAttribute(name))
             continue;
         if (!allAttributes().contains(name, Qt::CaseInsensitive))

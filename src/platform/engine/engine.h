@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace rehome::engine {
@@ -37,16 +38,58 @@ struct Attribute {
 
 /// One object found. Attribute names compare without letter case. None is there twice, and none
 /// without values.
-struct Entry {
+class Entry {
+    struct Octets {
+        qsizetype at, size;
+    };
+
+public:
+    /// An attribute's values where they lie: until the entry is changed or gone.
+    class Values {
+    public:
+        qsizetype size() const { return m_count; }
+        bool isEmpty() const { return m_count == 0; }
+        QByteArrayView operator[](qsizetype i) const {
+            return {m_octets + m_values[i].at, m_values[i].size};
+        }
+
+    private:
+        friend Entry;
+        const char* m_octets = nullptr;
+        const Octets* m_values = nullptr;
+        qsizetype m_count = 0;
+    };
+
     QString distinguishedName;
-    std::vector<Attribute> attributes; ///< a handful: a map costs more than it finds
 
     /// The attribute's values, empty where the object lacks it.
     QList<QByteArray> values(const QString& name) const;
+    Values view(const QString& name) const;
     /// The first value as UTF-8 text, null where the object lacks the attribute.
     QString text(const QString& name) const;
     /// Replaces all of them; no values take the attribute away.
     void setValues(const QString& name, const QList<QByteArray>& values);
+    std::vector<Attribute> attributes() const;
+
+    /// Begins an attribute that the entry has not got yet; add its values next.
+    void begin(const QString& name);
+    void add(QByteArrayView value);
+    /// Makes room for so many values with so many octets in all.
+    void reserve(qsizetype values, qsizetype octets);
+
+private:
+    struct Part {
+        QString name;
+        qsizetype first, count; ///< of m_values
+    };
+    const Part* find(const QString& name) const;
+    Values view(const Part& part) const;
+
+    // In three pieces of memory: a list for each attribute and an array for each value made a third
+    // of what a long list cost.
+    std::vector<Part> m_parts; ///< a handful: a map costs more than it finds
+    std::vector<Octets> m_values;
+    std::string m_octets;
 };
 
 /// The entries of one search. Destroying it unfinished abandons the search.

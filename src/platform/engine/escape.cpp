@@ -3,6 +3,7 @@
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 
 namespace rehome::engine {
@@ -57,18 +58,6 @@ QByteArray octetsOf(const QString& value) {
     return octets;
 }
 
-/// Whether nothing in a name is escaped, nor would have to be.
-bool isPlain(const QString& name) {
-    qsizetype values = 0, separators = 0;
-    for (const QChar c : name) {
-        if (c == u'\\' || c == u'"')
-            return false;
-        values += c == u'=';
-        separators += c == u',' || c == u'+';
-    }
-    return values == separators + 1;
-}
-
 /// A value's text as Active Directory spells it.
 QString spelled(const QString& text) {
     QString value;
@@ -111,8 +100,26 @@ QString firstValue(const QString& distinguishedName) {
     return QString::fromUtf8(octetsOf(component.mid(component.indexOf(u'=') + 1)));
 }
 
+bool isPlainName(QByteArrayView name) {
+    // A sum without a branch: a long list asks a hundred thousand times.
+    constexpr qint64 Never = qint64(1) << 32;
+    static constexpr auto Weights = [] {
+        std::array<qint64, 256> weights{};
+        for (int c = 128; c < 256; ++c)
+            weights[c] = Never;
+        weights['\0'] = weights['\\'] = weights['"'] = Never;
+        weights[','] = weights['+'] = -1;
+        weights['='] = 1;
+        return weights;
+    }();
+    qint64 sum = 0;
+    for (const char c : name)
+        sum += Weights[static_cast<unsigned char>(c)];
+    return sum == 1; // one more type than separators
+}
+
 QString directorySpelling(const QString& distinguishedName) {
-    if (isPlain(distinguishedName))
+    if (isPlainName(distinguishedName.toUtf8()))
         return distinguishedName;
     QString name;
     for (qsizetype from = 0; from <= distinguishedName.size();) {

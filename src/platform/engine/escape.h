@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArrayView>
 #include <QString>
 
 namespace rehome::engine {
@@ -21,6 +22,10 @@ QString firstValue(const QString& distinguishedName);
 /// "\0A", "\0D" and "\00". Attribute types stay as they are; so does what is no distinguished
 /// name, a value of octets ("#04...") and one whose octets are not UTF-8.
 QString directorySpelling(const QString& distinguishedName);
+
+/// Whether a distinguished name is in ASCII and nothing in it is escaped, nor would have to be: it
+/// is spelt as Active Directory does. Asked of every name of a long list.
+bool isPlainName(QByteArrayView name);
 
 /// Whether an attribute (in any letter case) holds distinguished names, of those that the tool
 /// reads.

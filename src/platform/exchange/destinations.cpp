@@ -8,6 +8,8 @@ namespace rehome::exchange {
 
 namespace {
 
+constexpr int MostUnconfirmed = 3;
+
 Destination readAfresh(engine::Session& session, const QString& name) {
     Destination found;
     found.store = readObject(session, name, mailboxStoreKind(),
@@ -50,12 +52,17 @@ Destination Destinations::read(engine::Session& session, const QString& store) {
 void Destinations::confirm(const Destination& destination) {
     m_proven[m_doubtful] = destination;
     m_doubtful.clear();
+    m_unconfirmed = 0;
 }
 
 void Destinations::requireUsable(engine::Session& session) {
     if (m_doubtful.isEmpty())
         return;
     try {
+        if (m_unconfirmed >= MostUnconfirmed)
+            throw Error(QStringLiteral("the last %1 creations failed. Mend the cause, then press "
+                                       "Refresh.")
+                            .arg(m_unconfirmed));
         readAfresh(session, m_doubtful);
     } catch (const std::exception& error) {
         throw Error(QStringLiteral("Nothing more is dropped while mailboxes cannot be created on "
@@ -67,6 +74,7 @@ void Destinations::requireUsable(engine::Session& session) {
 void Destinations::forget() {
     m_proven.clear();
     m_doubtful.clear();
+    m_unconfirmed = 0;
 }
 
 } // namespace rehome::exchange

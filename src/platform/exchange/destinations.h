@@ -17,21 +17,25 @@ struct Destination {
 
 /// The stores that mailboxes are created on. A store on which a creation has succeeded is not read
 /// again until the stores are enumerated anew; one on which it has not must be readable before
-/// anything more is dropped, so that one fault costs one mailbox.
+/// anything more is dropped, so that one fault costs one mailbox. A creation that is refused all
+/// the same may be that user's matter alone; three of them in a row are not.
 class Destinations {
 public:
     /// Throws Error where the store or its server cannot be read.
     Destination read(engine::Session& session, const QString& store);
+    /// A creation is about to be written.
+    void expect() { ++m_unconfirmed; }
     /// A creation on the store has succeeded.
     void confirm(const Destination& destination);
     /// Reads the store of the last creation again where that has not succeeded. Throws Error where
-    /// it cannot be read.
+    /// it cannot be read, or three creations in a row have failed.
     void requireUsable(engine::Session& session);
     void forget();
 
 private:
     std::map<QString, Destination> m_proven; ///< by the name that was asked for
     QString m_doubtful;                      ///< the store of the last creation, until it succeeds
+    int m_unconfirmed = 0;                   ///< creations in a row
 };
 
 } // namespace rehome::exchange

@@ -1,8 +1,8 @@
 #include "platform/exchange/user_mailbox_store.h"
 
 #include "platform/adsi/command_text.h"
-#include "platform/engine/guid.h"
 #include "platform/error.h"
+#include "platform/guid.h"
 
 #include <QUuid>
 
@@ -58,11 +58,12 @@ void IMailboxStore::CreateMailbox(const QString& homeMDB) {
     m_user.stage(HomeServer, {destination.legacyExchangeDN.toUtf8()});
     if (!destination.messageTransferAgent.isEmpty())
         m_user.stage(HomeMta, {destination.messageTransferAgent.toUtf8()});
-    m_user.stage(MailboxGuid, {engine::octetsFromGuid(QUuid::createUuid())});
+    m_user.stage(MailboxGuid, {platform::octetsFromGuid(QUuid::createUuid())});
     if (m_user.cached(UseDefaults).isEmpty())
         m_user.stage(UseDefaults, {QByteArrayLiteral("TRUE")});
     if (m_user.cached(Alias).isEmpty())
         m_user.stage(Alias, {newAlias(m_user).toUtf8()});
+    m_destinations.expect();
     m_user.whenWritten(
         [&destinations = m_destinations, destination] { destinations.confirm(destination); });
 }

@@ -20,8 +20,8 @@ public:
     /// read.
     void DeleteMailbox();
     /// `homeMDB` is "LDAP://" and a mailbox store's distinguished name. Reads the destination
-    /// before anything else. Throws Error where that is no mailbox store, or the user has a
-    /// mailbox.
+    /// before anything else, unless the last creation there has succeeded. Throws Error where that
+    /// is no mailbox store, or the user has a mailbox.
     void CreateMailbox(const QString& homeMDB);
 
 private:

@@ -4,6 +4,7 @@
 
 #include <ldap.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace rehome::ldap {
@@ -22,6 +23,9 @@ struct ArrayFree {
 QByteArrayView octets(const berval& value) {
     return QByteArrayView(value.bv_val, qsizetype(value.bv_len));
 }
+
+/// How many values an entry is made room for, at most.
+constexpr qsizetype MostExpected = 64;
 
 /// Which of an attribute's values a domain controller has sent.
 struct Range {
@@ -115,6 +119,11 @@ QString SearchStream::text(QByteArrayView utf8) const {
     return QString::fromUtf8(utf8);
 }
 
+QString SearchStream::spelt(QByteArrayView name) const {
+    return engine::isPlainName(name) ? QString::fromLatin1(name)
+                                     : engine::directorySpelling(text(name));
+}
+
 const SearchStream::Name& SearchStream::nameOf(QByteArrayView sent) {
     // Entries of one search bring much the same names in the same order.
     for (size_t i = 0; i < m_names.size(); ++i) {
@@ -139,9 +148,12 @@ engine::Entry SearchStream::decode(LDAPMessage* message) {
     const std::unique_ptr<BerElement, ElementFree> owned(position);
     if (opened != LDAP_SUCCESS)
         refuse(u"an entry cannot be decoded"_s);
-    entry.distinguishedName = engine::directorySpelling(text(octets(name)));
-    entry.attributes.reserve(m_names.size());
+    entry.distinguishedName = spelt(octets(name));
+    ber_len_t left = 0;
+    ber_get_option(position, LBER_OPT_BER_REMAINING_BYTES, &left);
+    entry.reserve(m_mostValues, qsizetype(left));
     m_nextName = 0;
+    qsizetype count = 0;
     for (;;) {
         berval* array = nullptr;
         const int read = ldap_get_attribute_ber(handle, message, position, &name, &array);
@@ -149,31 +161,29 @@ engine::Entry SearchStream::decode(LDAPMessage* message) {
         if (read != LDAP_SUCCESS)
             refuse(u"the entry %1 cannot be decoded"_s.arg(entry.distinguishedName));
         if (!name.bv_val)
-            return entry;
+            break;
         const Name& attribute = nameOf(octets(name));
-        QList<QByteArray> list;
-        for (const berval* value = array; value && value->bv_val; ++value) {
-            list += octets(*value).toByteArray();
-            if (!attribute.holdsNames)
-                continue;
-            const QString sent = text(octets(*value));
-            if (const QString spelled = engine::directorySpelling(sent); spelled != sent)
-                list.back() = spelled.toUtf8();
-        }
         m_ranged = m_ranged || attribute.ranged;
-        if (!list.isEmpty() || attribute.ranged)
-            entry.attributes.push_back({attribute.text, std::move(list)});
+        if (!attribute.ranged && (!array || !array->bv_val))
+            continue;
+        entry.begin(attribute.text);
+        for (const berval* value = array; value && value->bv_val; ++value, ++count) {
+            if (attribute.holdsNames && !engine::isPlainName(octets(*value)))
+                entry.add(spelt(octets(*value)).toUtf8());
+            else
+                entry.add(octets(*value));
+        }
     }
+    m_mostValues = std::max(m_mostValues, std::min(count, MostExpected));
+    return entry;
 }
 
 void SearchStream::completeRanges(engine::Entry& entry) {
-    const auto sent = std::exchange(entry.attributes, {});
-    for (const auto& [sentName, sentValues] : sent) {
+    for (const auto& [sentName, sentValues] : entry.attributes()) {
         auto range = parseRange(sentName);
-        if (!range) {
-            entry.setValues(sentName, sentValues);
+        if (!range)
             continue;
-        }
+        entry.setValues(sentName, {});
         const QString name = range->name;
         QList<QByteArray> values, part = sentValues;
         for (;;) {
@@ -190,7 +200,8 @@ void SearchStream::completeRanges(engine::Entry& entry) {
             rest.attributes = QStringList{u"%1;range=%2-*"_s.arg(name).arg(values.size())};
             const auto more = SearchStream(m_connection, rest, 0).nextAsSent();
             range.reset();
-            for (const auto& [moreName, moreValues] : more ? more->attributes : decltype(sent)()) {
+            for (const auto& [moreName, moreValues] :
+                 more ? more->attributes() : std::vector<engine::Attribute>()) {
                 const auto next = parseRange(moreName);
                 if (!next || next->name.compare(name, Qt::CaseInsensitive) != 0)
                     continue;

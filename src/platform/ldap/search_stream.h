@@ -39,6 +39,8 @@ private:
     engine::Entry decode(::ldapmsg* message);
     const Name& nameOf(QByteArrayView sent);
     QString text(QByteArrayView utf8) const;
+    /// A distinguished name as Active Directory spells it.
+    QString spelt(QByteArrayView name) const;
     /// Throws Failure: what was sent cannot be taken for an answer.
     [[noreturn]] void refuse(const QString& why) const;
     Attempt attempt() const { return {Stage::Search, m_request.base}; }
@@ -53,6 +55,7 @@ private:
     bool m_ranged = false;       ///< whether the entry decoded last has a ranged attribute
     std::vector<Name> m_names;   ///< in the order in which they came
     size_t m_nextName = 0;       ///< where the next one is looked for
+    qsizetype m_mostValues = 0;  ///< of an entry
 };
 
 } // namespace rehome::ldap

@@ -46,6 +46,9 @@ struct SocketLayer::Hooks {
     }
     static ber_slen_t read(Sockbuf_IO_Desc* layer, void* data, ber_len_t length) {
         Hooks& hooks = of(layer);
+        const ber_slen_t received = recv(hooks.descriptor, data, length, MSG_DONTWAIT);
+        if (received >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK))
+            return received;
         return hooks.await(POLLIN) ? recv(hooks.descriptor, data, length, 0) : -1;
     }
     static ber_slen_t write(Sockbuf_IO_Desc* layer, void* data, ber_len_t length) {

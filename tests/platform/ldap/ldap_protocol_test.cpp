@@ -195,7 +195,7 @@ private Q_SLOTS:
             asked.result();
         }};
         const auto entry = test::one(*server.session, "CN=x", {"member"});
-        QCOMPARE(entry.attributes.size(), size_t(1));
+        QCOMPARE(entry.attributes().size(), size_t(1));
         QCOMPARE(entry.values("member"), numbered(0, 3200));
     }
     void whatIsMissingOrUnreadableIsAnError() {

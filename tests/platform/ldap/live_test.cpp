@@ -134,7 +134,7 @@ private Q_SLOTS:
         checkPart(live.desktop.texts().at(1), "Failed to create mailbox on new location:");
         checkPart(live.journal.lines.join('\n'), "drop refused: You may not write homeMDB, ");
         QVERIFY(live.calls.made.filter("modify").isEmpty() && live.journal.records.isEmpty());
-        QVERIFY(stored(user("user0002")).attributes == before.attributes);
+        QVERIFY(stored(user("user0002")).attributes() == before.attributes());
     }
 
     /// One mailbox moved twice, one whose address was restored.

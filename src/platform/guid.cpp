@@ -1,10 +1,10 @@
-#include "platform/engine/guid.h"
+#include "platform/guid.h"
 
 #include <QtEndian>
 
 #include <algorithm>
 
-namespace rehome::engine {
+namespace rehome::platform {
 
 QUuid guidFromOctets(const QByteArray& octets) {
     if (octets.size() != 16)
@@ -28,4 +28,4 @@ QByteArray octetsFromGuid(const QUuid& guid) {
     return octets;
 }
 
-} // namespace rehome::engine
+} // namespace rehome::platform
