@@ -3,11 +3,7 @@
 
 What rehome-check finds in the organisation that ships, whole and broken in one place."""
 
-import pathlib
-import re
-import subprocess
-import sys
-import tempfile
+import pathlib, re, subprocess, sys, tempfile
 
 CHECK, ORGANISATION = sys.argv[1:]
 # One of its mailboxes is on a store that is no more.

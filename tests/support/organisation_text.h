@@ -18,8 +18,7 @@ public:
     static QString serverDN(const QString& server) {
         return "CN=" + server + ",CN=Servers,CN=Configuration,DC=t";
     }
-    /// `path` is "server/group" or "server/group/store", its names as a distinguished name writes
-    /// them.
+    /// `path` is "server/group" or "server/group/store", as a distinguished name writes names.
     static QString storeDN(const QString& path) {
         QStringList names = path.split('/');
         const QString server = names.takeFirst();

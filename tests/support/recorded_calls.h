@@ -11,8 +11,7 @@
 
 namespace rehome::test {
 
-/// How the chosen call fails: it alone, before or after its effect; it and each later one on the
-/// same object; it and all later ones.
+/// The chosen call fails: alone, before or after its effect; with later ones, on its object or all.
 enum class Fault { Once, AfterEffect, OnItsObject, ForEver };
 
 /// Writes down what is asked of an engine and a probe, and has a chosen call fail.
@@ -45,8 +44,7 @@ struct RecordedCalls final : engine::Observer {
         });
     }
     auto underWay(const QString& call) const {
-        return std::count_if(m_now.begin(), m_now.end(),
-                             [&](const Made* one) { return one->call == call; });
+        return std::ranges::count(m_now, call, &Made::call);
     }
 
     void asks(int call, const QString& text) override {

@@ -12,8 +12,7 @@
 
 namespace rehome::test {
 
-/// A whole platform over an organisation in process, all that reaches the engine recorded; with
-/// another desktop and another journal where they are given.
+/// A whole platform over an organisation in process, all that reaches the engine recorded.
 struct Rehearsal {
     explicit Rehearsal(const OrganisationText& text = smallOrganisation(),
                        platform::Desktop* other = nullptr, platform::Journal* kept = nullptr)
@@ -21,15 +20,8 @@ struct Rehearsal {
           platform(observed, observed, observed, network, other ? *other : desktop,
                    kept ? *kept : journal) {}
 
-    /// An attribute's values as the directory holds them now.
-    QStringList values(const QString& dn, const QString& attribute) const {
-        QStringList texts;
-        if (const auto object = organisation.object(dn)) {
-            for (const QByteArray& value : object->values(attribute))
-                texts += QString::fromUtf8(value);
-        }
-        return texts;
-    }
+    /// Where a mailbox is now, as the directory has it; empty where there is none.
+    QString home(const QString& user) const { return organisation.object(user)->text("homeMDB"); }
 
     embedded::Organisation organisation;
     embedded::EmbeddedEngine engine{organisation};

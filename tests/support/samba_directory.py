@@ -111,17 +111,6 @@ def provision(place, address, web):
             f"--configfile={place}/smb.conf", place / "web.keytab", stdout=subprocess.DEVNULL)
 
 
-def serve(place, address):
-    """Starts the server. It ends when its standard input does, and so with this process."""
-    server = subprocess.Popen(["samba", "--foreground", "--no-process-group", "--model=single",
-                               f"--configfile={place}/smb.conf"], stdin=subprocess.PIPE)
-    while any(socket.socket().connect_ex((address, port)) for port in (88, 135, 389)):
-        if server.poll() is not None:
-            sys.exit("The test directory's server does not start.")
-        time.sleep(0.1)
-    return server
-
-
 def main(place, commands):
     # Another test run may be under way.
     address = f"127.77.{random.randint(0, 254)}.{random.randint(1, 254)}"
@@ -139,8 +128,12 @@ def main(place, commands):
     (place / "etc/hosts").write_text(pathlib.Path("/etc/hosts").read_text() +
                                      f"{address} somebody.else.test\n{address} dc1.{DOMAIN}\n")
     web_process, _listener = web_server.serve(place, web)
-    server, failed = serve(place, address), []
+    # It ends when its standard input does, and so with this process.
+    server = subprocess.Popen(["samba", "--foreground", "--no-process-group", "--model=single",
+                               f"--configfile={place}/smb.conf"], stdin=subprocess.PIPE)
+    failed = []
     try:
+        web_server.wait_for(server, *((address, port) for port in (88, 135, 389)))
         for user, cache, life in (("Administrator", "expired.cc", "1s"), ("clerk", "user.cc", "1h"),
                                   ("Administrator", "admin.cc", "1h")):
             run("kinit", "-l", life, "-c", place / cache, user, input=PASSWORD + "\n")

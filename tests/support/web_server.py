@@ -9,6 +9,14 @@ import os, pathlib, socket, subprocess, sys, time, urllib.parse
 WEB, UNTRUSTED, CLEAR, OLD, SILENT, ANONYMOUS, ELSEWHERE = 1, 2, 3, 4, 5, 8, 9
 
 
+def wait_for(server, *addresses):
+    """Returns when a server that has been started can be reached."""
+    while any(socket.socket().connect_ex(address) for address in addresses):
+        if server.poll() is not None:
+            sys.exit("This does not start: " + " ".join(map(str, server.args)))
+        time.sleep(0.1)
+
+
 def serve(place, block):
     """Starts the server at addresses of a block. What it needs of the directory is in `place`. Returns
     it, and what must be kept as long: a listener that never answers."""
@@ -28,11 +36,7 @@ def serve(place, block):
     # When it ends, it ends all of its process group.
     server = subprocess.Popen([*start, "apache2", "-f", place / "web.conf", "-DFOREGROUND"],
                               start_new_session=True)
-    while socket.socket().connect_ex((block + str(WEB), 443)):
-        if server.poll() is not None:
-            sys.exit("The test web server does not start: "
-                     + (place / "web-error.log").read_text())
-        time.sleep(0.1)
+    wait_for(server, (block + str(WEB), 443))
     return server, socket.create_server((f"{block}{SILENT}", 443))
 
 

@@ -10,9 +10,10 @@
 
 namespace rehome::test {
 
-/// The main window over a rehearsal, driven as a person would.
-struct Window : Rehearsal {
-    using Rehearsal::Rehearsal;
+/// The main window over a whole platform, driven as a person would.
+template <class Over>
+struct WindowOver : Over {
+    using Over::Over;
 
     /// Loads and shows it.
     void open() {
@@ -95,20 +96,25 @@ struct Window : Rehearsal {
             frame.Form_Unload(cancel);
         } catch (const TestDesktop::Ended& ended) {
             // One session stays: that of the bindings; the connection is closed.
-            if (ended.status == 0 && calls.underWay("session") == 1)
+            if (ended.status == 0 && this->calls.underWay("session") == 1)
                 return;
         }
         throw std::logic_error("the process has not ended as it should");
     }
-    /// A user's values as the directory holds them now.
-    QString values(const QString& user, const char* attribute = "homeMDB") const {
-        return Rehearsal::values(OrganisationText::userDN(user), attribute).join(',');
-    }
 
     const bool look = (main_window::applyLook(*qApp), true);
-    main_window::frmMain frame{platform, "Rehome test"};
+    main_window::frmMain frame{this->platform, "Rehome test"};
     const main_window::State& state = frame.state();
     main_window::FlexGrid& grid = control<main_window::FlexGrid>("msfgMain");
+};
+
+using Window = WindowOver<Rehearsal>;
+
+/// The same, shown.
+struct OpenWindow : Window {
+    explicit OpenWindow(const OrganisationText& text = smallOrganisation()) : Window(text) {
+        open();
+    }
 };
 
 } // namespace rehome::test

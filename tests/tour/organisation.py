@@ -1,29 +1,21 @@
 """What the window has to show of an organisation, told from its LDIF alone."""
 
-import re
-import uuid
+import re, uuid
 
 import ldb
 
 STATES = ["Online", "Offline", "Mounting", "Dismounting"]
 
 
-def guid_text(octets):
-    return "{" + str(uuid.UUID(bytes_le=octets)).upper() + "}"
-
-
-def record(entry):
-    """An entry as a dictionary of lists, attribute names in small letters."""
-    return {"dn": [str(entry.dn)]} | {
-        name.lower(): [value if name.upper().endswith("GUID") else value.decode()
-                       for value in map(bytes, entry[name])] for name in entry if name != "dn"}
-
-
 def records(ldif):
+    """The entries as dictionaries of lists, attribute names in small letters."""
     # The parser knows no version, and takes nothing but comments for a broken record.
     known = re.sub(r"^(version:|#).*\n( .*\n)*", "", ldif, flags=re.MULTILINE)
     entries = ldb.Ldb().parse_ldif(known.rstrip() + "\n")
-    return [record(entry) for _, entry in entries]
+    return [{"dn": [str(entry.dn)]} | {
+        name.lower(): [value if name.upper().endswith("GUID") else value.decode()
+                       for value in map(bytes, entry[name])] for name in entry if name != "dn"}
+            for _, entry in entries]
 
 
 def full_name(store):
@@ -36,7 +28,7 @@ def full_name(store):
 class Mailbox:
     def __init__(self, user, state=None):
         self.name, self.dn, self.state = user["displayname"][0], user["dn"][0], state
-        self.guid, self.home = guid_text(user["objectguid"][0]), user["homemdb"][0]
+        self.guid, self.home = uuid.UUID(bytes_le=user["objectguid"][0]), user["homemdb"][0]
         self.mail, self.proxies = user["mail"][0], user.get("proxyaddresses", [])
 
     row = property(lambda self: (self.name, full_name(self.home), self.state))
@@ -65,7 +57,7 @@ class Organisation:
 
     def move(self, mailboxes):
         """As the tool has to."""
-        self.drops += [(mailbox.dn, "CN=" + mailbox.guid.lower()[1:-1], mailbox.entry)
+        self.drops += [(mailbox.dn, f"CN={mailbox.guid}", mailbox.entry)
                        for mailbox in mailboxes]
         self.moved += mailboxes
         for mailbox in mailboxes:

@@ -4,24 +4,16 @@
 The whole job from outside, on the organisation that ships, with a picture of each step. The first
 thing that differs from what it should be ends the tour."""
 
-import base64
-import contextlib
-import os
-import re
-import shutil
-import socket
-import subprocess
-import sys
-import tempfile
-import time
+import base64, os, re, shutil, socket, subprocess, sys, tempfile, time
 from pathlib import Path
 
-from desktop import Desktop, Program, Widget, agree, announcements, start, until, xdotool
+from desktop import Desktop, Program, Widget, agree, start, until, xdotool
 from organisation import Mailbox, Organisation, full_name, records
 
 SHIPPED = Path(__file__).parent / "../../src/platform/embedded/organisation.ldif"
 TITLE = "Rehome – REHEARSAL, nothing real is touched"
 MESSAGE = "Rehome rehearsal"
+PROGRESS = "Mailbox drop & recreation status"
 
 
 class MainWindow(Program):
@@ -68,7 +60,7 @@ class MainWindow(Program):
         self.refreshed()
 
     def progress(self):
-        return self.window("Mailbox drop & recreation status").texts()
+        return self.window(PROGRESS).texts()
 
 
 def moves_one(main):
@@ -127,17 +119,17 @@ def by_guid(name):
 
 def exits(main, key="alt+x", picture="summary", slow=0, traced=False, meanwhile=lambda: None):
     moved = main.expected.moved
-    announced = announcements()
     xdotool("key", key)
     meanwhile()
     if slow:
-        until("the number is announced",
-              lambda: f"Repopulated: {len(moved) - slow} Of {len(moved)}" in announced())
         until("all but the slow mailboxes are repopulated", lambda: main.progress()[:-1] == [
             "Please wait, repopulating mailboxes to Exchange store...", "Repopulated:",
             str(len(moved) - slow), "Of", str(len(moved)), "Elapsed time:"])
+        # Screen readers say a change of the window's description, but none of a label.
+        agree("what is announced", main.window(PROGRESS).accessible.get_description(),
+              f"Repopulated: {len(moved) - slow} Of {len(moved)}")
         main.desktop.picture("repopulation")
-        main.desktop.legible(*main.window("Mailbox drop & recreation status").all("label"))
+        main.desktop.legible(*main.window(PROGRESS).all("label"))
     main.answer("Moved Mailboxes", "The following mailboxes were moved :\t\n"
                 + "".join(f"\n\t{m.mail}" for m in moved),
                 meanwhile=lambda: main.desktop.picture(picture))
@@ -171,14 +163,8 @@ def closes_by_title_bar(desktop, program, ldif):
 
 def waits(desktop, program):
     """At a terminal one sees within a second what is waited for."""
-    with contextlib.ExitStack() as stack:
-        server, *clients = (stack.enter_context(socket.socket()) for _ in range(4))
-        server.bind(("127.0.0.1", 0))
-        server.listen(0)
-        for client in clients:  # there is no place left in its queue
-            client.setblocking(False)
-            client.connect_ex(server.getsockname())
-        silent = "LDAPURI=ldap://127.0.0.1:{1}".format(*server.getsockname())
+    with socket.create_server(("127.0.0.1", 0)) as server:  # which never answers
+        silent = "LDAPURI=ldaps://127.0.0.1:{1}".format(*server.getsockname())
         waiting = Program("env", silent, program, terminal=True)
         until("the directory is waited for",
               lambda: "\rwaiting for the directory\x1b[K" in waiting.told())

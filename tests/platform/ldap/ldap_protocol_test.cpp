@@ -18,8 +18,6 @@
 using namespace rehome;
 using namespace std::chrono_literals;
 
-namespace {
-
 template <class T, auto release>
 using Owned = std::unique_ptr<T, decltype([](T* owned) { release(owned); })>;
 using Socket = Owned<Sockbuf, ber_sockbuf_free>; ///< closes it
@@ -122,7 +120,7 @@ struct Server {
 };
 
 /// What a search (s) or a modification (m) fails with.
-QString failure(engine::Session& session, char operation) {
+static QString failure(engine::Session& session, char operation) {
     return test::errorOf([&] {
         if (operation == 's')
             test::one(session, "CN=x");
@@ -132,14 +130,12 @@ QString failure(engine::Session& session, char operation) {
 }
 
 /// The names from CN=first to CN=last-1.
-QByteArrayList numbered(int first, int last) {
+static QByteArrayList numbered(int first, int last) {
     QByteArrayList names;
     while (first < last)
         names += "CN=" + QByteArray::number(first++);
     return names;
 }
-
-} // namespace
 
 class LdapProtocolTest : public QObject {
     Q_OBJECT
@@ -210,7 +206,9 @@ private Q_SLOTS:
             return [=](const Request& asked) {
                 if (asked.first() == 0)
                     return asked.entry("CN=x", "cn;range=0-9", numbered(0, 10));
-                if (*mark)
+                if (asked.first() == 15) // after a part that was too short
+                    asked.entry("CN=x", "cn;range=15-*", numbered(15, 20));
+                else if (*mark)
                     asked.entry("CN=x", mark, numbered(first, last));
             };
         };
@@ -300,7 +298,7 @@ private Q_SLOTS:
         for (const QString& said :
              {failure(*other, 'm'), failure(*server.session, 's'), failure(*server.session, 'm'),
               test::errorOf([&] { (void)server.engine.openSession(); })})
-            QVERIFY2(said.contains("within 0.2 seconds"), qPrintable(said));
+            test::checkPart(said, "within 0.2 seconds");
         QVERIFY(!limit.hasExpired());
         server.frozen = false;
         server.log.clear();
