@@ -16,9 +16,9 @@ QString text(const adsi::RecordSet& rs, const QString& column) {
 }
 
 bool isListed(const adsi::RecordSet& rs) {
-    static const QString Unlisted = QStringLiteral(",CN=Microsoft Exchange System Objects,");
     return !rs.Octets(QStringLiteral("mail")).isEmpty() &&
-           !text(rs, QStringLiteral("distinguishedName")).contains(Unlisted);
+           !rs.Utf8(QStringLiteral("distinguishedName"))
+                .contains(",CN=Microsoft Exchange System Objects,");
 }
 
 QString displayName(const adsi::RecordSet& rs) {
@@ -62,16 +62,19 @@ void MailboxReader::readRow(Row& row, const adsi::RecordSet& rs) {
 }
 
 const MailboxReader::Home& MailboxReader::homeOf(const adsi::RecordSet& rs) {
-    const QString dn = text(rs, QStringLiteral("homeMDB"));
-    if (const auto known = m_homes.constFind(dn); known != m_homes.constEnd())
+    const QByteArrayView sent = rs.Utf8(QStringLiteral("homeMDB"));
+    const auto known = m_homes.constFind(QByteArray::fromRawData(sent.data(), sent.size()));
+    if (known != m_homes.constEnd())
         return *known;
+    const QString dn = QString::fromUtf8(sent);
     const QString store = topology::MakeStoreFullName(
         topology::GetServerFromDN(dn), topology::GetGroupFromDN(dn), topology::GetStoreFromDN(dn));
     if (!topology::CollectionContains(store, m_sourceStores))
         m_sourceStores.Add(store, store);
     const auto* listed = m_storeList.find(dn);
     return *m_homes.insert(
-        dn, {dn, store, listed ? (*listed)->StringStatus() : topology::unreachableState()});
+        sent.toByteArray(),
+        {dn, store, listed ? (*listed)->StringStatus() : topology::unreachableState()});
 }
 
 std::shared_ptr<const mailbox::MailboxUser> MailboxReader::recordOf(const adsi::RecordSet& rs,

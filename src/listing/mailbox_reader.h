@@ -60,7 +60,7 @@ private:
 
     const platform::Platform& m_platform;
     const topology::StoreCatalogue& m_storeList;
-    QHash<QString, Home> m_homes; ///< by `homeMDB` as it is spelt
+    QHash<QByteArray, Home> m_homes; ///< by `homeMDB` as it is spelt
     topology::KeyedCollection<QString> m_sourceStores;
 };
 

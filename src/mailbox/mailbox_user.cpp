@@ -6,6 +6,7 @@
 #include <QDataStream>
 #include <QSysInfo>
 
+#include <algorithm>
 #include <limits>
 
 namespace rehome::mailbox {
@@ -14,21 +15,22 @@ namespace {
 
 const QString ProxyAddresses = QStringLiteral("ProxyAddresses");
 
-using Octets = engine::Entry::Values;
-
 /// Texts in one piece of memory, each as its length and its UTF-8.
-QByteArray packed(const Octets& first, const Octets& others) {
+QByteArray packed(QByteArrayView first, const engine::Entry::Values& others) {
+    const auto each = [&](auto take) {
+        take(first);
+        for (qsizetype i = 0; i < others.size(); ++i)
+            take(others[i]);
+    };
     qsizetype size = 0;
-    for (const Octets& texts : {first, others})
-        for (qsizetype i = 0; i < texts.size(); ++i)
-            size += qsizetype(sizeof(quint32)) + texts[i].size();
-    QByteArray pieces;
-    pieces.reserve(size);
-    for (const Octets& texts : {first, others})
-        for (qsizetype i = 0; i < texts.size(); ++i) {
-            const auto length = static_cast<quint32>(texts[i].size());
-            pieces.append(reinterpret_cast<const char*>(&length), sizeof length).append(texts[i]);
-        }
+    each([&](QByteArrayView text) { size += qsizetype(sizeof(quint32)) + text.size(); });
+    QByteArray pieces(size, Qt::Uninitialized);
+    char* end = pieces.data();
+    each([&](QByteArrayView text) {
+        const auto length = static_cast<quint32>(text.size());
+        end = std::copy_n(reinterpret_cast<const char*>(&length), sizeof length, end);
+        end = std::copy_n(text.data(), text.size(), end);
+    });
     return pieces;
 }
 
@@ -61,11 +63,7 @@ QString homeOf(adsi::IADsUser& user) {
 bool MailboxUser::initFromRS(const adsi::RecordSet& rs, const QString& SourceStore,
                              const QString& SourceStoreState, const QString& SourceStoreDN) {
     m_guid = topology::OctetsToGuid(rs.Fields(QStringLiteral("objectGUID")).Value);
-    const QString Mail = QStringLiteral("mail");
-    if (const auto mail = rs.Octets(Mail); mail.size() == 1)
-        m_addresses = packed(mail, rs.Octets(ProxyAddresses));
-    else
-        platform::toText(rs.Fields(Mail)); // throws what is wrong with it
+    m_addresses = packed(rs.Utf8(QStringLiteral("mail")), rs.Octets(ProxyAddresses));
     m_sourceStore = SourceStore;
     m_sourceStoreState = SourceStoreState;
     m_sourceStoreDN = SourceStoreDN;

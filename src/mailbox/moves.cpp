@@ -11,9 +11,8 @@ namespace {
 /// Null where there is none.
 std::shared_ptr<const topology::StoreConfig> findStore(const QString& destination,
                                                        const topology::StoreCatalogue& StoreList) {
-    const QString wanted = platform::upperCase(destination);
     const auto store = std::find_if(StoreList.begin(), StoreList.end(), [&](const auto& candidate) {
-        return platform::upperCase(candidate->FullName()) == wanted;
+        return platform::areSameInCapitals(candidate->FullName(), destination);
     });
     return store == StoreList.end() ? nullptr : *store;
 }
@@ -23,8 +22,7 @@ std::shared_ptr<const topology::StoreConfig> findStore(const QString& destinatio
 bool isOn(const MailboxUser& muser, const QString& destination,
           const topology::StoreCatalogue& StoreList) {
     const auto store = findStore(destination, StoreList);
-    return store &&
-           platform::upperCase(store->DN()) == platform::upperCase(muser.GetSourceStoreDN());
+    return store && platform::areSameInCapitals(store->DN(), muser.GetSourceStoreDN());
 }
 
 bool MoveMailbox2(const std::shared_ptr<const MailboxUser>& muser, const QString& destination,

@@ -6,8 +6,6 @@
 
 namespace rehome::main_window {
 
-using platform::upperCase;
-
 namespace {
 
 bool nothingPicked(const QString& store) {
@@ -69,17 +67,17 @@ bool BatchMove::qualifies(const mailbox::MailboxUser& user) const {
     case Source::Criteria:
         return user.GetSourceStoreState() == m_controls.comboStatus->Text();
     case Source::FromStore:
-        return upperCase(user.GetSourceStore()) == upperCase(m_state.SourceStoreName);
+        return platform::areSameInCapitals(user.GetSourceStore(), m_state.SourceStoreName);
     }
     return false;
 }
 
 BatchMove::Outcome BatchMove::moveAll() {
-    const QString destination = upperCase(m_state.DestStoreName);
     Outcome outcome;
     // A mailbox that cannot be moved is counted, and the run goes on: the next one may well move.
     for (const auto& user : m_state.GridMailboxes) {
-        if (!qualifies(*user) || upperCase(user->GetSourceStore()) == destination ||
+        if (!qualifies(*user) ||
+            platform::areSameInCapitals(user->GetSourceStore(), m_state.DestStoreName) ||
             mailbox::isOn(*user, m_state.DestStoreName, m_state.StoreList))
             continue;
         ++outcome.attempted;

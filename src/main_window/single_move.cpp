@@ -12,7 +12,7 @@ bool SingleMove::movesNothing(const QString& picked) const {
         return true;
     const auto* user = m_state.GridMailboxes.find(m_controls.msfgMain->Row());
     // Texts that differ in letter case alone are left to the comparison above.
-    return user && platform::upperCase(picked) != platform::upperCase(shown) &&
+    return user && !platform::areSameInCapitals(picked, shown) &&
            mailbox::isOn(**user, picked, m_state.StoreList);
 }
 

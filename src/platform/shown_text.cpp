@@ -3,6 +3,8 @@
 #include <QChar>
 #include <QList>
 
+#include <algorithm>
+
 namespace rehome::platform {
 
 namespace {
@@ -22,6 +24,8 @@ bool misleads(char32_t point) {
 
 template <class Exempt>
 QString replaced(const QString& text, Exempt&& exempt) {
+    if (std::all_of(text.begin(), text.end(), [](QChar c) { return c >= u' ' && c <= u'~'; }))
+        return text;
     QString shown;
     shown.reserve(text.size());
     // An unpaired surrogate is U+FFFD in this form already.

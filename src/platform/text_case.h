@@ -8,4 +8,7 @@ namespace rehome::platform {
 /// apart from "STRASSE".
 QString upperCase(const QString& text);
 
+/// Whether they are the same in capitals.
+bool areSameInCapitals(const QString& a, const QString& b);
+
 } // namespace rehome::platform

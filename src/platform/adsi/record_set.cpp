@@ -46,8 +46,7 @@ void RecordSet::Close() {
 const RecordSet::Column& RecordSet::column(const QString& name) const {
     requireRecord("Fields");
     const auto column = std::find_if(m_columns.begin(), m_columns.end(), [&](const Column& asked) {
-        return asked.Name.size() == name.size() &&
-               (asked.Name == name || asked.Name.compare(name, Qt::CaseInsensitive) == 0);
+        return engine::isSameAttribute(asked.Name, name);
     });
     if (column == m_columns.end())
         throw Error(QStringLiteral("The search did not ask for the attribute \"%1\".").arg(name));
@@ -57,6 +56,14 @@ const RecordSet::Column& RecordSet::column(const QString& name) const {
 platform::Field RecordSet::Fields(const QString& name) const {
     const Column& asked = column(name);
     return {name, m_current->distinguishedName, valueOf(asked.Shape, m_current->view(asked.Name))};
+}
+
+QByteArrayView RecordSet::Utf8(const QString& name) const {
+    const Column& asked = column(name);
+    const auto values = m_current->view(asked.Name);
+    if (asked.Shape != Syntax::Text || values.size() != 1)
+        platform::toText(Fields(name));
+    return values[0];
 }
 
 engine::Entry::Values RecordSet::Octets(const QString& name) const {

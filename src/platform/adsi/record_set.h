@@ -36,6 +36,9 @@ public:
     /// The current record's value of a column named in any letter case. Throws Error for a column
     /// that was not asked for, and where there is no current record.
     platform::Field Fields(const QString& name) const;
+    /// The same column's text, in UTF-8, until the set moves on: a long list need not make texts of
+    /// it. Throws Error also where it is null or not a single text.
+    QByteArrayView Utf8(const QString& name) const;
     /// The same column's values as the directory sent them, until the set moves on.
     engine::Entry::Values Octets(const QString& name) const;
 

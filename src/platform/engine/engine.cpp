@@ -6,10 +6,6 @@ namespace rehome::engine {
 
 namespace {
 
-bool areSame(const QString& a, const QString& b) {
-    return a.size() == b.size() && (a == b || a.compare(b, Qt::CaseInsensitive) == 0);
-}
-
 QList<QByteArray> copied(const Entry::Values& values) {
     QList<QByteArray> copies;
     copies.reserve(values.size());
@@ -21,8 +17,9 @@ QList<QByteArray> copied(const Entry::Values& values) {
 } // namespace
 
 const Entry::Part* Entry::find(const QString& name) const {
-    const auto found = std::find_if(m_parts.begin(), m_parts.end(),
-                                    [&](const Part& part) { return areSame(part.name, name); });
+    const auto found = std::find_if(m_parts.begin(), m_parts.end(), [&](const Part& part) {
+        return isSameAttribute(part.name, name);
+    });
     return found == m_parts.end() ? nullptr : &*found;
 }
 
@@ -57,7 +54,7 @@ std::vector<Attribute> Entry::attributes() const {
 
 void Entry::setValues(const QString& name, const QList<QByteArray>& values) {
     // What is replaced stays behind, unseen: an entry is changed a few times at most.
-    std::erase_if(m_parts, [&](const Part& part) { return areSame(part.name, name); });
+    std::erase_if(m_parts, [&](const Part& part) { return isSameAttribute(part.name, name); });
     if (values.isEmpty())
         return;
     begin(name);

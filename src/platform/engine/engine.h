@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,6 +29,14 @@ struct AttributeNameLess {
         return a.compare(b, Qt::CaseInsensitive) < 0;
     }
 };
+
+/// Whether they name one attribute, whatever their letter case.
+inline bool isSameAttribute(const QString& a, const QString& b) {
+    // Asked of each attribute of a long list, and nearly always in the schema's letter case.
+    return a.size() == b.size() &&
+           (std::memcmp(a.constData(), b.constData(), size_t(a.size()) * sizeof(QChar)) == 0 ||
+            a.compare(b, Qt::CaseInsensitive) == 0);
+}
 
 struct Attribute {
     QString name;
