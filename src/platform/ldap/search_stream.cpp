@@ -70,8 +70,10 @@ SearchStream::~SearchStream() {
 
 void SearchStream::receive() {
     // Whoever reads one object asks for one entry; the end of the answer has come with it.
-    const auto until = m_request.scope == engine::Scope::Base ? ServerConnection::Until::AllCame
-                                                              : ServerConnection::Until::SomeCame;
+    using Until = ServerConnection::Until;
+    const auto until = m_request.scope == engine::Scope::Base ? Until::AllCame
+                       : m_received                           ? Until::ManyCame
+                                                              : Until::SomeCame;
     m_received = m_connection->receive(m_number, until, attempt());
     m_next = m_received.get();
     LDAPMessage* last = m_next;

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -22,6 +23,10 @@ namespace {
 /// What the SASL layer must at least seal with where TLS does not: above 1, which only signs, and
 /// no more than the weakest cipher that Kerberos still has.
 constexpr ber_len_t LeastStrength = 56;
+
+/// A server that writes entry by entry would have to wake us for each: a quarter of our processor
+/// time, and a twentieth of what a long list takes.
+constexpr std::chrono::microseconds Gathering{50};
 
 struct LibraryFree {
     void operator()(char* text) const { ldap_memfree(text); }
@@ -326,6 +331,12 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
     const QDeadlineTimer deadline(shortened(limit, attempt.stage));
     Message message;
     int type = 0;
+    bool gathers = until == Until::ManyCame;
+    const auto gather = [&] {
+        if (gathers)
+            std::this_thread::sleep_for(Gathering);
+        return std::exchange(gathers, false);
+    };
     do { // our own wait, since the library's cannot be interrupted
         timeval now{};
         LDAPMessage* received = nullptr;
@@ -335,7 +346,7 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
         message.reset(received);
         // It may have read messages and yet told of none, since its time was over.
     } while (type == 0 && (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_DATA_READY, nullptr) > 0 ||
-                           m_socketLayer->anyRead() ||
+                           m_socketLayer->anyRead() || gather() ||
                            m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
     if (type > 0) {
         if (attempt.stage == Stage::Search)

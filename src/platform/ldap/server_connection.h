@@ -53,9 +53,10 @@ public:
     /// notSent() where the server has hung up.
     int sendSearch(const engine::SearchRequest& request, int pageSize, const QByteArray& cookie);
     int sendModify(const QString& name, const QList<engine::Replacement>& replacements);
-    enum class Until { SomeCame, AllCame };
-    /// The request's next messages, chained: those that have come, at least one, or all of them.
-    /// Throws Failure where none comes in time or the connection is lost.
+    enum class Until { SomeCame, ManyCame, AllCame };
+    /// The request's next messages, chained: those that have come, at least one; the same, with a
+    /// moment for more to come where there is none; or all of them. Throws Failure where none comes
+    /// in time or the connection is lost.
     Message receive(int request, Until until, const Attempt& attempt);
     /// Takes a final message apart and returns the cookie of the next page (RFC 2696), if any.
     /// Throws Failure on any result but success.
