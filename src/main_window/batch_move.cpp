@@ -60,23 +60,23 @@ bool BatchMove::confirmed() {
                 QStringLiteral(" Move Mailbox ")}) != platform::Answer::No;
 }
 
-bool BatchMove::qualifies(const mailbox::MailboxUser& user) const {
-    switch (m_state.SourceMode) {
+bool BatchMove::qualifies(const mailbox::MailboxUser& user, const Choice& choice) const {
+    switch (choice.mode) {
     case Source::All:
         return true;
     case Source::Criteria:
-        return user.GetSourceStoreState() == m_controls.comboStatus->Text();
+        return user.GetSourceStoreState() == choice.status;
     case Source::FromStore:
         return platform::areSameInCapitals(user.GetSourceStore(), m_state.SourceStoreName);
     }
     return false;
 }
 
-BatchMove::Outcome BatchMove::moveAll() {
+BatchMove::Outcome BatchMove::moveAll(const Choice& choice) {
     Outcome outcome;
     // A mailbox that cannot be moved is counted, and the run goes on: the next one may well move.
     for (const auto& user : m_state.GridMailboxes) {
-        if (!qualifies(*user) ||
+        if (!qualifies(*user, choice) ||
             platform::areSameInCapitals(user->GetSourceStore(), m_state.DestStoreName) ||
             mailbox::isOn(*user, m_state.DestStoreName, m_state.StoreList))
             continue;
@@ -103,12 +103,13 @@ void BatchMove::btnMove_Click() {
     m_controls.disableInOrder(*m_controls.btnMove, *m_controls.btnRefresh);
     if (nothingPicked(m_state.DestStoreName))
         return refuse(QStringLiteral("Please Select the Destination MailStore"));
+    const Choice choice{m_state.SourceMode, m_controls.comboStatus->Text()};
     if (!confirmed())
         return m_controls.enableInOrder(*m_controls.btnMove, *m_controls.btnRefresh);
-    if (m_state.SourceMode == Source::FromStore && nothingPicked(m_state.SourceStoreName))
+    if (choice.mode == Source::FromStore && nothingPicked(m_state.SourceStoreName))
         return refuse(QStringLiteral("Please Select the Source MailStore"));
 
-    m_platform.Desktop.Show({report(moveAll())});
+    m_platform.Desktop.Show({report(moveAll(choice))});
     m_controls.enableInOrder(*m_controls.btnMove, *m_controls.btnRefresh);
     m_list.RefreshIt();
 }

@@ -22,6 +22,12 @@ public:
     void btnMove_Click();
 
 private:
+    /// Which mailboxes, as it stood when the move was asked for: an accessibility client reaches
+    /// the options behind a message, too.
+    struct Choice {
+        Source mode;
+        QString status;
+    };
     struct Outcome {
         qint16 attempted = 0;
         qint16 moved = 0;
@@ -30,8 +36,8 @@ private:
     /// Shows the message and makes the buttons usable again.
     void refuse(const QString& text);
     bool confirmed();
-    bool qualifies(const mailbox::MailboxUser& user) const;
-    Outcome moveAll();
+    bool qualifies(const mailbox::MailboxUser& user, const Choice& choice) const;
+    Outcome moveAll(const Choice& choice);
     QString report(const Outcome& outcome) const;
 
     Controls& m_controls;

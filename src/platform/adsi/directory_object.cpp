@@ -93,7 +93,7 @@ QString IADs::GetText(const QString& name) {
 void IADs::GetInfoEx(const QStringList& names, int reserved) {
     if (reserved != 0)
         throw Error(QStringLiteral("GetInfoEx: the reserved argument must be 0."));
-    // What the binding has brought is no older than what would be read now.
+    // Who asks has just bound the object, and the binding has brought these.
     QStringList missing;
     for (const QString& name : names)
         if (!m_loaded.contains(name, Qt::CaseInsensitive))

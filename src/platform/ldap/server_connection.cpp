@@ -140,14 +140,15 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     // Limits set for other programs in ldap.conf would cut lists short.
     setOption(handle, LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT);
     setOption(handle, LDAP_OPT_DEREF, LDAP_DEREF_NEVER);
-    const timeval limit = toTimeval(most);
-    ldap_set_option(handle, LDAP_OPT_NETWORK_TIMEOUT, &limit);
-    ldap_set_option(handle, LDAP_OPT_TIMEOUT, &limit);
     const bool tls = wantsTls(server);
     if (tls && !demandCertificate(handle))
         fail({Stage::Connect},
              {LDAP_CONNECT_ERROR, u"the TLS settings of ldap.conf cannot be used"_s});
     checkReachable(connecting, most);
+    const timeval limit =
+        toTimeval(std::max(milliseconds(connecting.remainingTime()), milliseconds(100)));
+    ldap_set_option(handle, LDAP_OPT_NETWORK_TIMEOUT, &limit);
+    ldap_set_option(handle, LDAP_OPT_TIMEOUT, &limit);
     const int connected = ldap_connect(handle);
     // The client library tells a refused certificate from an unreachable server only by the
     // handshake's empty remark, and goes on in clear where the URI leaves StartTLS optional.
@@ -163,7 +164,7 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
 }
 
 /// The client library looks names up and connects without our limits, and nothing interrupts it:
-/// that it can do both is found out beforehand.
+/// that one of the addresses answers is found out beforehand.
 void ServerConnection::checkReachable(QDeadlineTimer deadline, milliseconds limit) {
     LDAPURLDesc* parsed = nullptr;
     ldap_url_parse(m_server.toUtf8().constData(), &parsed);
