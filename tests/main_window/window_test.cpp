@@ -175,14 +175,16 @@ private Q_SLOTS:
         w.press("rdoCriteria");
         type(w.combo("comboStatus"), "offline"); // compared exactly, and not corrected
         // Whatever is chosen behind the question counts for the next move.
-        w.desktop.whileShown = [&] { w.control<QRadioButton>("rdoFromStore").setChecked(true); };
+        w.desktop.whileShown = [&] { w.control<QRadioButton>("rdoALL").setChecked(true); };
         w.press("btnMove");
         const QStringList texts = w.desktop.texts();
         QCOMPARE(texts.size(), 6);
         QCOMPARE(texts.at(0), "Please Select the Destination MailStore");
         QCOMPARE(texts.at(2), "Please Select the Source MailStore");
         QCOMPARE(texts.at(5), "No MailBox found in ");
-        QCOMPARE(w.state.SourceMode, main_window::Source::FromStore); // outlives the refresh
+        w.press("rdoCriteria");
+        w.press("btnRefresh");
+        QCOMPARE(w.state.SourceMode, main_window::Source::Criteria);
     }
 
     /// A store that reads otherwise in the grid than in the lists, and names that would lie.
