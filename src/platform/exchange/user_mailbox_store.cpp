@@ -40,7 +40,7 @@ void IMailboxStore::DeleteMailbox() {
     m_user.requireWritable(written);
     m_destinations.requireUsable(m_user.session());
     m_user.keepRecord();
-    for (const QString& name : {HomeMdb, HomeMta, HomeServer, MailboxGuid}) {
+    for (const QString& name : {HomeMdb, HomeMta, HomeServer}) {
         if (!m_user.cached(name).isEmpty())
             m_user.stage(name, {});
     }
@@ -58,7 +58,8 @@ void IMailboxStore::CreateMailbox(const QString& homeMDB) {
     m_user.stage(HomeServer, {destination.legacyExchangeDN.toUtf8()});
     if (!destination.messageTransferAgent.isEmpty())
         m_user.stage(HomeMta, {destination.messageTransferAgent.toUtf8()});
-    m_user.stage(MailboxGuid, {platform::octetsFromGuid(QUuid::createUuid())});
+    if (m_user.cached(MailboxGuid).isEmpty())
+        m_user.stage(MailboxGuid, {platform::octetsFromGuid(QUuid::createUuid())});
     if (m_user.cached(UseDefaults).isEmpty())
         m_user.stage(UseDefaults, {QByteArrayLiteral("TRUE")});
     if (m_user.cached(Alias).isEmpty())

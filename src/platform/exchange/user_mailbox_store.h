@@ -13,15 +13,15 @@ public:
     IMailboxStore(adsi::IADsUser& user, Destinations& destinations)
         : m_user(user), m_destinations(destinations) {}
 
-    /// Has the journal keep a record and stages the removal. What cannot be made again stays: the
-    /// alias, the addresses, delegated rights (`msExchMailboxSecurityDescriptor`) and own quotas
-    /// (`mDBUseDefaults`). Throws Error where the user has no mailbox, the record cannot be kept,
-    /// or it is known that no creation can follow: rights are missing, or the destination cannot be
-    /// read.
+    /// Has the journal keep a record and stages the removal of the home: `homeMDB`, `homeMTA` and
+    /// `msExchHomeServerName`. All else stays, above all `msExchMailboxGuid`, the primary key of
+    /// the mailbox: restored contents are matched by it. Throws Error if the user has no mailbox, if the record cannot be kept, or if it is
+    /// known that no creation can follow: rights are missing, or the destination cannot be read.
     void DeleteMailbox();
     /// `homeMDB` is "LDAP://" and a mailbox store's distinguished name. Reads the destination
-    /// before anything else, unless the last creation there has succeeded. Throws Error where that
-    /// is no mailbox store, or the user has a mailbox.
+    /// before anything else, unless the last creation there has succeeded. A user who has no
+    /// `msExchMailboxGuid` gets a random one. Throws Error where that is no mailbox store, or the
+    /// user has a mailbox.
     void CreateMailbox(const QString& homeMDB);
 
 private:
