@@ -32,7 +32,7 @@ QStringList boundAttributes(Purpose purpose) {
     QStringList names{QStringLiteral("objectClass"), QStringLiteral("objectGUID"),
                       QStringLiteral("defaultNamingContext"),
                       QStringLiteral("configurationNamingContext"),
-                      QStringLiteral("sAMAccountName")};
+                      QStringLiteral("sAMAccountName"), QStringLiteral("msExchVersion")};
     names += recordedAttributes();
     if (purpose == Purpose::Read)
         names += QStringLiteral("msExchESEParamBaseName"); // of a storage group

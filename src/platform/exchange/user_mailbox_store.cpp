@@ -16,6 +16,7 @@ const QString HomeServer = QStringLiteral("msExchHomeServerName");
 const QString MailboxGuid = QStringLiteral("msExchMailboxGuid");
 const QString UseDefaults = QStringLiteral("mDBUseDefaults");
 const QString Alias = QStringLiteral("mailNickname");
+const QString Version = QStringLiteral("msExchVersion"); // written by Exchange 2007 and later
 
 QString newAlias(const adsi::IADsUser& user) {
     const QString mail = user.cachedText(QStringLiteral("mail"));
@@ -33,6 +34,10 @@ QString newAlias(const adsi::IADsUser& user) {
 void IMailboxStore::DeleteMailbox() {
     if (m_user.cached(HomeMdb).isEmpty())
         throw Error(QStringLiteral("%1 has no mailbox.").arg(m_user.distinguishedName()));
+    if (!m_user.cached(Version).isEmpty())
+        throw Error(QStringLiteral("%1 has an Exchange 2007 or later mailbox; move it with that "
+                                   "version's own tools.")
+                        .arg(m_user.distinguishedName()));
     QStringList written{HomeMdb, HomeMta, HomeServer, MailboxGuid};
     for (const QString& name : {UseDefaults, Alias})
         if (m_user.cached(name).isEmpty())

@@ -15,7 +15,8 @@ public:
 
     /// Has the journal keep a record and stages the removal of the home: `homeMDB`, `homeMTA` and
     /// `msExchHomeServerName`. All else stays, above all `msExchMailboxGuid`, the primary key of
-    /// the mailbox: restored contents are matched by it. Throws Error if the user has no mailbox, if the record cannot be kept, or if it is
+    /// the mailbox: restored contents are matched by it. Throws Error if the user has no mailbox or
+    /// one of Exchange 2007 or later (`msExchVersion`), if the record cannot be kept, or if it is
     /// known that no creation can follow: rights are missing, or the destination cannot be read.
     void DeleteMailbox();
     /// `homeMDB` is "LDAP://" and a mailbox store's distinguished name. Reads the destination
