@@ -1,7 +1,10 @@
 #include "journal/kept_journal.h"
 
 #include "platform/error.h"
+#include "platform/guid.h"
 #include "platform/shown_text.h"
+
+#include <unistd.h>
 
 #include <array>
 #include <ctime>
@@ -13,7 +16,8 @@ using platform::Event;
 namespace {
 
 bool isFailure(Event event) {
-    return event == Event::DropRefused || event == Event::CreationFailed ||
+    return event == Event::NotDropped || event == Event::DropUnanswered ||
+           event == Event::NotCreated || event == Event::CreationUnanswered ||
            event == Event::AddressNotRestored || event == Event::NotOpened ||
            event == Event::GivenUp;
 }
@@ -31,6 +35,11 @@ QString now() {
     std::array<char, 32> text{};
     std::strftime(text.data(), text.size(), "%FT%T", &parts);
     return QString::fromLatin1(text.data());
+}
+
+/// As a POSIX shell takes it for one word.
+QString shellQuoted(QString text) {
+    return u'\'' + text.replace(u'\'', QStringLiteral("'\\''")) + u'\'';
 }
 
 QByteArray asComment(QByteArray ldif) {
@@ -64,17 +73,38 @@ void KeptJournal::keep(const QByteArray& text) {
     // A rehearsal has nothing to lose.
     if (!m_live || m_stream.isFile())
         return;
-    const bool logged = m_log->keep(text);
-    if (m_stream.keepsNothing() && !logged)
+    m_logged = m_log->keep(text);
+    if (m_stream.keepsNothing() && !m_logged)
         throw Error(QStringLiteral("The recovery record would be lost: the standard error stream "
                                    "is the null device, and no system log took it. Start the tool "
                                    "from a terminal, with that stream in a file (2> "
                                    "recovery.ldif)."));
 }
 
+QStringList KeptJournal::RestoreSteps(const QByteArray& guid) const {
+    if (!m_live)
+        return {QStringLiteral("This is a rehearsal: its records are not for rehome-restore. Close "
+                               "the window and start the rehearsal again.")};
+    QStringList steps{QStringLiteral("To restore this user alone, run in a terminal:")};
+    QString file = m_stream.fileName();
+    if (file.isEmpty()) {
+        file = QStringLiteral("recovery-%1.ldif").arg(getpid());
+        steps += m_logged ? QStringLiteral("journalctl -b -t rehome _TRANSPORT=journal _PID=%1 "
+                                           "-o cat > %2")
+                                .arg(getpid())
+                                .arg(file)
+                          : QStringLiteral("(copy the record from the terminal into the file %1 "
+                                           "first)")
+                                .arg(file);
+    }
+    steps += QStringLiteral("rehome-restore %1 '%2'")
+                 .arg(shellQuoted(file), platform::guidFromOctets(guid).toString().toUpper());
+    return steps;
+}
+
 void KeptJournal::Tell(Event event, const QString& text, const QString& mailbox) noexcept {
     const QString line = mailbox.isEmpty() ? text : mailbox + QStringLiteral(": ") + text;
-    m_states.take(event, text, mailbox);
+    m_states.take(event, mailbox);
     m_progress.count(event);
     if (toldOnce(event)) {
         if (m_told.contains(line))
@@ -93,7 +123,7 @@ void KeptJournal::trace(const QString& line) noexcept {
 
 void KeptJournal::tellStates() noexcept {
     for (const QString& line : m_states.lines())
-        tell(QStringLiteral("moved: ") + line, false);
+        tell(QStringLiteral("summary: ") + line, false);
 }
 
 void KeptJournal::tell(const QString& line, bool failure) noexcept {

@@ -28,6 +28,7 @@ public:
 
     void Keep(const platform::RecoveryRecord& record) override;
     bool Holds(const QByteArray& guid) const override { return m_records.contains(guid); }
+    QStringList RestoreSteps(const QByteArray& guid) const override;
     void Tell(platform::Event event, const QString& text, const QString& mailbox) noexcept override;
 
     /// A line on the stream alone, for whoever looks for a fault.
@@ -48,6 +49,7 @@ private:
     MoveStates m_states;
     QHash<QByteArray, QByteArray> m_records; ///< the last of each object, by its GUID
     QSet<QString> m_told;
+    bool m_logged = false; ///< whether the log took the last record
 };
 
 } // namespace rehome::journal

@@ -13,51 +13,60 @@ QString guidOf(const QString& mailbox) {
 
 } // namespace
 
-void MoveStates::take(Event event, const QString& text, const QString& mailbox) {
+void MoveStates::take(Event event, const QString& mailbox) {
+    const bool drops =
+        event == Event::Dropped || event == Event::NotDropped || event == Event::DropUnanswered;
+    const bool creates =
+        event == Event::Created || event == Event::NotCreated || event == Event::CreationUnanswered;
     const bool known = m_states.count(guidOf(mailbox)) > 0;
-    const bool moves = event == Event::Dropped || event == Event::DropRefused ||
-                       event == Event::Created || event == Event::CreationFailed;
-    if (mailbox.isEmpty() || (!known && !moves))
+    if (mailbox.isEmpty() || (!known && !drops && !creates))
         return;
     if (!known)
         m_order.push_back(mailbox);
     State& state = m_states[guidOf(mailbox)];
-    switch (event) {
-    case Event::Dropped:
-    case Event::DropRefused:
-        state = {text, QStringLiteral("not opened"), {}}; // a second move begins
-        break;
-    case Event::Created:
-    case Event::CreationFailed:
-        state.creation = text;
-        break;
-    case Event::AddressRestored:
-    case Event::AddressNotRestored:
-        state.address = text;
-        break;
-    case Event::Opened:
-        if (state.address.isEmpty())
-            state.address = QStringLiteral("address as before");
-        state.opening = text;
-        break;
-    case Event::NotOpened:
-        state.opening = text;
-        break;
-    case Event::Remark:
-    case Event::Listed:
-    case Event::GivenUp:
+    if (drops) { // a move begins
+        state = {};
+        state.dropped = event == Event::Dropped          ? Outcome::Yes
+                        : event == Event::DropUnanswered ? Outcome::Perhaps
+                                                         : Outcome::No;
+    } else if (creates) {
+        state.created = event == Event::Created              ? Outcome::Yes
+                        : event == Event::CreationUnanswered ? Outcome::Perhaps
+                                                             : Outcome::No;
+    } else if (event == Event::AddressRestored) {
+        state.address = QStringLiteral("address restored");
+    } else if (event == Event::AddressNotRestored) {
+        state.address = QStringLiteral("address not restored");
+    } else if (event == Event::Opened) {
+        state.opened = true;
+        if (state.address == State().address)
+            state.address = QStringLiteral("address unchanged");
+    }
+}
+
+QString MoveStates::move(const State& state) {
+    if (state.created != Outcome::No)
+        return state.created == Outcome::Yes ? QStringLiteral("moved")
+                                             : QStringLiteral("perhaps moved");
+    switch (state.dropped) {
+    case Outcome::Yes:
+        return QStringLiteral("without a mailbox");
+    case Outcome::Perhaps:
+        return QStringLiteral("perhaps without a mailbox");
+    case Outcome::No:
         break;
     }
+    return QStringLiteral("not moved");
 }
 
 QStringList MoveStates::lines() const {
     QStringList lines;
     for (const QString& mailbox : m_order) {
         const State& state = m_states.at(guidOf(mailbox));
-        const QString address =
-            state.address.isEmpty() ? QStringLiteral("address not restored") : state.address;
+        const QString opening =
+            state.opened ? QStringLiteral("opened") : QStringLiteral("not opened");
         lines += mailbox + QStringLiteral(": ") +
-                 QStringList{state.creation, state.opening, address}.join(QStringLiteral("; "));
+                 QStringList{move(state), opening, state.address}.join(QStringLiteral("; "));
     }
     return lines;
 }

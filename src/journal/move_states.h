@@ -9,21 +9,23 @@
 
 namespace rehome::journal {
 
-/// What has become of each moved mailbox, told from the events about it.
+/// What has become of each mailbox that a move was tried on, from the events about it.
 class MoveStates {
 public:
-    void take(platform::Event event, const QString& text, const QString& mailbox);
+    void take(platform::Event event, const QString& mailbox);
 
     /// A line for each mailbox that a move was tried on, in the order of the first try; empty where
     /// there was none.
     QStringList lines() const;
 
 private:
+    enum class Outcome { No, Perhaps, Yes };
     struct State {
-        QString creation = QStringLiteral("not created");
-        QString opening = QStringLiteral("not opened");
-        QString address; ///< empty while it was not changed
+        Outcome dropped = Outcome::No, created = Outcome::No;
+        bool opened = false;
+        QString address = QStringLiteral("address not checked");
     };
+    static QString move(const State& state);
 
     std::map<QString, State> m_states; ///< by GUID
     std::vector<QString> m_order;      ///< as they were called first

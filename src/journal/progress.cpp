@@ -35,7 +35,8 @@ void Progress::count(Event event) {
     case Event::Created:
         ++m_moved;
         break;
-    case Event::CreationFailed:
+    case Event::NotCreated:
+    case Event::CreationUnanswered:
         ++m_failed;
         break;
     case Event::Opened:

@@ -2,6 +2,8 @@
 
 #include "platform/error.h"
 
+#include <QFile>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -98,6 +100,14 @@ void RecoveryStream::tell(const QByteArray& text) noexcept {
 
 bool RecoveryStream::isFile() const noexcept {
     return filePosition(m_descriptor) >= 0;
+}
+
+QString RecoveryStream::fileName() const {
+    if (!isFile())
+        return {};
+    const QString own = QStringLiteral("/proc/%1/fd/%2").arg(getpid()).arg(m_descriptor);
+    const QString target = QFile::symLinkTarget(own);
+    return QFile::exists(target) ? target : own;
 }
 
 bool RecoveryStream::keepsNothing() const noexcept {

@@ -22,6 +22,9 @@ public:
     void tell(const QByteArray& text) noexcept;
     /// Whether it is a regular file; a terminal or a pipe may pass on what nobody keeps.
     bool isFile() const noexcept;
+    /// The absolute path of the file that it is; of one that has no name any more, the path at
+    /// which other processes find it while this one lives. Empty if it is no regular file.
+    QString fileName() const;
     /// Whether it is the null device, which keeps nothing.
     bool keepsNothing() const noexcept;
 

@@ -1,6 +1,8 @@
 #include "mailbox/mailbox_user.h"
 
+#include "platform/guid.h"
 #include "platform/shown_text.h"
+#include "platform/text_case.h"
 #include "topology/names.h"
 
 #include <QDataStream>
@@ -47,6 +49,10 @@ QStringList unpacked(const QByteArray& pieces,
         texts += QString::fromUtf8(utf8);
     }
     return texts;
+}
+
+bool isUnanswered(const std::exception& error) {
+    return dynamic_cast<const engine::OutcomeUnknown*>(&error) != nullptr;
 }
 
 /// The store that holds the user's mailbox, empty where there is none.
@@ -125,50 +131,63 @@ bool MailboxUser::CreateUserMailbox(const QString& newHomeMDB) const {
         return true;
     } catch (const std::exception& error) {
         const QString reason = describe(error);
-        m_platform.Journal.Tell(platform::Event::CreationFailed,
-                                QStringLiteral("not created on %1: %2").arg(newHomeMDB, reason),
-                                label());
-        m_platform.Desktop.Show(
-            {QStringLiteral("Failed to create mailbox on new location:") + reason + whatNow(),
-             platform::Buttons::Ok, platform::Icon::Critical, QString()});
+        if (isUnanswered(error))
+            m_platform.Journal.Tell(
+                platform::Event::CreationUnanswered,
+                QStringLiteral("perhaps created on %1: %2").arg(newHomeMDB, reason), label());
+        else
+            m_platform.Journal.Tell(platform::Event::NotCreated,
+                                    QStringLiteral("not created on %1: %2").arg(newHomeMDB, reason),
+                                    label());
+        m_platform.Desktop.Show({QStringLiteral("Failed to create mailbox on new location:") +
+                                     reason + QStringLiteral("\r\n\r\n") +
+                                     stateAfterFailure(newHomeMDB),
+                                 platform::Buttons::Ok, platform::Icon::Critical, QString()});
         return false;
     }
 }
 
-QString MailboxUser::whatNow() const {
+QString MailboxUser::stateAfterFailure(const QString& newHomeMDB) const {
     const QString who = platform::shownText(GetMail());
-    // A drop whose answer was lost may have been made all the same.
-    const auto refused = [&](const QString& words) {
-        return m_dropRefusal ? words.arg(who, *m_dropRefusal) : QString();
-    };
-    const QString record = QStringLiteral(
-        "apply this user's record, which stands in the file of the standard error stream "
-        "(ldapmodify -f).");
-    const QString failed = refused(QStringLiteral("The drop of the mailbox of %1 failed: %2\r\n"));
-    QString text;
+    const QByteArray guid = platform::octetsFromGuid(m_guid);
+    QStringList lines;
+    if (m_dropFailure)
+        lines += (m_dropFailure->unanswered ? QStringLiteral("%1 was perhaps dropped: %2")
+                                            : QStringLiteral("%1 was not dropped: %2"))
+                     .arg(who, m_dropFailure->reason);
+    QString home;
+    bool known = true;
     try {
-        const QString home = homeOf(*bindUser(adsi::Purpose::Read));
-        if (home.isEmpty())
-            text = failed +
-                   QStringLiteral("%1 has no mailbox now. To get it back, mend the cause and ")
-                       .arg(who) +
-                   record;
-        else
-            text = refused(QStringLiteral("The mailbox of %1 was not dropped: %2\r\n")) +
-                   QStringLiteral("%1 has a mailbox on %2. Mend the cause and move it again.")
-                       .arg(who, home);
+        home = homeOf(*bindUser(adsi::Purpose::Read));
     } catch (const std::exception&) {
-        text = failed +
-               QStringLiteral("It is not known whether %1 has a mailbox now. Refresh when the "
-                              "directory answers again; if it is not listed then, ")
-                   .arg(who) +
-               record;
+        known = false;
     }
-    return QStringLiteral("\r\n\r\n") + text;
+    if (!known) {
+        lines += QStringLiteral("It is not known whether %1 has a mailbox now.").arg(who);
+        lines += QStringLiteral("Wait until the domain controller responds, then press Refresh. If "
+                                "%1 is listed then, move the mailbox again.")
+                     .arg(who);
+    } else if (!home.isEmpty()) {
+        lines += QStringLiteral("%1 has a mailbox on %2.").arg(who, home);
+        if (!platform::areSameInCapitals(home, newHomeMDB))
+            lines += QStringLiteral("Fix the cause, then move the mailbox again.");
+        return lines.join(QStringLiteral("\r\n"));
+    } else {
+        lines += QStringLiteral("%1 has NO mailbox now. Rehome has not changed the contents of the "
+                                "old mailbox.")
+                     .arg(who);
+    }
+    if (m_platform.Journal.Holds(guid)) {
+        if (!known)
+            lines += QStringLiteral("If %1 is not listed then:").arg(who);
+        lines += m_platform.Journal.RestoreSteps(guid);
+        lines += QStringLiteral("Fix the cause, press Refresh, and move the mailbox again.");
+    }
+    return lines.join(QStringLiteral("\r\n"));
 }
 
 void MailboxUser::DropUserMailbox() const {
-    m_dropRefusal.reset();
+    m_dropFailure.reset();
     try {
         const auto user = bindUser(adsi::Purpose::Drop);
         const auto mailbox = m_platform.Exchange.MailboxStoreOf(*user);
@@ -178,9 +197,16 @@ void MailboxUser::DropUserMailbox() const {
         m_platform.Journal.Tell(platform::Event::Dropped, QStringLiteral("dropped from ") + from,
                                 label());
     } catch (const std::exception& error) {
-        m_dropRefusal = std::make_unique<const QString>(describe(error));
-        m_platform.Journal.Tell(platform::Event::DropRefused,
-                                QStringLiteral("drop refused: ") + *m_dropRefusal, label());
+        m_dropFailure =
+            std::make_unique<const DropFailure>(DropFailure{isUnanswered(error), describe(error)});
+        if (m_dropFailure->unanswered)
+            m_platform.Journal.Tell(platform::Event::DropUnanswered,
+                                    QStringLiteral("perhaps dropped: ") + m_dropFailure->reason,
+                                    label());
+        else
+            m_platform.Journal.Tell(platform::Event::NotDropped,
+                                    QStringLiteral("not dropped: ") + m_dropFailure->reason,
+                                    label());
     }
 }
 

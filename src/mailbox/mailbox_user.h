@@ -57,8 +57,8 @@ public:
 
 private:
     std::unique_ptr<adsi::IADsUser> bindUser(adsi::Purpose purpose) const;
-    /// What a failed creation has left behind, and how to go on from there.
-    QString whatNow() const;
+    /// What the user has after a failed creation on that store, and what to do about it.
+    QString stateAfterFailure(const QString& newHomeMDB) const;
 
     const platform::Platform& m_platform;
     // There is one for each mailbox of the domain, so it is kept small.
@@ -67,7 +67,11 @@ private:
     QString m_sourceStore;
     QString m_sourceStoreState;
     QString m_sourceStoreDN;
-    mutable std::unique_ptr<const QString> m_dropRefusal; ///< why the last drop came to nothing
+    struct DropFailure {
+        bool unanswered; ///< it may have been made
+        QString reason;
+    };
+    mutable std::unique_ptr<const DropFailure> m_dropFailure; ///< of the last drop
 };
 
 } // namespace rehome::mailbox

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace rehome::platform {
 
@@ -23,9 +24,11 @@ enum class Event {
     Remark, ///< anything else, told once in the same words
     Listed,
     Dropped,
-    DropRefused,
+    NotDropped,
+    DropUnanswered, ///< the answer was lost: it may have been made
     Created,
-    CreationFailed,
+    NotCreated,
+    CreationUnanswered,
     AddressRestored,
     AddressNotRestored, ///< told once in the same words
     Opened,
@@ -44,6 +47,9 @@ public:
     virtual void Keep(const RecoveryRecord& record) = 0;
     /// Whether it holds a record of the object of that `objectGUID`.
     virtual bool Holds(const QByteArray& guid) const = 0;
+    /// What a person does to restore the one user whose record it holds: sentences and commands,
+    /// each a line.
+    virtual QStringList RestoreSteps(const QByteArray& guid) const = 0;
     /// Never fails. `mailbox` names the mailbox that it is about, by its address and GUID, and the
     /// text goes on from there; empty where it is about none.
     virtual void Tell(Event event, const QString& text, const QString& mailbox = {}) noexcept = 0;

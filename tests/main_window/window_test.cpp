@@ -231,6 +231,13 @@ private Q_SLOTS:
         QVERIFY(w.desktop.texts().contains("ERROR : Unable to move 8 MailBoxes of 9"));
     }
 
+    void mailboxesOfLaterVersionsStay() {
+        OpenWindow w(test::smallOrganisation(0).user("later", "EX2/SG/C", "msExchVersion: 4\n"));
+        w.moveRow(1, "EX1:SG\\B");
+        QCOMPARE(w.home("CN=later,DC=t"), C);
+        QVERIFY(w.desktop.texts().at(1).contains("an Exchange 2007 or later mailbox"));
+    }
+
     /// One mailbox never opens, another has lost its address; one was moved twice.
     void closing() {
         OrganisationText text = test::smallOrganisation(5);

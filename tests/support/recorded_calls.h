@@ -17,16 +17,17 @@ enum class Fault { Once, AfterEffect, OnItsObject, ForEver };
 /// Writes down what is asked of an engine and a probe, and has a chosen call fail.
 struct RecordedCalls final : engine::Observer {
     struct Made {
-        QString call;       ///< "read", "modify", ...
-        QString object;     ///< its distinguished name as soon as that is known
-        QString details;    ///< what is changed
-        bool failed = true; ///< until it has been answered
+        QString call;          ///< "read", "modify", ...
+        QString object;        ///< its distinguished name as soon as that is known
+        QString details;       ///< what is changed
+        bool failed = true;    ///< until it has been answered
+        bool effected = false; ///< although it failed
     };
-    QStringList made;             ///< as it was asked
-    std::deque<Made> log;         ///< the same, and what came of it
-    const Made* struck = nullptr; ///< the chosen call, once it has been made
-    size_t armed = 0;             ///< the first that could be chosen
-    bool breakOff = false;        ///< the next object found ends its search
+    QStringList made;       ///< as it was asked
+    std::deque<Made> log;   ///< the same, and what came of it
+    Made* struck = nullptr; ///< the chosen call, once it has been made
+    size_t armed = 0;       ///< the first that could be chosen
+    bool breakOff = false;  ///< the next object found ends its search
     std::function<void(const Made&)> meanwhile = [](const Made&) {}; ///< at each call
 
     /// Chooses the n-th call from here on, from 0; none where n is negative.
@@ -70,8 +71,12 @@ struct RecordedCalls final : engine::Observer {
             m_names.insert(std::exchange(mine.object, name), name);
     }
     void answers(int call) override {
-        if (m_now[call] == struck && m_fault == Fault::AfterEffect)
+        if (m_now[call] == struck && m_fault == Fault::AfterEffect) {
+            struck->effected = true;
+            if (struck->call == "modify")
+                throw engine::OutcomeUnknown("refused after its effect");
             throw Error("refused after its effect");
+        }
         m_now[call]->failed = false;
     }
     void ends(int call, const QString&) noexcept override { m_now.remove(call); }

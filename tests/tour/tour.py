@@ -191,7 +191,7 @@ def loses_its_display(desktop, program, ldif):
     desktop.screen.kill()
     told = main.ended(1)
     agree("the moved mailboxes in " + told,
-          re.findall(r"^# \S+ moved: (\S+) .*: created on .*; not opened; address", told, re.M),
+          re.findall(r"^# \S+ summary: (\S+) .*: moved; not opened; address", told, re.M),
           [main.mailbox.mail])
 
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/error.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -115,6 +117,12 @@ struct Replacement {
     QList<QByteArray> values;
 };
 
+/// Thrown by a modify whose answer was lost: the change may have been made, or may be made yet.
+class OutcomeUnknown : public Error {
+public:
+    using Error::Error;
+};
+
 /// A session with a directory. Both verbs throw Error naming what was tried on what object.
 class Session {
 public:
@@ -122,7 +130,8 @@ public:
     /// Throws where the base names no object or the filter cannot be read; may also throw only when
     /// the first entry is asked for.
     [[nodiscard]] virtual std::unique_ptr<Entries> search(const SearchRequest& request) = 0;
-    /// Applies all replacements or none. `name` as SearchRequest::base.
+    /// Applies all replacements or none. `name` as SearchRequest::base. Throws OutcomeUnknown if it
+    /// is not known which.
     virtual void modify(const QString& name, const QList<Replacement>& replacements) = 0;
 };
 

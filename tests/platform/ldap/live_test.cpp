@@ -132,7 +132,7 @@ private Q_SLOTS:
         // The question, the creation's failure, the outcome; and why the drop did nothing.
         QCOMPARE(live.desktop.shown.size(), 3);
         checkPart(live.desktop.texts().at(1), "Failed to create mailbox on new location:");
-        checkPart(live.journal.lines.join('\n'), "drop refused: You may not write homeMDB, ");
+        checkPart(live.journal.lines.join('\n'), ": not dropped: You may not write homeMDB, ");
         QVERIFY(live.calls.made.filter("modify").isEmpty() && live.journal.records.isEmpty());
         QVERIFY(stored(user("user0002")).attributes() == before.attributes());
     }
@@ -144,9 +144,11 @@ private Q_SLOTS:
             addresses += QString("proxyAddresses: smtp:%1@x\n").arg(i);
         const QStringList names{"many", "änderte"};
         for (const QString& name : names)
-            change(added(user(name), "user\nmailNickname: " + name.left(1) + "\nmail: " + name +
-                                         "@x\ndisplayName: " + name + "\n" + addresses +
-                                         "homeMDB: " + m_accounts));
+            change(added(user(name),
+                         "user\nmailNickname: " + name.left(1) + "\nmail: " + name +
+                             "@x\ndisplayName: " + name + "\n" + addresses +
+                             (name == "many" ? "msExchMailboxGuid: 0123456789abcdef\n" : "") +
+                             "homeMDB: " + m_accounts));
         const auto attributes = [] { // without what counts each change
             QProcess search;
             search.start("sh", {"-c", "for name in many änderte; do ldapsearch -QNY GSSAPI -LLL "
@@ -167,6 +169,8 @@ private Q_SLOTS:
         for (const auto& record : live.state.MovedMailboxes)
             record->UpdateEmail();
         QVERIFY(before.count("\nhomeMDB: ") == 2 && attributes() != before);
+        QCOMPARE(stored(user("many")).values("msExchMailboxGuid"), {"0123456789abcdef"});
+        QCOMPARE(stored(user("änderte")).values("msExchMailboxGuid").value(0).size(), 16);
         QCOMPARE(QProcess::execute("ldapmodify", {"-cQNY", "GSSAPI", "-f", file.fileName()}), 0);
         QCOMPARE(attributes(), before);
         for (const QString& name : names)
