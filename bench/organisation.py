@@ -124,16 +124,13 @@ def moves(names, destination):
     lines = []
     for name in names:
         for changes in (
-                {"homeMDB": None, "homeMTA": None, "msExchHomeServerName": None,
-                 "msExchMailboxGuid": None},
+                {"homeMDB": None, "homeMTA": None, "msExchHomeServerName": None},
                 {"homeMDB": destination.name, "msExchHomeServerName": destination.legacy_server,
-                 "homeMTA": destination.agent, "msExchMailboxGuid": uuid.uuid4().bytes}):
+                 "homeMTA": destination.agent}):
             lines += ["dn: " + name, "changetype: modify"]
             for attribute, value in changes.items():
                 lines.append("replace: " + attribute)
-                if isinstance(value, bytes):
-                    lines.append(f"{attribute}:: {base64.b64encode(value).decode()}")
-                elif value:
+                if value:
                     lines.append(f"{attribute}: {value}")
                 lines.append("-")
             lines.append("")

@@ -27,6 +27,7 @@ CASES = [
     ("rehomeLocalServer: EX1", "rehomeLocalServer: ex1", "EX1 differs from it in letter case", 1),
     ("legacyExchangeDN: .*cn=EX1\n", "", "EX1 has no legacyExchangeDN", 1),
     ("name: EX3\n", "name: ex2\n", "Two servers are called", 1),
+    (USER + "mail: ", r"\1msExchVersion: 4535486012416\nmail: ", "not moved: 1\n#   hannah.albrecht@", 0),
     (re.escape("dn: " + STORE),
      "dn: " + STORE.lower() + "DC=twin\nobjectClass: msExchPrivateMDB\n\n\\g<0>",
      "2 stores are called", 1),
