@@ -126,6 +126,24 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
     for (const QString& base : {byGuid, at.user}) // the second time there is nothing left
         session->modify(base, {{"proxyAddresses", {}}, {"homeMDB", {}}});
     QVERIFY(now("proxyAddresses").isEmpty() && now("homeMDB").isEmpty());
+    const auto refuses = [&](const QList<engine::Change>& changes) {
+        QVERIFY_THROWS_EXCEPTION(engine::ChangedSince, session->modify(at.user, changes));
+    };
+    constexpr auto Add = engine::Change::Kind::Add, Delete = engine::Change::Kind::Delete;
+    const QByteArray octets(16, 'g'), others(16, 'o'), otherHome = at.otherStore.toUtf8();
+    session->modify(at.user, {{"homeMDB", home, Add}, {"msExchMailboxGuid", {octets}}});
+    refuses({{"homeMDB", {otherHome}, Add}});                       // has one
+    refuses({{"homeMDB", {otherHome}, Delete}, {"mail", {"x@y"}}}); // is another
+    refuses({{"msExchMailboxGuid", {others}, Delete}, {"msExchMailboxGuid", {others}, Add}});
+    QVERIFY(now("homeMDB") == home && now("mail") == a);
+    session->modify(at.user, {{"homeMDB", home, Delete},
+                              {"msExchMailboxGuid", {octets}, Delete},
+                              {"msExchMailboxGuid", {octets}, Add},
+                              {"mail", a, Delete},
+                              {"mail", {"c@new.example"}, Add}});
+    QCOMPARE(now("msExchMailboxGuid").value(0), octets);
+    refuses({{"homeMDB", home, Delete}}); // has none
+    session->modify(at.user, {{"mail", a}, {"msExchMailboxGuid", {}}});
     const QByteArray gone = "CN=Gone," + at.store.toUtf8(),
                      lower = at.otherStore.toLower().toUtf8();
     fails(at.user, [&] {

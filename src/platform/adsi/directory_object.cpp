@@ -115,7 +115,7 @@ void IADs::Put(const QString& name, const platform::Value& value) {
 }
 
 void IADs::stage(const QString& name, const QList<QByteArray>& values) {
-    const auto same = [&](const engine::Replacement& staged) {
+    const auto same = [&](const engine::Change& staged) {
         return staged.attribute.compare(name, Qt::CaseInsensitive) == 0;
     };
     m_staged.erase(std::remove_if(m_staged.begin(), m_staged.end(), same), m_staged.end());
@@ -134,7 +134,7 @@ void IADs::SetInfo() {
             throw;
     }
     m_session->modify(m_base, m_staged);
-    for (const auto& [attribute, values] : m_staged)
+    for (const auto& [attribute, values, kind] : m_staged)
         m_cache.setValues(attribute, values);
     m_staged.clear();
     m_recorded = false;
@@ -183,7 +183,7 @@ bool IADs::isOfClass(const QString& objectClass) const {
 }
 
 QList<QByteArray> IADs::cached(const QString& name) const {
-    for (const auto& [attribute, values] : m_staged) {
+    for (const auto& [attribute, values, kind] : m_staged) {
         if (attribute.compare(name, Qt::CaseInsensitive) == 0)
             return values;
     }

@@ -73,7 +73,7 @@ private:
     QString m_base;
     engine::Entry m_cache;
     QStringList m_loaded;
-    QList<engine::Replacement> m_staged;
+    QList<engine::Change> m_staged;
     std::function<void()> m_whenWritten = [] {};
     bool m_recorded = false;
 };

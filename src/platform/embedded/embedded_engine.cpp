@@ -35,8 +35,9 @@ public:
         return std::make_unique<SessionEntries>(m_organisation.search(request), m_open);
     }
 
-    void modify(const QString& name, const QList<engine::Replacement>& replacements) override {
-        m_organisation.modify(name, replacements);
+    void modify(const QString& name, const QList<engine::Change>& changes,
+                const QString&) override {
+        m_organisation.modify(name, changes);
     }
 
 private:

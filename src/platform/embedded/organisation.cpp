@@ -20,11 +20,35 @@ using Place = ObjectTree::Place;
 
 constexpr QStringView readOnly[]{u"distinguishedName", u"name", u"objectClass", u"objectGUID"};
 constexpr QStringView namesOfObjects[]{u"homeMDB", u"homeMTA"};
+constexpr QStringView ofOneValue[]{u"homeMDB",
+                                   u"homeMTA",
+                                   u"mail",
+                                   u"mailNickname",
+                                   u"msExchMailboxGuid",
+                                   u"mDBUseDefaults",
+                                   u"msExchHomeServerName"};
 
 bool isOneOf(const auto& table, const QString& attribute) {
     return std::any_of(std::begin(table), std::end(table), [&](QStringView name) {
         return name.compare(attribute, Qt::CaseInsensitive) == 0;
     });
+}
+
+/// The values that an attribute has after values are deleted or added.
+QList<QByteArray> combined(QList<QByteArray> before, const QList<QByteArray>& values,
+                           engine::Change::Kind kind, const QString& attempt) {
+    for (const QByteArray& value : values) {
+        const bool adds = kind == engine::Change::Kind::Add;
+        if (before.contains(value) == adds)
+            throw engine::ChangedSince(
+                (adds ? u"%1: it has the value already."_s : u"%1: it lacks the value."_s)
+                    .arg(attempt));
+        if (adds)
+            before.append(value);
+        else
+            before.removeOne(value);
+    }
+    return before;
 }
 
 /// What was found at the time of the search; entries are made of it one at a time.
@@ -171,12 +195,12 @@ std::unique_ptr<engine::Entries> Organisation::search(const engine::SearchReques
     return std::make_unique<Found>(std::move(objects), selection);
 }
 
-void Organisation::modify(const QString& name, const QList<engine::Replacement>& replacements) {
+void Organisation::modify(const QString& name, const QList<engine::Change>& asked) {
     const Place place = m_directory->placeOf(name, u"Changing \"%1\""_s.arg(name));
     const QString user = m_directory->objectAt(place).distinguishedName;
 
     Changes changes;
-    for (const auto& [attribute, values] : replacements) {
+    for (const auto& [attribute, values, kind] : asked) {
         const QString attempt = u"Setting %1 of %2"_s.arg(attribute, user);
         if (!ldb_valid_attr_name(attribute.toUtf8().constData()))
             throw Error(u"%1: that is not an attribute's name."_s.arg(attempt));
@@ -193,6 +217,14 @@ void Organisation::modify(const QString& name, const QList<engine::Replacement>&
         }
         if (hasTwice(written))
             throw Error(u"%1: a value is given twice."_s.arg(attempt));
+        if (kind != engine::Change::Kind::Replace) {
+            const auto changed = changes.find(attribute);
+            written = combined(changed == changes.end() ? object(user)->values(attribute)
+                                                        : changed->second,
+                               written, kind, attempt);
+            if (written.size() > 1 && isOneOf(ofOneValue, attribute))
+                throw engine::ChangedSince(u"%1: it has a value already."_s.arg(attempt));
+        }
         changes.insert_or_assign(attribute, written);
     }
     if (changes.empty())

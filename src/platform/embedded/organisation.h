@@ -37,7 +37,7 @@ public:
     std::unique_ptr<engine::Entries> search(const engine::SearchRequest& request) const;
     /// As Session::modify. Attributes that a directory maintains itself are refused, and so are
     /// values of homeMDB and homeMTA that name no object.
-    void modify(const QString& name, const QList<engine::Replacement>& replacements);
+    void modify(const QString& name, const QList<engine::Change>& changes);
 
     /// How often a mailbox store was set on the object; grows with each modify that does so.
     int mailboxCreations(const QString& name) const;

@@ -24,6 +24,7 @@ struct SearchRequest {
     Scope scope = Scope::Base;
     QString filter = QStringLiteral("(objectClass=*)"); ///< RFC 4515
     QStringList attributes;                             ///< in any letter case
+    QString server{}; ///< the one to ask, as Entry::server names it; empty: whichever is in use
 };
 
 struct AttributeNameLess {
@@ -72,6 +73,7 @@ public:
     };
 
     QString distinguishedName;
+    QString server; ///< the domain controller that sent it
 
     /// The attribute's values, empty where the object lacks it.
     QList<QByteArray> values(const QString& name) const;
@@ -111,10 +113,23 @@ public:
     virtual std::optional<Entry> next() = 0;
 };
 
-/// Replaces all values of an attribute; no values clear it, also where it has none.
-struct Replacement {
+/// One change of an attribute (RFC 4511 section 4.6).
+struct Change {
+    enum class Kind {
+        Replace, ///< all its values; no values clear it, even if it has none
+        Delete,  ///< these values, which it must have
+        Add      ///< these values, which it must lack; an attribute of one value must have none
+    };
     QString attribute;
     QList<QByteArray> values;
+    Kind kind = Kind::Replace;
+};
+
+/// Thrown by a modify that was refused, whole, because the object, or one that it names, is not as
+/// the changes want it.
+class ChangedSince : public Error {
+public:
+    using Error::Error;
 };
 
 /// Thrown by a modify whose answer was lost: the change may have been made, or may be made yet.
@@ -130,9 +145,10 @@ public:
     /// Throws where the base names no object or the filter cannot be read; may also throw only when
     /// the first entry is asked for.
     [[nodiscard]] virtual std::unique_ptr<Entries> search(const SearchRequest& request) = 0;
-    /// Applies all replacements or none. `name` as SearchRequest::base. Throws OutcomeUnknown if it
-    /// is not known which.
-    virtual void modify(const QString& name, const QList<Replacement>& replacements) = 0;
+    /// Applies all changes, in order, or none. `name` and `server` as in SearchRequest. Throws
+    /// ChangedSince, OutcomeUnknown, or another Error: then nothing was changed.
+    virtual void modify(const QString& name, const QList<Change>& changes,
+                        const QString& server = {}) = 0;
 };
 
 class Engine {

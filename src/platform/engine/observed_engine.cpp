@@ -28,15 +28,19 @@ QString textOf(const QByteArray& value) {
     return printable ? text : u"0x"_s + QString::fromLatin1(value.toHex());
 }
 
-QString textOf(const QString& name, const QList<Replacement>& replacements) {
-    QStringList changes;
-    for (const auto& [attribute, values] : replacements) {
+QString textOf(const QString& name, const QList<Change>& changes) {
+    QStringList all;
+    for (const auto& [attribute, values, kind] : changes) {
         QStringList texts;
         for (const QByteArray& value : values)
             texts += textOf(value);
-        changes += attribute + u'=' + texts.join(u',');
+        all += attribute +
+               (kind == Change::Kind::Add      ? u"+="_s
+                : kind == Change::Kind::Delete ? u"-="_s
+                                               : u"="_s) +
+               texts.join(u',');
     }
-    return u"modify %1 %2"_s.arg(name, changes.join(u';'));
+    return u"modify %1 %2"_s.arg(name, all.join(u';'));
 }
 
 } // namespace
@@ -109,9 +113,9 @@ public:
     std::unique_ptr<Entries> search(const SearchRequest& request) override {
         return std::make_unique<ObservedEntries>(m_engine, *m_session, request);
     }
-    void modify(const QString& name, const QList<Replacement>& replacements) override {
-        Call call(m_engine, textOf(name, replacements));
-        call.pass([&] { m_session->modify(name, replacements); });
+    void modify(const QString& name, const QList<Change>& changes, const QString& server) override {
+        Call call(m_engine, textOf(name, changes));
+        call.pass([&] { m_session->modify(name, changes, server); });
         call.answer();
     }
 

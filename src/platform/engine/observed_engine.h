@@ -13,8 +13,8 @@ public:
     virtual ~Observer() = default;
 
     /// A call is to be made: "session", "read NAME", "find BASE FILTER ATTRIBUTES", "modify NAME
-    /// ATTRIBUTE=VALUE,VALUE;…", "server NAME", "status NAME" or "open NAME". Where this throws,
-    /// the call fails so and is not made.
+    /// ATTRIBUTE=VALUE,VALUE;…" ("+=" where values are added, "-=" where they are deleted), "server
+    /// NAME", "status NAME" or "open NAME". Where this throws, the call fails so and is not made.
     virtual void asks(int call, const QString& text) = 0;
     /// A search has found an object. Where this throws, the search breaks off.
     virtual void finds(int call, const QString& distinguishedName) = 0;

@@ -110,6 +110,11 @@ bool Failure::sessionEnded() const {
     return connectionLost() || m_result.code == LDAP_UNAVAILABLE;
 }
 
+bool Failure::changedSince() const {
+    return m_result.code == LDAP_NO_SUCH_ATTRIBUTE || m_result.code == LDAP_CONSTRAINT_VIOLATION ||
+           m_result.code == LDAP_TYPE_OR_VALUE_EXISTS || m_result.code == LDAP_NO_SUCH_OBJECT;
+}
+
 Failure describeResult(const Attempt& attempt, const Result& result) {
     QString text = tried(attempt) + u" failed: "_s + meaning(attempt, result) + u'.';
     if (!result.diagnostic.isEmpty())

@@ -41,6 +41,11 @@ public:
     bool sessionEnded() const;
     /// True where it is certain that the request did not reach the server whole.
     bool notSent() const { return connectionLost() && !m_result.sent; }
+    /// True if no answer could be read to a request that may have reached the server.
+    bool outcomeUnknown() const { return m_result.code < 0 && m_result.sent; }
+    /// Of a modification: true if it does not fit what the object is by now (RFC 4511 4.1.9:
+    /// noSuchAttribute, constraintViolation, attributeOrValueExists, noSuchObject).
+    bool changedSince() const;
 
 private:
     Result m_result;

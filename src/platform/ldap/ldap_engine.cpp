@@ -58,7 +58,8 @@ public:
             [](const Failure& failure) { return failure.sessionEnded(); });
     }
 
-    void modify(const QString& name, const QList<engine::Replacement>& replacements) override {
+    void modify(const QString& name, const QList<engine::Change>& replacements,
+                const QString&) override {
         const auto writable =
             retryOnce([&] { return m_controllers.schema().writable(m_connection, replacements); },
                       [](const Failure& failure) { return failure.sessionEnded(); });
@@ -66,14 +67,23 @@ public:
             return;
         // A server that answers "unavailable" has refused the change. One that hangs up instead of
         // answering may have made it.
-        retryOnce(
-            [&] {
-                const int request = m_connection->sendModify(name, writable);
-                m_connection->finish(request, {Stage::Modify, name});
-            },
-            [](const Failure& failure) {
-                return failure.notSent() || (failure.sessionEnded() && !failure.connectionLost());
-            });
+        try {
+            retryOnce(
+                [&] {
+                    const int request = m_connection->sendModify(name, writable);
+                    m_connection->finish(request, {Stage::Modify, name});
+                },
+                [](const Failure& failure) {
+                    return failure.notSent() ||
+                           (failure.sessionEnded() && !failure.connectionLost());
+                });
+        } catch (const Failure& failure) {
+            if (failure.changedSince())
+                throw engine::ChangedSince(failure.description());
+            if (failure.outcomeUnknown())
+                throw engine::OutcomeUnknown(failure.description());
+            throw;
+        }
     }
 
 private:

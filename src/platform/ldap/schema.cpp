@@ -9,15 +9,15 @@ namespace rehome::ldap {
 
 using namespace Qt::Literals::StringLiterals;
 
-QList<engine::Replacement> Schema::writable(const std::shared_ptr<ServerConnection>& connection,
-                                            const QList<engine::Replacement>& replacements) {
+QList<engine::Change> Schema::writable(const std::shared_ptr<ServerConnection>& connection,
+                                       const QList<engine::Change>& replacements) {
     QStringList unasked;
     for (const auto& replacement : replacements)
         if (m_known.count(replacement.attribute) == 0)
             unasked += replacement.attribute;
     if (!unasked.isEmpty())
         ask(connection, unasked);
-    QList<engine::Replacement> writable;
+    QList<engine::Change> writable;
     std::copy_if(replacements.begin(), replacements.end(), std::back_inserter(writable),
                  [&](const auto& replacement) { return m_known.at(replacement.attribute); });
     return writable;

@@ -13,8 +13,8 @@ public:
     /// Without the replacements of attributes that no object can have: a server refuses a whole
     /// modification for one of them. All of them where the schema cannot be read. Throws Failure
     /// where the connection is lost.
-    QList<engine::Replacement> writable(const std::shared_ptr<ServerConnection>& connection,
-                                        const QList<engine::Replacement>& replacements);
+    QList<engine::Change> writable(const std::shared_ptr<ServerConnection>& connection,
+                                   const QList<engine::Change>& replacements);
 
 private:
     void ask(const std::shared_ptr<ServerConnection>& connection, const QStringList& names);

@@ -275,8 +275,7 @@ int ServerConnection::sendSearch(const engine::SearchRequest& request, int pageS
     return sent(code, number, attempt);
 }
 
-int ServerConnection::sendModify(const QString& name,
-                                 const QList<engine::Replacement>& replacements) {
+int ServerConnection::sendModify(const QString& name, const QList<engine::Change>& replacements) {
     struct Change {
         QByteArray type;
         std::vector<berval> values;
@@ -286,7 +285,7 @@ int ServerConnection::sendModify(const QString& name,
     std::vector<Change> changes(size_t(replacements.size()));
     std::vector<LDAPMod*> modifications;
     for (size_t i = 0; i < changes.size(); ++i) {
-        const engine::Replacement& replacement = replacements.at(qsizetype(i));
+        const engine::Change& replacement = replacements.at(qsizetype(i));
         Change& change = changes[i];
         change.type = libraryText(replacement.attribute);
         for (const QByteArray& value : replacement.values)
@@ -295,7 +294,11 @@ int ServerConnection::sendModify(const QString& name,
         for (berval& value : change.values)
             change.list.push_back(&value);
         change.list.push_back(nullptr);
-        change.modification.mod_op = LDAP_MOD_REPLACE | LDAP_MOD_BVALUES;
+        using Kind = engine::Change::Kind;
+        change.modification.mod_op =
+            LDAP_MOD_BVALUES | (replacement.kind == Kind::Add      ? LDAP_MOD_ADD
+                                : replacement.kind == Kind::Delete ? LDAP_MOD_DELETE
+                                                                   : LDAP_MOD_REPLACE);
         change.modification.mod_type = change.type.data();
         change.modification.mod_bvalues = change.list.data();
         modifications.push_back(&change.modification);

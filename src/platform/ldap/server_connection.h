@@ -52,7 +52,7 @@ public:
     /// Sends a request and returns its number. `pageSize` 0: not in pages. Throws Failure, with
     /// notSent() where the server has hung up.
     int sendSearch(const engine::SearchRequest& request, int pageSize, const QByteArray& cookie);
-    int sendModify(const QString& name, const QList<engine::Replacement>& replacements);
+    int sendModify(const QString& name, const QList<engine::Change>& replacements);
     enum class Until { SomeCame, ManyCame, AllCame };
     /// The request's next messages, chained: those that have come, at least one; the same, with a
     /// moment for more to come where there is none; or all of them. Throws Failure where none comes

@@ -324,7 +324,7 @@ private Q_SLOTS:
         }};
         QCOMPARE(failure(*server.session, 'm'), QString());
         const auto list = server.session->search({"CN=x", engine::Scope::OneLevel, "(a=*)", {}});
-        const engine::Replacement large{"mail", {QByteArray(10'000'000, 'a')}};
+        const engine::Change large{"mail", {QByteArray(10'000'000, 'a')}};
         const QString said = test::errorOf([&] { server.session->modify("CN=x", {large}); });
         QVERIFY2(said.contains("within 1 seconds"), qPrintable(said));
     }
