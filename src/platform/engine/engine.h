@@ -138,15 +138,24 @@ public:
     using Error::Error;
 };
 
+/// Thrown if the directory itself fails, or the domain controller that is named: it does not
+/// respond, the connection is lost, it is busy, or it does not let us authenticate. Nothing was
+/// changed.
+class DirectoryFailed : public Error {
+public:
+    using Error::Error;
+};
+
 /// A session with a directory. Both verbs throw Error naming what was tried on what object.
 class Session {
 public:
     virtual ~Session() = default;
-    /// Throws where the base names no object or the filter cannot be read; may also throw only when
-    /// the first entry is asked for.
+    /// Throws Error if the base names no object or the filter cannot be read, DirectoryFailed if
+    /// the server that is named does not answer, or none does if none is named; may also throw only
+    /// when the first entry is asked for.
     [[nodiscard]] virtual std::unique_ptr<Entries> search(const SearchRequest& request) = 0;
     /// Applies all changes, in order, or none. `name` and `server` as in SearchRequest. Throws
-    /// ChangedSince, OutcomeUnknown, or another Error: then nothing was changed.
+    /// ChangedSince, DirectoryFailed or another Error: then nothing was changed; or OutcomeUnknown.
     virtual void modify(const QString& name, const QList<Change>& changes,
                         const QString& server = {}) = 0;
 };
