@@ -64,6 +64,13 @@ QString homeOf(adsi::IADsUser& user) {
     }
 }
 
+/// As the list shows a store.
+QString fullName(const QString& store) {
+    return topology::MakeStoreFullName(topology::GetServerFromDN(store),
+                                       topology::GetGroupFromDN(store),
+                                       topology::GetStoreFromDN(store));
+}
+
 } // namespace
 
 bool MailboxUser::initFromRS(const adsi::RecordSet& rs, const QString& SourceStore,
@@ -76,10 +83,12 @@ bool MailboxUser::initFromRS(const adsi::RecordSet& rs, const QString& SourceSto
     return false;
 }
 
-std::unique_ptr<adsi::IADsUser> MailboxUser::bindUser(adsi::Purpose purpose) const {
+std::unique_ptr<adsi::IADsUser> MailboxUser::bindUser(exchange::Purpose purpose) const {
     QString guid = GetID();
     guid.remove(u'{').remove(u'}');
-    return m_platform.Directory.BindUser(QStringLiteral("LDAP://<GUID=") + guid + u'>', purpose);
+    return m_platform.Directory.BindUser(QStringLiteral("LDAP://<GUID=") + guid + u'>',
+                                         m_platform.Changes.attributesFor(purpose),
+                                         m_platform.Changes.serverFor(m_guid, purpose));
 }
 
 QString MailboxUser::GetID() const {
@@ -95,7 +104,7 @@ QString MailboxUser::label() const {
 }
 
 QString MailboxUser::GetRealMail() const {
-    const auto user = bindUser(adsi::Purpose::Read);
+    const auto user = bindUser(exchange::Purpose::Look);
     try {
         return user->EmailAddress();
     } catch (const std::exception&) {
@@ -105,7 +114,7 @@ QString MailboxUser::GetRealMail() const {
 
 void MailboxUser::UpdateEmail() const {
     try {
-        const auto user = bindUser(adsi::Purpose::Change);
+        const auto user = bindUser(exchange::Purpose::Change);
         const QStringList addresses = unpacked(m_addresses), others = addresses.mid(1);
         user->setEmailAddress(addresses.value(0));
         user->Put(ProxyAddresses, others.isEmpty() ? platform::Value() : platform::Value(others));
@@ -121,24 +130,24 @@ void MailboxUser::UpdateEmail() const {
 }
 
 bool MailboxUser::CreateUserMailbox(const QString& newHomeMDB) const {
+    const auto tell = [&](platform::Event event, const QString& text) {
+        m_platform.Journal.Tell(event, text, label());
+    };
     try {
-        const auto user = bindUser(adsi::Purpose::Change);
+        const auto user = bindUser(exchange::Purpose::Change);
         const auto mailbox = m_platform.Exchange.MailboxStoreOf(*user);
         mailbox->CreateMailbox(QStringLiteral("LDAP://") + newHomeMDB);
         user->SetInfo();
-        m_platform.Journal.Tell(platform::Event::Created,
-                                QStringLiteral("created on ") + newHomeMDB, label());
+        tell(platform::Event::Created,
+             QStringLiteral("created on ") + newHomeMDB + m_platform.Changes.where(m_guid));
         return true;
     } catch (const std::exception& error) {
         const QString reason = describe(error);
+        const QString text = QStringLiteral("created on %1: %2").arg(newHomeMDB, reason);
         if (isUnanswered(error))
-            m_platform.Journal.Tell(
-                platform::Event::CreationUnanswered,
-                QStringLiteral("perhaps created on %1: %2").arg(newHomeMDB, reason), label());
+            tell(platform::Event::CreationUnanswered, QStringLiteral("perhaps ") + text);
         else
-            m_platform.Journal.Tell(platform::Event::NotCreated,
-                                    QStringLiteral("not created on %1: %2").arg(newHomeMDB, reason),
-                                    label());
+            tell(platform::Event::NotCreated, QStringLiteral("not ") + text);
         m_platform.Desktop.Show({QStringLiteral("Failed to create mailbox on new location:") +
                                      reason + QStringLiteral("\r\n\r\n") +
                                      stateAfterFailure(newHomeMDB),
@@ -149,64 +158,77 @@ bool MailboxUser::CreateUserMailbox(const QString& newHomeMDB) const {
 
 QString MailboxUser::stateAfterFailure(const QString& newHomeMDB) const {
     const QString who = platform::shownText(GetMail());
-    const QByteArray guid = platform::octetsFromGuid(m_guid);
     QStringList lines;
-    if (m_dropFailure)
-        lines += (m_dropFailure->unanswered ? QStringLiteral("%1 was perhaps dropped: %2")
-                                            : QStringLiteral("%1 was not dropped: %2"))
-                     .arg(who, m_dropFailure->reason);
-    QString home;
-    bool known = true;
+    if (const auto failure = m_platform.Changes.dropFailure(m_guid))
+        lines += (failure->unanswered ? QStringLiteral("%1 was perhaps dropped: %2")
+                                      : QStringLiteral("%1 was not dropped: %2"))
+                     .arg(who, failure->reason);
+    std::optional<QString> home;
     try {
-        home = homeOf(*bindUser(adsi::Purpose::Read));
-    } catch (const std::exception&) {
-        known = false;
+        home = homeOf(*bindUser(exchange::Purpose::Look));
+    } catch (const std::exception& error) {
+        lines += QStringLiteral("It is not known whether %1 has a mailbox now: %2")
+                     .arg(who, describe(error));
     }
-    if (!known) {
-        lines += QStringLiteral("It is not known whether %1 has a mailbox now.").arg(who);
-        lines += QStringLiteral("Wait until the domain controller responds, then press Refresh. If "
-                                "%1 is listed then, move the mailbox again.")
-                     .arg(who);
-    } else if (!home.isEmpty()) {
-        lines += QStringLiteral("%1 has a mailbox on %2.").arg(who, home);
-        if (!platform::areSameInCapitals(home, newHomeMDB))
+    const QString unanswered = m_platform.Changes.unansweredChange(m_guid);
+    if (home && !home->isEmpty()) {
+        lines += QStringLiteral("%1 has a mailbox on %2.").arg(who, *home);
+        if (!unanswered.isEmpty())
+            lines += QStringLiteral("But ") + unanswered;
+        else if (!platform::areSameInCapitals(*home, newHomeMDB))
             lines += QStringLiteral("Fix the cause, then move the mailbox again.");
         return lines.join(QStringLiteral("\r\n"));
-    } else {
-        lines += QStringLiteral("%1 has NO mailbox now. Rehome has not changed the contents of the "
-                                "old mailbox.")
+    }
+    if (home)
+        lines +=
+            QStringLiteral("%1 has NO mailbox now%2. Rehome has not changed the contents of the "
+                           "old mailbox.")
+                .arg(who, m_platform.Changes.where(m_guid));
+    else
+        lines += QStringLiteral("Wait until the domain controller responds, then press Refresh. If "
+                                "%1 is listed then, move the mailbox again. Otherwise:")
                      .arg(who);
-    }
-    if (m_platform.Journal.Holds(guid)) {
-        if (!known)
-            lines += QStringLiteral("If %1 is not listed then:").arg(who);
+    if (!unanswered.isEmpty())
+        lines += QStringLiteral("But ") + unanswered;
+    const QByteArray guid = platform::octetsFromGuid(m_guid);
+    if (m_platform.Journal.Holds(guid))
         lines += m_platform.Journal.RestoreSteps(guid);
+    if (unanswered.isEmpty())
         lines += QStringLiteral("Fix the cause, press Refresh, and move the mailbox again.");
-    }
     return lines.join(QStringLiteral("\r\n"));
 }
 
+void MailboxUser::requireListedHome(adsi::IADsUser& user) const {
+    const QString home = homeOf(user);
+    const bool listed = m_sourceStoreDN.isEmpty()
+                            ? fullName(home) == m_sourceStore
+                            : platform::areSameInCapitals(home, m_sourceStoreDN);
+    if (!home.isEmpty() && !listed)
+        throw Error(m_platform.Changes.homeIsAnother(m_guid, GetMail(), home));
+}
+
 void MailboxUser::DropUserMailbox() const {
-    m_dropFailure.reset();
+    m_platform.Changes.noteDrop(m_guid, {});
+    const auto tell = [&](platform::Event event, const QString& text) {
+        m_platform.Journal.Tell(event, text, label());
+    };
     try {
-        const auto user = bindUser(adsi::Purpose::Drop);
+        const auto user = bindUser(exchange::Purpose::Drop);
         const auto mailbox = m_platform.Exchange.MailboxStoreOf(*user);
         const QString from = homeOf(*user);
+        requireListedHome(*user);
         mailbox->DeleteMailbox();
         user->SetInfo();
-        m_platform.Journal.Tell(platform::Event::Dropped, QStringLiteral("dropped from ") + from,
-                                label());
+        tell(platform::Event::Dropped,
+             QStringLiteral("dropped from ") + from + m_platform.Changes.where(m_guid));
     } catch (const std::exception& error) {
-        m_dropFailure =
-            std::make_unique<const DropFailure>(DropFailure{isUnanswered(error), describe(error)});
-        if (m_dropFailure->unanswered)
-            m_platform.Journal.Tell(platform::Event::DropUnanswered,
-                                    QStringLiteral("perhaps dropped: ") + m_dropFailure->reason,
-                                    label());
+        const exchange::UserChanges::DropFailure failure{isUnanswered(error), describe(error)};
+        m_platform.Changes.noteDrop(m_guid, failure);
+        if (failure.unanswered)
+            tell(platform::Event::DropUnanswered,
+                 QStringLiteral("perhaps dropped: ") + failure.reason);
         else
-            m_platform.Journal.Tell(platform::Event::NotDropped,
-                                    QStringLiteral("not dropped: ") + m_dropFailure->reason,
-                                    label());
+            tell(platform::Event::NotDropped, QStringLiteral("not dropped: ") + failure.reason);
     }
 }
 

@@ -56,7 +56,9 @@ public:
     void DropUserMailbox() const;
 
 private:
-    std::unique_ptr<adsi::IADsUser> bindUser(adsi::Purpose purpose) const;
+    std::unique_ptr<adsi::IADsUser> bindUser(exchange::Purpose purpose) const;
+    /// Throws Error if the user's home is not the one that the list showed.
+    void requireListedHome(adsi::IADsUser& user) const;
     /// What the user has after a failed creation on that store, and what to do about it.
     QString stateAfterFailure(const QString& newHomeMDB) const;
 
@@ -67,11 +69,6 @@ private:
     QString m_sourceStore;
     QString m_sourceStoreState;
     QString m_sourceStoreDN;
-    struct DropFailure {
-        bool unanswered; ///< it may have been made
-        QString reason;
-    };
-    mutable std::unique_ptr<const DropFailure> m_dropFailure; ///< of the last drop
 };
 
 } // namespace rehome::mailbox

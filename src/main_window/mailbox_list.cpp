@@ -53,6 +53,7 @@ void MailboxList::RefreshIt() {
     InitGUI();
     m_state.MailboxRowCount = 0;
     m_state.StoreList = {};
+    m_platform.Exchange.BeginEnumeration();
     listStores(localServer);
     tellWhatIsMissing(localServer);
 

@@ -17,6 +17,7 @@ struct RecoveryRecord {
     QString DistinguishedName;
     QByteArray Guid; ///< `objectGUID`, 16 bytes
     QList<Attribute> Attributes;
+    QString Server = {}; ///< the domain controller that it was read from
 };
 
 /// What the tool has done, or could not do, that an administrator will want to know afterwards.

@@ -25,7 +25,8 @@ const QString notListed = "Failed to refresh list of mailboxes. Error=";
 
 const auto dn = OrganisationText::userDN;
 
-/// Whole mailboxes, that of u2 without a GUID: u1 and u2 on EX2's C, u3 and u5 on its D, which is offline, u4 on EX1's B.
+/// Whole mailboxes, that of u2 without a GUID: u1 and u2 on EX2's C, u3 and u5 on its D, which is
+/// offline, u4 on EX1's B.
 OrganisationText organisation() {
     OrganisationText text = test::smallOrganisation(0);
     for (const auto& [user, store, more] :
@@ -54,7 +55,7 @@ struct Run final : platform::Journal, test::Window {
 
     Run() : test::Window(::organisation(), nullptr, this) {
         calls.meanwhile = [this](const auto& made) {
-            require(made.call != "modify" || !made.details.startsWith("homeMDB=;") ||
+            require(made.call != "modify" || !made.details.startsWith("homeMDB-=") ||
                         written().contains(undo[made.object]),
                     made.object + " is dropped without its record");
         };
@@ -186,7 +187,7 @@ class SweepTest : public QObject {
         return run.calls.any("open", dn(user), false);
     }
     static bool created(const Run& run, const QString& user) {
-        return run.calls.any("modify", dn(user), false, "homeMDB=CN=");
+        return run.calls.any("modify", dn(user), false, "homeMDB+=CN=");
     }
 
     /// The stores listed are those whose state was told; a server that failed is asked no more.
@@ -237,7 +238,8 @@ class SweepTest : public QObject {
             created["homeMDB"] = {B.toUtf8()};
             created["homeMTA"] = {"CN=Microsoft MTA," + local.toUtf8()};
             created["msExchHomeServerName"] = {"/o=T/cn=EX1"};
-            created.insert({"msExchMailboxGuid", now.values("msExchMailboxGuid")}); // if it had none
+            created.insert(
+                {"msExchMailboxGuid", now.values("msExchMailboxGuid")}); // if it had none
             created.insert({"mDBUseDefaults", {"TRUE"}});
             const auto policy = before.values("rehomePolicyAddress");
             if (!policy.isEmpty() && now.values("mail") == policy && !opened(run, user)) {
@@ -264,14 +266,14 @@ class SweepTest : public QObject {
         run.require(lines.size() == part.chosen.size(), "summary: " + lines.join(' '));
         for (const QString& user : part.chosen) {
             const QString line = lines.value(part.chosen.indexOf(user));
-            const bool dropped = run.calls.any("modify", dn(user), false, "homeMDB=;");
+            const bool dropped = run.calls.any("modify", dn(user), false, "homeMDB-=");
             const auto perhaps = [&](const char* change) {
                 const auto* struck = run.calls.struck;
                 return struck->effected && struck->object == dn(user) &&
                        struck->details.startsWith(change);
             };
-            const bool dropUnanswered = perhaps("homeMDB=;"),
-                       creationUnanswered = perhaps("homeMDB=CN=");
+            const bool dropUnanswered = perhaps("homeMDB-="),
+                       creationUnanswered = perhaps("homeMDB+=CN=");
             const QString state = creationUnanswered   ? "perhaps moved"
                                   : created(run, user) ? "moved"
                                   : dropUnanswered     ? "perhaps without a mailbox"

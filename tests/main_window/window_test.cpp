@@ -38,18 +38,21 @@ private Q_SLOTS:
                 .replace(server, "SERVER")
                 .replace("distinguishedName,name,legacyExchangeDN", "OBJECT")
                 .replace(QRegularExpression("<GUID=[-0-9A-F]{36}>"), "U")
-                .remove(QRegularExpression("=0x[0-9a-f]{32}"))
+                .remove(QRegularExpression("\\+=0x[0-9a-f]{32}"))
                 .split('|'),
-            QString("session|read |session|%1" // the root object, and the window's own connection
-                    "read U|modify U homeMDB=|read U|read CN=B,GROUP|find SERVER "
-                    "(|(objectClass=msExchExchangeServer)(name=Microsoft MTA)) "
-                    "objectClass,legacyExchangeDN|modify U homeMDB=CN=B,GROUP;"
-                    "msExchHomeServerName=/o=T/cn=EX1;homeMTA=CN=Microsoft MTA,SERVER;"
-                    "msExchMailboxGuid;mDBUseDefaults=TRUE|%1"
-                    "read U|read U|modify U mail=p@t;ProxyAddresses=SMTP:p@t|read U|read |"
-                    "find DC=t (&(objectCategory=person)(objectClass=user)(|(proxyAddresses="
-                    "smtp:p@t)(mail=p@t))) homeMDB,mailNickname,proxyAddresses|"
-                    "read CN=B,GROUP|status CN=B,GROUP|open CN=p,DC=t")
+            QString(
+                "session|read |session|%1" // the root object, and the window's own connection
+                "read U|read CN=p,DC=t|modify U homeMDB-=CN=A,GROUP|read U|read CN=B,GROUP|find "
+                "SERVER "
+                "(|(objectClass=msExchExchangeServer)(name=Microsoft MTA)) "
+                "objectClass,legacyExchangeDN|modify U homeMDB+=CN=B,GROUP;"
+                "msExchHomeServerName=/o=T/cn=EX1;homeMTA=CN=Microsoft MTA,SERVER;"
+                "msExchMailboxGuid;mDBUseDefaults=TRUE|%1"
+                "read U|read U|modify U mail-=new@t;mail+=p@t;ProxyAddresses=SMTP:p@t|read U|read |"
+                "find DC=t (&(objectCategory=person)(objectClass=user)(|(proxyAddresses="
+                "smtp:p@t)(mail=p@t))) homeMDB,homeMTA,msExchHomeServerName,msExchMailboxGuid,"
+                "mDBUseDefaults,mailNickname,mail,proxyAddresses,objectGUID|"
+                "read CN=B,GROUP|status CN=B,GROUP|open CN=p,DC=t")
                 .arg(refresh)
                 .split('|'));
     }
@@ -220,7 +223,7 @@ private Q_SLOTS:
     void refusedCreations() {
         OpenWindow w(test::smallOrganisation(9));
         w.calls.meanwhile = [n = 0](const auto& made) mutable {
-            if (made.details.startsWith("homeMDB=CN=") && ++n != 3)
+            if (made.details.startsWith("homeMDB+=CN=") && ++n != 3)
                 throw Error("refused");
         };
         for (const auto left : {9 - 5, 1}) { // and the stores are enumerated anew in between

@@ -8,57 +8,17 @@
 
 namespace rehome::adsi {
 
-namespace {
-
-// Constructed by the directory, and to be asked for by name.
-const QString Allowed = QStringLiteral("allowedAttributes");
-const QString Writable = QStringLiteral("allowedAttributesEffective");
-
-/// What a drop, a creation or a restored address changes of a user.
-QStringList recordedAttributes() {
-    return {QStringLiteral("homeMDB"),
-            QStringLiteral("homeMTA"),
-            QStringLiteral("msExchHomeServerName"),
-            QStringLiteral("msExchMailboxGuid"),
-            QStringLiteral("mDBUseDefaults"),
-            QStringLiteral("mailNickname"),
-            QStringLiteral("mail"),
-            QStringLiteral("proxyAddresses")};
-}
-
-/// What a binding reads at once, so that the operations that follow need no further round trip:
-/// the root object's naming contexts and what a mailbox is made of.
-QStringList boundAttributes(Purpose purpose) {
-    QStringList names{QStringLiteral("objectClass"), QStringLiteral("objectGUID"),
-                      QStringLiteral("defaultNamingContext"),
-                      QStringLiteral("configurationNamingContext"),
-                      QStringLiteral("sAMAccountName"), QStringLiteral("msExchVersion")};
-    names += recordedAttributes();
-    if (purpose == Purpose::Read)
-        names += QStringLiteral("msExchESEParamBaseName"); // of a storage group
-    if (purpose == Purpose::Drop)
-        names += {Allowed, Writable};
-    return names;
-}
-
-bool names(const QList<QByteArray>& values, const QString& attribute) {
-    return std::any_of(values.begin(), values.end(), [&](const QByteArray& value) {
-        return attribute.compare(QLatin1String(value), Qt::CaseInsensitive) == 0;
-    });
-}
-
-} // namespace
-
-IADs::IADs(std::shared_ptr<engine::Session> session, platform::Journal& journal,
-           const QString& base, Purpose purpose)
-    : m_session(std::move(session)), m_journal(journal), m_base(base) {
-    load(boundAttributes(purpose));
+IADs::IADs(std::shared_ptr<engine::Session> session, const QString& base,
+           const QStringList& attributes, const QString& server)
+    : m_session(std::move(session)), m_base(base), m_server(server) {
+    load(QStringList{QStringLiteral("objectClass"), QStringLiteral("objectGUID")} + attributes);
 }
 
 void IADs::load(const QStringList& names) {
     engine::SearchRequest request;
     request.base = m_base;
     request.attributes = names;
+    request.server = m_server;
     const auto entries = m_session->search(request);
     auto entry = entries->next();
     if (!entry)
@@ -66,6 +26,7 @@ void IADs::load(const QStringList& names) {
                                    "read.")
                         .arg(m_base));
     m_cache.distinguishedName = entry->distinguishedName;
+    m_cache.server = m_server = entry->server;
     for (const QString& name : names)
         m_cache.setValues(name, entry->values(name));
     m_loaded += names;
@@ -125,54 +86,10 @@ void IADs::stage(const QString& name, const QList<QByteArray>& values) {
 void IADs::SetInfo() {
     if (m_staged.isEmpty())
         return;
-    // An object that has a record can be given back already; a record of what has come since is
-    // not worth a mailbox.
-    try {
-        keepRecord();
-    } catch (const Error&) {
-        if (!m_journal.Holds(guid()))
-            throw;
-    }
-    m_session->modify(m_base, m_staged);
+    m_session->modify(m_base, m_staged, m_cache.server);
     for (const auto& [attribute, values, kind] : m_staged)
         m_cache.setValues(attribute, values);
     m_staged.clear();
-    m_recorded = false;
-    std::exchange(m_whenWritten, [] {})();
-}
-
-bool IADs::isKnown(const QString& name) {
-    if (!m_loaded.contains(Allowed))
-        load({Allowed});
-    const auto known = m_cache.values(Allowed);
-    return known.isEmpty() || names(known, name);
-}
-
-void IADs::requireWritable(const QStringList& wanted) {
-    const auto writable = m_cache.values(Writable);
-    // None at all is also how a directory that does not tell looks; but one that tells what objects
-    // can have would tell this too.
-    if (writable.isEmpty() && m_cache.values(Allowed).isEmpty())
-        return;
-    QStringList refused;
-    for (const QString& name : wanted)
-        if (isKnown(name) && !names(writable, name))
-            refused += name;
-    if (!refused.isEmpty())
-        throw Error(QStringLiteral("You may not write %1 of %2. Run the tool with the ticket of "
-                                   "somebody who may (kinit), or have the right delegated to you.")
-                        .arg(refused.join(QStringLiteral(", ")), distinguishedName()));
-}
-
-void IADs::keepRecord() {
-    if (m_recorded)
-        return;
-    platform::RecoveryRecord record{distinguishedName(), guid(), {}};
-    for (const QString& name : recordedAttributes())
-        if (const auto values = m_cache.values(name); !values.isEmpty() || isKnown(name))
-            record.Attributes.append({name, values});
-    m_journal.Keep(record);
-    m_recorded = true;
 }
 
 bool IADs::isOfClass(const QString& objectClass) const {
@@ -195,9 +112,9 @@ QString IADs::cachedText(const QString& name) const {
     return values.isEmpty() ? QString() : QString::fromUtf8(values.constFirst());
 }
 
-IADsUser::IADsUser(std::shared_ptr<engine::Session> session, platform::Journal& journal,
-                   const QString& base, Purpose purpose)
-    : IADs(std::move(session), journal, base, purpose) {
+IADsUser::IADsUser(std::shared_ptr<engine::Session> session, const QString& base,
+                   const QStringList& attributes, const QString& server)
+    : IADs(std::move(session), base, attributes, server) {
     if (!isOfClass(QStringLiteral("user")))
         throw Error(QStringLiteral("The object \"%1\" is not a user.").arg(distinguishedName()));
 }

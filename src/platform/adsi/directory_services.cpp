@@ -13,12 +13,18 @@ std::shared_ptr<engine::Session> DirectoryServices::session() {
 
 std::unique_ptr<IADs> DirectoryServices::BindObject(const QString& path) {
     const QString base = baseOfPath(path);
-    return std::make_unique<IADs>(session(), m_journal, base, Purpose::Read);
+    // What is asked of the objects that are bound so, in one round trip.
+    const QStringList attributes{QStringLiteral("defaultNamingContext"),
+                                 QStringLiteral("configurationNamingContext"),
+                                 QStringLiteral("msExchESEParamBaseName")};
+    return std::make_unique<IADs>(session(), base, attributes);
 }
 
-std::unique_ptr<IADsUser> DirectoryServices::BindUser(const QString& path, Purpose purpose) {
+std::unique_ptr<IADsUser> DirectoryServices::BindUser(const QString& path,
+                                                      const QStringList& attributes,
+                                                      const QString& server) {
     const QString base = baseOfPath(path);
-    return std::make_unique<IADsUser>(session(), m_journal, base, purpose);
+    return std::make_unique<IADsUser>(session(), base, attributes, server);
 }
 
 std::unique_ptr<Connection> DirectoryServices::CreateConnection() {

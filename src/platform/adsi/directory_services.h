@@ -10,14 +10,15 @@ namespace rehome::adsi {
 /// opened by the first of them; each connection has its own.
 class DirectoryServices {
 public:
-    /// Both must outlive this and everything that it made.
-    DirectoryServices(engine::Engine& engine, platform::Journal& journal)
-        : m_engine(engine), m_journal(journal) {}
+    /// `engine` must outlive this and everything that it made.
+    explicit DirectoryServices(engine::Engine& engine) : m_engine(engine) {}
 
     /// Binds afresh; nothing is cached between bindings. Throws Error where the path names nothing.
     std::unique_ptr<IADs> BindObject(const QString& path);
-    /// The same, and takes the user interface; throws Error where the object is not a user.
-    std::unique_ptr<IADsUser> BindUser(const QString& path, Purpose purpose = Purpose::Read);
+    /// The same, and takes the user interface; throws Error where the object is not a user. Reads
+    /// these attributes, from that server if one is named.
+    std::unique_ptr<IADsUser> BindUser(const QString& path, const QStringList& attributes = {},
+                                       const QString& server = {});
     std::unique_ptr<Connection> CreateConnection();
 
     /// The session of the bindings. Throws Error where none can be made.
@@ -25,7 +26,6 @@ public:
 
 private:
     engine::Engine& m_engine;
-    platform::Journal& m_journal;
     std::shared_ptr<engine::Session> m_session;
 };
 

@@ -42,15 +42,16 @@ Destination readAfresh(engine::Session& session, const QString& name) {
 Destination Destinations::read(engine::Session& session, const QString& store) {
     m_doubtful = store;
     if (const auto proven = m_proven.find(store); proven != m_proven.end()) {
-        const Destination known = proven->second;
+        m_last = proven->second;
         m_proven.erase(proven); // until it is confirmed again
-        return known;
+    } else {
+        m_last = readAfresh(session, store);
     }
-    return readAfresh(session, store);
+    return m_last;
 }
 
-void Destinations::confirm(const Destination& destination) {
-    m_proven[m_doubtful] = destination;
+void Destinations::confirm() {
+    m_proven[m_doubtful] = m_last;
     m_doubtful.clear();
     m_unconfirmed = 0;
 }

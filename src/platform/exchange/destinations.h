@@ -25,8 +25,8 @@ public:
     Destination read(engine::Session& session, const QString& store);
     /// A creation is about to be written.
     void expect() { ++m_unconfirmed; }
-    /// A creation on the store has succeeded.
-    void confirm(const Destination& destination);
+    /// The creation on the store that was read last has succeeded.
+    void confirm();
     /// Reads the store of the last creation again where that has not succeeded. Throws Error where
     /// it cannot be read, or three creations in a row have failed.
     void requireUsable(engine::Session& session);
@@ -35,6 +35,7 @@ public:
 private:
     std::map<QString, Destination> m_proven; ///< by the name that was asked for
     QString m_doubtful;                      ///< the store of the last creation, until it succeeds
+    Destination m_last;                      ///< what was read of it
     int m_unconfirmed = 0;                   ///< creations in a row
 };
 

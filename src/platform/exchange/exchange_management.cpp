@@ -2,10 +2,13 @@
 
 namespace rehome::exchange {
 
-std::unique_ptr<ExchangeServer> ExchangeManagement::CreateExchangeServer() {
-    // An enumeration begins.
+void ExchangeManagement::BeginEnumeration() noexcept {
     m_destinations.forget();
     m_listed.forget();
+    m_changes.beginRound();
+}
+
+std::unique_ptr<ExchangeServer> ExchangeManagement::CreateExchangeServer() {
     return std::make_unique<ExchangeServer>(m_directory, m_probe, m_listed);
 }
 
@@ -18,16 +21,17 @@ std::unique_ptr<MailboxStoreDB> ExchangeManagement::CreateMailboxStoreDB() {
 }
 
 std::unique_ptr<Person> ExchangeManagement::CreatePerson() {
-    return std::make_unique<Person>(m_directory, m_probe, m_opener, m_round);
+    return std::make_unique<Person>(m_directory, m_probe, m_opener, m_changes, m_round);
 }
 
 void ExchangeManagement::BeginRound() noexcept {
     m_round.states.clear();
+    m_changes.beginRound();
     m_opener.beginRound();
 }
 
 std::unique_ptr<IMailboxStore> ExchangeManagement::MailboxStoreOf(adsi::IADsUser& user) {
-    return std::make_unique<IMailboxStore>(user, m_destinations);
+    return std::make_unique<IMailboxStore>(user, m_changes, m_destinations);
 }
 
 } // namespace rehome::exchange

@@ -3,6 +3,7 @@
 #include "platform/exchange/destinations.h"
 #include "platform/exchange/person.h"
 #include "platform/exchange/server_objects.h"
+#include "platform/exchange/user_changes.h"
 #include "platform/exchange/user_mailbox_store.h"
 
 namespace rehome::exchange {
@@ -12,9 +13,14 @@ namespace rehome::exchange {
 class ExchangeManagement {
 public:
     ExchangeManagement(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                       engine::MailboxOpener& opener)
-        : m_directory(directory), m_probe(probe), m_opener(opener) {}
+                       engine::MailboxOpener& opener, UserChanges& changes,
+                       Destinations& destinations)
+        : m_directory(directory), m_probe(probe), m_opener(opener), m_changes(changes),
+          m_destinations(destinations) {}
 
+    /// Said before the first server of a refresh is opened: what was learnt of stores, and of
+    /// domain controllers that did not respond, is learnt anew.
+    void BeginEnumeration() noexcept;
     std::unique_ptr<ExchangeServer> CreateExchangeServer();
     std::unique_ptr<StorageGroup> CreateStorageGroup();
     std::unique_ptr<MailboxStoreDB> CreateMailboxStoreDB();
@@ -29,9 +35,10 @@ private:
     adsi::DirectoryServices& m_directory;
     engine::ExchangeProbe& m_probe;
     engine::MailboxOpener& m_opener;
+    UserChanges& m_changes;
+    Destinations& m_destinations;
     ListedObjects m_listed;
     Round m_round;
-    Destinations m_destinations;
 };
 
 } // namespace rehome::exchange

@@ -62,8 +62,15 @@ void Person::Open(const QString& address, const OpenArguments& arguments) {
     request.filter = QStringLiteral("(&(objectCategory=person)(objectClass=user)"
                                     "(|(proxyAddresses=smtp:%1)(mail=%1)))")
                          .arg(escaped);
-    request.attributes = QStringList{QStringLiteral("homeMDB"), QStringLiteral("mailNickname"),
-                                     QStringLiteral("proxyAddresses")};
+    request.attributes = homeAttributeNames() + QStringList{QStringLiteral("objectGUID")};
+    m_user = m_changes.findCurrent([&](const QString& server) {
+        request.server = server;
+        return findOne(request, mail);
+    });
+    m_address = mail;
+}
+
+engine::Entry Person::findOne(const engine::SearchRequest& request, const QString& mail) {
     const auto entries = m_directory.session()->search(request);
     auto user = entries->next();
     if (!user)
@@ -72,8 +79,7 @@ void Person::Open(const QString& address, const OpenArguments& arguments) {
         throw Error(QStringLiteral("The e-mail address %1 belongs to %2 and to %3; one of them "
                                    "must give it up.")
                         .arg(mail, user->distinguishedName, other->distinguishedName));
-    m_user = std::move(user);
-    m_address = mail;
+    return std::move(*user);
 }
 
 IMailbox Person::Mailbox() {

@@ -4,6 +4,7 @@
 #include "platform/engine/exchange_probe.h"
 #include "platform/engine/mailbox_opener.h"
 #include "platform/exchange/opening.h"
+#include "platform/exchange/user_changes.h"
 
 #include <QHash>
 
@@ -43,8 +44,9 @@ class Person final : private IDataSource {
 public:
     /// All of them must outlive it and its mailbox.
     Person(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-           engine::MailboxOpener& opener, Round& round)
-        : m_directory(directory), m_probe(probe), m_opener(opener), m_round(round) {}
+           engine::MailboxOpener& opener, UserChanges& changes, Round& round)
+        : m_directory(directory), m_probe(probe), m_opener(opener), m_changes(changes),
+          m_round(round) {}
 
     IDataSource& DataSource() { return *this; }
     /// Throws Error where it is not open.
@@ -52,10 +54,12 @@ public:
 
 private:
     void Open(const QString& address, const OpenArguments& arguments) override;
+    engine::Entry findOne(const engine::SearchRequest& request, const QString& mail);
 
     adsi::DirectoryServices& m_directory;
     engine::ExchangeProbe& m_probe;
     engine::MailboxOpener& m_opener;
+    UserChanges& m_changes;
     Round& m_round;
     QString m_address;
     std::optional<engine::Entry> m_user;

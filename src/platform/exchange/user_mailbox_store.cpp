@@ -38,16 +38,13 @@ void IMailboxStore::DeleteMailbox() {
         throw Error(QStringLiteral("%1 has an Exchange 2007 or later mailbox; move it with that "
                                    "version's own tools.")
                         .arg(m_user.distinguishedName()));
-    QStringList written{HomeMdb, HomeMta, HomeServer, MailboxGuid};
-    for (const QString& name : {UseDefaults, Alias})
-        if (m_user.cached(name).isEmpty())
-            written += name; // by the creation
-    m_user.requireWritable(written);
+    m_changes.requireRights();
     m_destinations.requireUsable(m_user.session());
-    m_user.keepRecord();
-    for (const QString& name : {HomeMdb, HomeMta, HomeServer}) {
-        if (!m_user.cached(name).isEmpty())
-            m_user.stage(name, {});
+    for (const HomeAttribute& attribute : HomeAttributes) {
+        if ((attribute.steps & HomeAttribute::Drop) == 0 || m_user.cached(attribute.name).isEmpty())
+            continue;
+        const bool stays = attribute.name == MailboxGuid;
+        m_user.stage(attribute.name, stays ? m_user.cached(attribute.name) : QByteArrayList());
     }
 }
 
@@ -58,20 +55,18 @@ void IMailboxStore::CreateMailbox(const QString& homeMDB) {
         throw Error(QStringLiteral("%1 still has a mailbox on %2.")
                         .arg(m_user.distinguishedName(), m_user.cachedText(HomeMdb)));
 
-    m_user.acceptEarlierRecord(); // that of the drop
+    const auto guid = m_user.cached(MailboxGuid);
     m_user.stage(HomeMdb, {destination.store.toUtf8()});
     m_user.stage(HomeServer, {destination.legacyExchangeDN.toUtf8()});
     if (!destination.messageTransferAgent.isEmpty())
         m_user.stage(HomeMta, {destination.messageTransferAgent.toUtf8()});
-    if (m_user.cached(MailboxGuid).isEmpty())
-        m_user.stage(MailboxGuid, {platform::octetsFromGuid(QUuid::createUuid())});
+    m_user.stage(MailboxGuid, guid.isEmpty()
+                                  ? QByteArrayList{platform::octetsFromGuid(QUuid::createUuid())}
+                                  : guid);
     if (m_user.cached(UseDefaults).isEmpty())
         m_user.stage(UseDefaults, {QByteArrayLiteral("TRUE")});
     if (m_user.cached(Alias).isEmpty())
         m_user.stage(Alias, {newAlias(m_user).toUtf8()});
-    m_destinations.expect();
-    m_user.whenWritten(
-        [&destinations = m_destinations, destination] { destinations.confirm(destination); });
 }
 
 } // namespace rehome::exchange

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/adsi/directory_object.h"
-#include "platform/exchange/destinations.h"
+#include "platform/exchange/user_changes.h"
 
 namespace rehome::exchange {
 
@@ -9,15 +9,15 @@ namespace rehome::exchange {
 /// staged on the user object and takes effect on its SetInfo.
 class IMailboxStore {
 public:
-    /// Both must outlive it, and the destinations also the user's next SetInfo.
-    IMailboxStore(adsi::IADsUser& user, Destinations& destinations)
-        : m_user(user), m_destinations(destinations) {}
+    /// All must outlive it. The user has been bound last.
+    IMailboxStore(adsi::IADsUser& user, UserChanges& changes, Destinations& destinations)
+        : m_user(user), m_changes(changes), m_destinations(destinations) {}
 
-    /// Has the journal keep a record and stages the removal of the home: `homeMDB`, `homeMTA` and
+    /// Stages the removal of the home: `homeMDB`, `homeMTA` and
     /// `msExchHomeServerName`. All else stays, above all `msExchMailboxGuid`, the primary key of
     /// the mailbox: restored contents are matched by it. Throws Error if the user has no mailbox or
-    /// one of Exchange 2007 or later (`msExchVersion`), if the record cannot be kept, or if it is
-    /// known that no creation can follow: rights are missing, or the destination cannot be read.
+    /// one of Exchange 2007 or later (`msExchVersion`), or if it is known that no creation can
+    /// follow: rights are missing, or the destination cannot be read.
     void DeleteMailbox();
     /// `homeMDB` is "LDAP://" and a mailbox store's distinguished name. Reads the destination
     /// before anything else, unless the last creation there has succeeded. A user who has no
@@ -27,6 +27,7 @@ public:
 
 private:
     adsi::IADsUser& m_user;
+    UserChanges& m_changes;
     Destinations& m_destinations;
 };
 
