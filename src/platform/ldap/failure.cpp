@@ -39,8 +39,7 @@ QString meaning(const Attempt& attempt, const Result& result) {
     case LDAP_LOCAL_ERROR:
         return u"this computer could not do its part"_s;
     default:
-        return QString::fromUtf8(ldap_err2string(result.code)) +
-               (result.code > 0 ? u" (result %1)"_s.arg(result.code) : QString());
+        return codeText(result.code);
     }
 }
 
@@ -71,9 +70,13 @@ QString remedy(const Attempt& attempt, const Result& result) {
     switch (result.code) {
     case LDAP_SERVER_DOWN:
     case LDAP_TIMEOUT:
-    case LDAP_UNAVAILABLE:
     case LDAP_BUSY:
         return u"Check that the server is running and that no firewall is in between."_s;
+    case LDAP_UNAVAILABLE:
+        return currentTicket().state == Ticket::State::Expired
+                   ? u"Your Kerberos ticket has expired: run kinit, then press Refresh."_s
+                   : u"Wait, then press Refresh. If that does not help, name another domain "
+                     "controller in ldap.conf."_s;
     case LDAP_AUTH_UNKNOWN:
     case LDAP_AUTH_METHOD_NOT_SUPPORTED:
         return u"Install the Kerberos module of SASL (libsasl2-modules-gssapi-mit), or check "
@@ -110,14 +113,19 @@ bool Failure::sessionEnded() const {
     return connectionLost() || m_result.code == LDAP_UNAVAILABLE;
 }
 
+QString codeText(int code) {
+    return QString::fromUtf8(ldap_err2string(code)) +
+           (code > 0 ? u" (result %1)"_s.arg(code) : QString());
+}
+
 Failure describeResult(const Attempt& attempt, const Result& result) {
     QString text = tried(attempt) + u" failed: "_s + meaning(attempt, result) + u'.';
+    if (const QString mend = remedy(attempt, result); !mend.isEmpty())
+        text += u' ' + mend;
     if (!result.diagnostic.isEmpty())
         text += u" Reported: "_s + result.diagnostic + u'.';
     if (!result.referrals.isEmpty())
         text += u" Referred to: "_s + result.referrals.join(u' ') + u'.';
-    if (const QString mend = remedy(attempt, result); !mend.isEmpty())
-        text += u' ' + mend;
     return Failure(text, result);
 }
 

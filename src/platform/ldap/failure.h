@@ -35,7 +35,8 @@ public:
         : Error(description), m_result(result) {}
 
     int code() const { return m_result.code; }
-    /// True where the server has dropped the connection; false where it is only silent.
+    /// True if the connection was lost before the request's own answer came, whatever notice the
+    /// server gave; false if it is only silent.
     bool connectionLost() const;
     /// True where the server no longer knows us: signing on again may help.
     bool sessionEnded() const;
@@ -45,6 +46,9 @@ public:
 private:
     Result m_result;
 };
+
+/// What a result code means, in words and as a number.
+QString codeText(int code);
 
 /// The one place where results become descriptions: what was tried, on what, what the server said,
 /// and the remedy where there is one.

@@ -64,16 +64,14 @@ public:
                       [](const Failure& failure) { return failure.sessionEnded(); });
         if (writable.isEmpty())
             return;
-        // A server that answers "unavailable" has refused the change. One that hangs up instead of
-        // answering may have made it.
+        // A server that hangs up, or says that it will, instead of answering may have made the
+        // change.
         retryOnce(
             [&] {
                 const int request = m_connection->sendModify(name, writable);
                 m_connection->finish(request, {Stage::Modify, name});
             },
-            [](const Failure& failure) {
-                return failure.notSent() || (failure.sessionEnded() && !failure.connectionLost());
-            });
+            [](const Failure& failure) { return failure.notSent(); });
     }
 
 private:

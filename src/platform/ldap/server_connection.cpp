@@ -77,6 +77,21 @@ bool demandCertificate(LDAP* handle) {
     return ldap_set_option(handle, LDAP_OPT_X_TLS_NEWCTX, &client) == LDAP_SUCCESS;
 }
 
+/// What a notice of disconnection says (RFC 4511 4.4.1); null for any other unsolicited message.
+QString disconnection(LDAP* handle, LDAPMessage* message) {
+    char* identifier = nullptr;
+    berval* data = nullptr;
+    const int found = ldap_parse_extended_result(handle, message, &identifier, &data, 0);
+    const Text owned(identifier);
+    ber_bvfree(data);
+    if (found != LDAP_SUCCESS || qstrcmp(identifier, LDAP_NOTICE_OF_DISCONNECTION) != 0)
+        return {};
+    int code = LDAP_SUCCESS;
+    char* text = nullptr;
+    ldap_parse_result(handle, message, &code, nullptr, &text, nullptr, nullptr, 0);
+    return codeText(code) + u": "_s + QString::fromUtf8(Text(text).get()).trimmed();
+}
+
 /// What the client library is set to say of the user; everything else is answered with what the
 /// mechanism proposes.
 struct SignOnAnswers {
@@ -331,6 +346,7 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
     ldap_get_option(handle, LDAP_OPT_SOCKBUF, &buffer);
     const QDeadlineTimer deadline(shortened(limit, attempt.stage));
     Message message;
+    QString notice;
     int type = 0;
     bool gathers = until == Until::ManyCame;
     const auto gather = [&] {
@@ -338,17 +354,24 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
             std::this_thread::sleep_for(Gathering);
         return std::exchange(gathers, false);
     };
-    do { // our own wait, since the library's cannot be interrupted
+    const auto take = [&](int number, int all) {
         timeval now{};
         LDAPMessage* received = nullptr;
-        type =
-            ldap_result(handle, request, until == Until::AllCame ? LDAP_MSG_ALL : LDAP_MSG_RECEIVED,
-                        &now, &received);
+        const int taken = ldap_result(handle, number, all, &now, &received);
         message.reset(received);
+        return taken;
+    };
+    do { // our own wait, since the library's cannot be interrupted
+        // The library shows the words of a notice of disconnection only to whoever asks for
+        // unsolicited messages. A search is sent again instead.
+        if (attempt.stage == Stage::Modify && take(LDAP_RES_UNSOLICITED, LDAP_MSG_ONE) > 0)
+            notice = disconnection(handle, message.get());
+        type = take(request, until == Until::AllCame ? LDAP_MSG_ALL : LDAP_MSG_RECEIVED);
         // It may have read messages and yet told of none, since its time was over.
-    } while (type == 0 && (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_DATA_READY, nullptr) > 0 ||
-                           m_socketLayer->anyRead() || gather() ||
-                           m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
+    } while (type == 0 && notice.isEmpty() &&
+             (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_DATA_READY, nullptr) > 0 ||
+              m_socketLayer->anyRead() || gather() ||
+              m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
     if (type > 0) {
         if (attempt.stage == Stage::Search)
             heard();
@@ -357,9 +380,13 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
     if (m_socketLayer->timedOut())
         failSilent(attempt, limit);
     m_lost = true;
+    if (!notice.isEmpty())
+        fail(attempt, {LDAP_SERVER_DOWN, notice});
+    // The library returns the code of a notice of disconnection as if the request had been
+    // answered. The server may have carried the request out all the same.
     int code = LDAP_SERVER_DOWN;
     ldap_get_option(handle, LDAP_OPT_RESULT_CODE, &code);
-    fail(attempt, {code == LDAP_SUCCESS ? LDAP_SERVER_DOWN : code, diagnostic()});
+    fail(attempt, {std::min(code, LDAP_SERVER_DOWN), code > 0 ? codeText(code) : diagnostic()});
 }
 
 milliseconds ServerConnection::shortened(milliseconds limit, Stage stage) const {
@@ -400,7 +427,7 @@ QByteArray ServerConnection::checkResult(LDAPMessage* message, const Attempt& at
     Result result{code, QString::fromUtf8(text).trimmed()};
     for (char** address = addresses; address && *address; ++address)
         result.referrals += QString::fromUtf8(*address);
-    m_lost = m_lost || code == LDAP_UNAVAILABLE; // what a ticket that ran out looks like
+    m_lost = m_lost || code == LDAP_UNAVAILABLE; // the session may have ended with its ticket
     if (code != LDAP_SUCCESS)
         fail(attempt, result);
     LDAPControl* page = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, list, nullptr);
