@@ -10,6 +10,10 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
+/// Refresh stays disabled after a list that could not be read.
+const QString RefreshOrStartAgain =
+    u"press Refresh; if Refresh is disabled, press Exit, wait, start again."_s;
+
 QString tried(const Attempt& attempt) {
     const QString object = attempt.object.isEmpty() ? u"the root object"_s : attempt.object;
     switch (attempt.stage) {
@@ -67,11 +71,32 @@ QString remedy(const Attempt& attempt, const Result& result) {
     if (attempt.stage == Stage::SignOn &&
         (result.code == LDAP_LOCAL_ERROR || result.code == LDAP_INVALID_CREDENTIALS))
         return ticketRemedy();
+    if (attempt.stage == Stage::Search)
+        switch (result.code) {
+        case LDAP_TIMELIMIT_EXCEEDED:
+            return u"The domain controller stopped the search at its time limit: wait, then "_s +
+                   RefreshOrStartAgain +
+                   u" If that does not help, have MaxQueryDuration of its LDAP policies raised."_s;
+        case LDAP_ADMINLIMIT_EXCEEDED:
+            return u"The search exceeds an administrative limit of the domain controller: have its "
+                   "LDAP policies raised."_s;
+        case LDAP_UNAVAILABLE_CRITICAL_EXTENSION: // no other control is sent
+            return u"The domain controller did not send the list, or its next part, in pages: "
+                   u"wait, "
+                   "then "_s +
+                   RefreshOrStartAgain;
+        default:
+            break;
+        }
     switch (result.code) {
     case LDAP_SERVER_DOWN:
     case LDAP_TIMEOUT:
-    case LDAP_BUSY:
         return u"Check that the server is running and that no firewall is in between."_s;
+    case LDAP_BUSY:
+        return u"The domain controller is busy: wait, then "_s +
+               (attempt.stage == Stage::Modify   ? u"press Refresh."_s
+                : attempt.stage == Stage::Search ? RefreshOrStartAgain
+                                                 : u"try again."_s);
     case LDAP_UNAVAILABLE:
         return currentTicket().state == Ticket::State::Expired
                    ? u"Your Kerberos ticket has expired: run kinit, then press Refresh."_s
@@ -87,8 +112,6 @@ QString remedy(const Attempt& attempt, const Result& result) {
     case LDAP_NO_SUCH_OBJECT:
         return u"The object may have been deleted or moved, or you may not see it: refresh."_s;
     case LDAP_SIZELIMIT_EXCEEDED:
-    case LDAP_ADMINLIMIT_EXCEEDED:
-    case LDAP_TIMELIMIT_EXCEEDED:
         return u"The server limits its answers: have the limit raised."_s;
     case LDAP_NO_SUCH_ATTRIBUTE:
     case LDAP_UNDEFINED_TYPE:

@@ -227,7 +227,11 @@ private Q_SLOTS:
             };
         };
         for (const auto& [line, said, answer] : QList<std::tuple<int, const char*, Answer>>{
-                 {__LINE__, "something else", ends(LDAP_BUSY)},
+                 {__LINE__, "press Exit, wait, start again. Reported: something else",
+                  ends(LDAP_BUSY)},
+                 {__LINE__, "MaxQueryDuration", ends(LDAP_TIMELIMIT_EXCEEDED)},
+                 {__LINE__, "LDAP policies", ends(LDAP_ADMINLIMIT_EXCEEDED)},
+                 {__LINE__, "in pages", ends(LDAP_UNAVAILABLE_CRITICAL_EXTENSION)},
                  {__LINE__, "ldap://other.test/CN=x", ends(LDAP_REFERRAL)},
                  {__LINE__, "connection to the server was lost", ends(LDAP_SERVER_DOWN)},
                  {__LINE__, "incomplete", ranges(0, 0, "")},
@@ -290,6 +294,20 @@ private Q_SLOTS:
                      qPrintable(told.join('|')));
             QCOMPARE(server.requests, 7);
             QCOMPARE(server.log.count('b'), 5);
+        }
+    }
+    void aBusyServerIsAskedAgainForAWhile() {
+        for (const auto& [refusals, sent, said] :
+             {std::tuple(1, 2, ""), {3, 4, ""}, {4, 4, "busy: wait, then press Refresh."}}) {
+            Server server{[&, refusals = refusals](const Request& asked) {
+                asked.result(server.requests > refusals ? LDAP_SUCCESS : LDAP_BUSY);
+            }};
+            const QDeadlineTimer limit(2s);
+            const QString seen = failure(*server.session, 'm');
+            QVERIFY2(seen.contains(said) && seen.isEmpty() == !*said, qPrintable(seen));
+            QVERIFY(!limit.hasExpired());
+            QCOMPARE(server.requests, sent);
+            QCOMPARE(server.log.count('b'), 1); // on the same connection
         }
     }
     void aFrozenDirectoryCostsOneTimeLimit() {
