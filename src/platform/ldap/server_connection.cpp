@@ -1,5 +1,6 @@
 #include "platform/ldap/server_connection.h"
 
+#include "platform/guid.h"
 #include "platform/ldap/tcp_check.h"
 
 #include <ldap.h>
@@ -75,6 +76,16 @@ bool demandCertificate(LDAP* handle) {
     setOption(handle, LDAP_OPT_X_TLS_PROTOCOL_MIN, protocol);
     const int client = 0;
     return ldap_set_option(handle, LDAP_OPT_X_TLS_NEWCTX, &client) == LDAP_SUCCESS;
+}
+
+/// An object's name as every domain controller knows it: Windows 2000 takes a GUID only as the 32
+/// hexadecimal digits of its bytes ([MS-ADTS] 3.1.1.3.1.2.4).
+QByteArray nameToSend(const QString& name) {
+    const QUuid guid(name.mid(6, 36));
+    if (name.compare(u"<GUID=%1>"_s.arg(guid.toString(QUuid::WithoutBraces)),
+                     Qt::CaseInsensitive) != 0)
+        return libraryText(name);
+    return "<GUID=" + platform::octetsFromGuid(guid).toHex() + '>';
 }
 
 /// What a notice of disconnection says (RFC 4511 4.4.1); null for any other unsolicited message.
@@ -280,7 +291,7 @@ int ServerConnection::sendSearch(const engine::SearchRequest& request, int pageS
                       : request.scope == engine::Scope::OneLevel ? LDAP_SCOPE_ONELEVEL
                                                                  : LDAP_SCOPE_SUBTREE;
     int number = 0;
-    const int code = ldap_search_ext(m_handle.get(), libraryText(request.base).constData(), scope,
+    const int code = ldap_search_ext(m_handle.get(), nameToSend(request.base).constData(), scope,
                                      libraryText(request.filter).constData(),
                                      names.empty() ? nullptr : attributes.data(), 0,
                                      controls.data(), nullptr, nullptr, LDAP_NO_LIMIT, &number);
@@ -317,7 +328,7 @@ int ServerConnection::sendModify(const QString& name,
     }
     modifications.push_back(nullptr);
     int number = 0;
-    const int code = ldap_modify_ext(m_handle.get(), libraryText(name).constData(),
+    const int code = ldap_modify_ext(m_handle.get(), nameToSend(name).constData(),
                                      modifications.data(), nullptr, nullptr, &number);
     return sent(code, number, {Stage::Modify, name});
 }

@@ -296,6 +296,23 @@ private Q_SLOTS:
             QCOMPARE(server.log.count('b'), 5);
         }
     }
+    void namesAnObjectByTheBytesOfItsGuid() {
+        for (const auto& [name, sent] :
+             {std::pair("<GUID=04030201-0605-0807-090A-0b0c0d0e0f10>",
+                        "<GUID=0102030405060708090a0b0c0d0e0f10>"),
+              {"<GUID=04030201-0605-0807-090a0b0c0d0e0f10>",
+               "<GUID=04030201-0605-0807-090a0b0c0d0e0f10>"}}) { // malformed
+            QByteArrayList seen;
+            Server server{[&](const Request& asked) {
+                seen += asked.content;
+                asked.result();
+            }};
+            test::names(*server.session, {name, engine::Scope::Base, "(cn=CN=x)", {"cn"}});
+            server.session->modify(name, {{"mail", {"CN=x"}}});
+            QCOMPARE(seen.size(), 2);
+            QVERIFY(seen.at(0).contains(sent) && seen.at(1).contains(sent));
+        }
+    }
     void aBusyServerIsAskedAgainForAWhile() {
         for (const auto& [refusals, sent, said] :
              {std::tuple(1, 2, ""), {3, 4, ""}, {4, 4, "busy: wait, then press Refresh."}}) {
