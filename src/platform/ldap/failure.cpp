@@ -68,6 +68,10 @@ QString remedy(const Attempt& attempt, const Result& result) {
         return u"The certificate of %1 is not trusted: put the authority that issued it into the "
                "file that TLS_CACERT names in ldap.conf, and name the server as its certificate "
                "does."_s.arg(attempt.server);
+    if (attempt.stage == Stage::SignOn && result.diagnostic.contains(u"80090346"_s))
+        return u"The domain controller demands channel binding and did not accept this computer's. "
+               "Name the domain controller with ldap: instead of ldaps: and without StartTLS in "
+               "ldap.conf: Kerberos encrypts the connection then."_s;
     if (attempt.stage == Stage::SignOn &&
         (result.code == LDAP_LOCAL_ERROR || result.code == LDAP_INVALID_CREDENTIALS))
         return ticketRemedy();

@@ -25,6 +25,11 @@ namespace {
 /// no more than the weakest cipher that Kerberos still has.
 constexpr ber_len_t LeastStrength = 56;
 
+/// All properties of the SASL layer, so that SASL_SECPROPS of ldap.conf can neither weaken nor
+/// break it. A domain controller refuses to encrypt twice.
+constexpr char WithinTls[] = "noanonymous,noplain,minssf=0,maxssf=0,maxbufsize=65536";
+constexpr char WithoutTls[] = "noanonymous,noplain,minssf=56,maxssf=65535,maxbufsize=65536";
+
 /// A server that writes entry by entry would have to wake us for each: a quarter of our processor
 /// time, and a twentieth of what a long list takes.
 constexpr std::chrono::microseconds Gathering{50};
@@ -62,10 +67,12 @@ bool wantsTls(const QString& server) {
            server.contains(QLatin1String(LDAP_EXOP_START_TLS));
 }
 
-/// Has certificates verified whatever TLS_REQCERT says: a TLS context of the handle's own, with the
-/// other TLS settings of the client library, which such a context does not inherit.
+/// Has certificates verified whatever TLS_REQCERT and TLS_REQSAN say: a TLS context of the handle's
+/// own, with the other TLS settings of the client library, which such a context does not inherit.
 bool demandCertificate(LDAP* handle) {
     setOption(handle, LDAP_OPT_X_TLS_REQUIRE_CERT, LDAP_OPT_X_TLS_DEMAND);
+    // The common name counts only if the certificate has no list of names.
+    setOption(handle, LDAP_OPT_X_TLS_REQUIRE_SAN, LDAP_OPT_X_TLS_TRY);
     for (const int option :
          {LDAP_OPT_X_TLS_CACERTFILE, LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE,
           LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CRLFILE, LDAP_OPT_X_TLS_CIPHER_SUITE})
@@ -163,6 +170,10 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     // A reverse name look-up would let whoever answers it choose the server to trust. The Kerberos
     // library may still make one: that is set in krb5.conf.
     ldap_set_option(handle, LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON);
+    // A firewall that forgets an idle connection would cost the next request its whole limit.
+    setOption(handle, LDAP_OPT_X_KEEPALIVE_IDLE, 120); // seconds
+    setOption(handle, LDAP_OPT_X_KEEPALIVE_INTERVAL, 15);
+    setOption(handle, LDAP_OPT_X_KEEPALIVE_PROBES, 4);
     // Limits set for other programs in ldap.conf would cut lists short.
     setOption(handle, LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT);
     setOption(handle, LDAP_OPT_DEREF, LDAP_DEREF_NEVER);
@@ -211,12 +222,9 @@ void ServerConnection::signOn() {
     LDAP* handle = m_handle.get();
     const bool local = m_server.startsWith(u"ldapi:"_s, Qt::CaseInsensitive);
     const bool tls = ldap_tls_inplace(handle) != 0;
-    ldap_set_option(handle, LDAP_OPT_X_SASL_SECPROPS, "noanonymous,noplain");
-    // A domain controller refuses to seal twice.
-    ber_len_t least = tls ? 0 : LeastStrength;
-    ldap_set_option(handle, LDAP_OPT_X_SASL_SSF_MIN, &least);
-    if (tls)
-        ldap_set_option(handle, LDAP_OPT_X_SASL_SSF_MAX, &least);
+    ldap_set_option(handle, LDAP_OPT_X_SASL_SECPROPS, tls ? WithinTls : WithoutTls);
+    // Within TLS, domain controllers may refuse a ticket that is not bound to their certificate.
+    setOption(handle, LDAP_OPT_X_SASL_CBINDING, LDAP_OPT_X_SASL_CBINDING_TLS_ENDPOINT);
 
     const QByteArray chosen = textOption(handle, LDAP_OPT_X_SASL_MECH);
     QByteArrayList mechanisms{"GSS-SPNEGO", "GSSAPI"};

@@ -45,9 +45,9 @@ struct Request {
         texts.push_back(nullptr);
         send("{it{s{{s[v]}}}}", LDAP_RES_SEARCH_ENTRY, name.data(), type.data(), texts.data());
     }
-    void result(int code = LDAP_SUCCESS) const {
+    void result(int code = LDAP_SUCCESS, const char* remark = "") const {
         const bool search = kind == LDAP_REQ_SEARCH;
-        send("{it{ess}}", search ? LDAP_RES_SEARCH_RESULT : kind + 1, code, "", "");
+        send("{it{ess}}", search ? LDAP_RES_SEARCH_RESULT : kind + 1, code, "", remark);
     }
     void hangUp() const {
         int descriptor = -1;
@@ -95,7 +95,7 @@ struct Server {
                 QTest::qSleep(10); // for the end of the answer to come by itself
             }
             if (asked.kind == LDAP_REQ_SEARCH || asked.kind == LDAP_REQ_BIND)
-                asked.result(asked.kind == LDAP_REQ_BIND ? signsOn.load() : LDAP_SUCCESS);
+                asked.result(asked.kind == LDAP_REQ_BIND ? signsOn.load() : LDAP_SUCCESS, remark);
         }
     }
 
@@ -103,8 +103,9 @@ struct Server {
     std::atomic<int> requests = 0; ///< so far, but for those of a new session
     std::atomic<bool> frozen = false;
     std::atomic<int> signsOn = LDAP_SUCCESS;
-    std::atomic<int> signOnTakes = 0; ///< milliseconds
-    QByteArray log{};                 ///< one letter for each request
+    std::atomic<const char*> remark = ""; ///< where the request is not about CN=x
+    std::atomic<int> signOnTakes = 0;     ///< milliseconds
+    QByteArray log{};                     ///< one letter for each request
     const QTemporaryDir folder{};
     QLocalServer listener{};
     const bool listening = listener.listen(folder.filePath("socket"));
@@ -157,6 +158,13 @@ private Q_SLOTS:
         const auto another = engine.openSession();
         QCOMPARE(first.log.count('b'), 2); // of its own session; refused
         QCOMPARE(second.log.count('b'), 3);
+    }
+    void saysWhatADomainControllerDemands() {
+        Server server{{}};
+        server.signsOn = LDAP_INVALID_CREDENTIALS;
+        server.remark = "80090346: LdapErr: DSID-0C0904F5, comment: AcceptSecurityContext error";
+        test::checkPart(test::errorOf([&] { (void)server.engine.openSession(); }),
+                        "demands channel binding");
     }
     void pagesThroughMoreThanAServerSendsAtOnce() {
         const auto answer = [](const Request& asked) {
