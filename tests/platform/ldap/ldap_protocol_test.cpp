@@ -249,6 +249,7 @@ private Q_SLOTS:
                  {__LINE__, "incomplete", ranges(10, 15, "cn;range=10-19")},
                  {__LINE__, "incomplete", ranges(10, 10, "cn;range=10-9")},
                  {__LINE__, "incomplete", ranges(10, 20, "cn;range=10-x")},
+                 {__LINE__, "incomplete", ranges(10, 20, "cn;range=10-9223372036854775807")},
                  {__LINE__, "incomplete", ranges(10, 20, "sn;range=10-*")},
                  {__LINE__, "incomplete", sends("{it{s}}", "CN=x", "")},
                  {__LINE__, "incomplete", sends("{it{s{{s}}}}", "CN=x", "cn")},
