@@ -41,13 +41,23 @@ QString meaning(const Attempt& attempt, const Result& result) {
     case LDAP_DECODING_ERROR:
         return u"the answer is incomplete or cannot be read"_s;
     case LDAP_LOCAL_ERROR:
-        return u"this computer could not do its part"_s;
+        return u"local Kerberos or SASL error"_s;
     default:
         return codeText(result.code);
     }
 }
 
-QString ticketRemedy() {
+bool demandsBinding(const Attempt& attempt, const Result& result) {
+    return attempt.stage == Stage::SignOn &&
+           result.diagnostic.contains(u"80090346"_s); // SEC_E_BAD_BINDINGS
+}
+
+bool refusesTicket(const Attempt& attempt, const Result& result) {
+    return attempt.stage == Stage::SignOn && !demandsBinding(attempt, result) &&
+           (result.code == LDAP_LOCAL_ERROR || result.code == LDAP_INVALID_CREDENTIALS);
+}
+
+QString ticketRemedy(const Attempt& attempt, const Result& result) {
     switch (currentTicket().state) {
     case Ticket::State::None:
         return u"You hold no Kerberos ticket: run kinit."_s;
@@ -56,8 +66,36 @@ QString ticketRemedy() {
     case Ticket::State::Valid:
         break;
     }
+    if (result.diagnostic.contains(u"not found in Kerberos database"_s))
+        return u"The Kerberos server does not know the domain controller by the name that this "
+               "computer uses for %1: name the domain controller by its full name in ldap.conf, "
+               "and set \"rdns = false\" and \"dns_canonicalize_hostname = false\" in the section "
+               "[libdefaults] of krb5.conf."_s.arg(attempt.server);
     return u"Your Kerberos ticket was not accepted for this server: compare the clocks, check that "
            "the server is named as its domain names it, and run kinit again."_s;
+}
+
+/// What a second look did not explain is guessed from the remark: the matched words are those of
+/// GnuTLS (Debian 12) and of OpenSSL.
+QString tlsRemedy(const Attempt& attempt, const Result& result) {
+    const auto says = [&](const auto&... parts) {
+        return (result.diagnostic.contains(parts, Qt::CaseInsensitive) || ...);
+    };
+    if (!result.cause.isEmpty())
+        return result.cause;
+    if (result.diagnostic.isEmpty() ||
+        says(u"pull function"_s, u"non-properly terminated"_s, u"unexpected eof"_s))
+        return u"The domain controller ended the connection when TLS began: it probably has no "
+               "certificate."_s;
+    if (says(u"too small"_s, u"too weak"_s))
+        return u"A key or signature of the domain controller is too weak for this computer: have "
+               "its certificate renewed."_s;
+    if (says(u"alert"_s, u"cipher"_s, u"protocol"_s, u"version"_s, u"packet"_s))
+        return u"This computer and the domain controller probably have no TLS version or cipher in "
+               "common, or the domain controller has no certificate."_s;
+    return u"The certificate of %1 is probably not trusted: put the authority that issued it into "
+           "the file that TLS_CACERT names in ldap.conf, and check its dates, names and key "
+           "length."_s.arg(attempt.server);
 }
 
 QString remedy(const Attempt& attempt, const Result& result) {
@@ -65,16 +103,13 @@ QString remedy(const Attempt& attempt, const Result& result) {
     if (attempt.stage == Stage::Modify && unread && result.sent)
         return u"It is not known whether the change was made: look before trying again."_s;
     if (attempt.stage == Stage::Connect && result.code == LDAP_CONNECT_ERROR)
-        return u"The certificate of %1 is not trusted: put the authority that issued it into the "
-               "file that TLS_CACERT names in ldap.conf, and name the server as its certificate "
-               "does."_s.arg(attempt.server);
-    if (attempt.stage == Stage::SignOn && result.diagnostic.contains(u"80090346"_s))
+        return tlsRemedy(attempt, result);
+    if (demandsBinding(attempt, result))
         return u"The domain controller demands channel binding and did not accept this computer's. "
                "Name the domain controller with ldap: instead of ldaps: and without StartTLS in "
                "ldap.conf: Kerberos encrypts the connection then."_s;
-    if (attempt.stage == Stage::SignOn &&
-        (result.code == LDAP_LOCAL_ERROR || result.code == LDAP_INVALID_CREDENTIALS))
-        return ticketRemedy();
+    if (refusesTicket(attempt, result))
+        return ticketRemedy(attempt, result);
     if (attempt.stage == Stage::Search)
         switch (result.code) {
         case LDAP_TIMELIMIT_EXCEEDED:
@@ -85,8 +120,7 @@ QString remedy(const Attempt& attempt, const Result& result) {
             return u"The search exceeds an administrative limit of the domain controller: have its "
                    "LDAP policies raised."_s;
         case LDAP_UNAVAILABLE_CRITICAL_EXTENSION: // no other control is sent
-            return u"The domain controller did not send the list, or its next part, in pages: "
-                   u"wait, "
+            return u"The domain controller did not send the list, or a part of it, in pages: wait, "
                    "then "_s +
                    RefreshOrStartAgain;
         default:
@@ -132,6 +166,12 @@ QString remedy(const Attempt& attempt, const Result& result) {
 
 } // namespace
 
+Failure Failure::at(const QString& servers) const {
+    Attempt attempt = m_attempt;
+    attempt.server = servers;
+    return describeResult(attempt, m_result);
+}
+
 bool Failure::connectionLost() const {
     return m_result.code == LDAP_SERVER_DOWN;
 }
@@ -150,10 +190,14 @@ Failure describeResult(const Attempt& attempt, const Result& result) {
     if (const QString mend = remedy(attempt, result); !mend.isEmpty())
         text += u' ' + mend;
     if (!result.diagnostic.isEmpty())
-        text += u" Reported: "_s + result.diagnostic + u'.';
+        text += u" Reported: "_s + result.diagnostic +
+                (result.diagnostic.endsWith(u'.') ? QString() : u"."_s);
     if (!result.referrals.isEmpty())
         text += u" Referred to: "_s + result.referrals.join(u' ') + u'.';
-    return Failure(text, result);
+    const bool local = refusesTicket(attempt, result)
+                           ? currentTicket().state != Ticket::State::Valid
+                           : result.code == LDAP_AUTH_UNKNOWN; // the SASL library's own
+    return Failure(text, attempt, result, local);
 }
 
 } // namespace rehome::ldap

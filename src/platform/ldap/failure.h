@@ -26,13 +26,14 @@ struct Result {
     QString diagnostic{};
     QStringList referrals{};
     bool sent = true; ///< whether the request can have reached the server
+    QString cause{};  ///< in sentences with remedies, if something was found out about it
 };
 
 /// An Error that still knows its result, for those who may try again.
 class Failure : public Error {
 public:
-    Failure(const QString& description, const Result& result)
-        : Error(description), m_result(result) {}
+    Failure(const QString& description, const Attempt& attempt, const Result& result, bool local)
+        : Error(description), m_attempt(attempt), m_result(result), m_local(local) {}
 
     int code() const { return m_result.code; }
     /// True if the connection was lost before the request's own answer came, whatever notice the
@@ -43,8 +44,15 @@ public:
     /// True where it is certain that the request did not reach the server whole.
     bool notSent() const { return connectionLost() && !m_result.sent; }
 
+    /// True if the fault is this computer's or its user's: no other server would accept the user.
+    bool isLocal() const { return m_local; }
+    /// The same failure of another server, or of several.
+    Failure at(const QString& servers) const;
+
 private:
+    Attempt m_attempt;
     Result m_result;
+    bool m_local;
 };
 
 /// What a result code means, in words and as a number.

@@ -2,6 +2,9 @@
 
 #include "platform/guid.h"
 #include "platform/ldap/tcp_check.h"
+#include "platform/ldap/tls_check.h"
+
+#include <QFileInfo>
 
 #include <ldap.h>
 #include <poll.h>
@@ -60,6 +63,18 @@ void setOption(LDAP* handle, int option, int value) {
     ldap_set_option(handle, option, &value);
 }
 
+using Url = std::unique_ptr<LDAPURLDesc, LibraryFree>;
+
+/// Null if the URI names no host.
+Url withHost(const QString& server) {
+    LDAPURLDesc* parsed = nullptr;
+    ldap_url_parse(server.toUtf8().constData(), &parsed);
+    Url url(parsed);
+    if (url && (qstricmp(url->lud_scheme, "ldapi") == 0 || qstrlen(url->lud_host) == 0))
+        url.reset();
+    return url;
+}
+
 /// StartTLS is asked for by an extension of the URI.
 bool wantsTls(const QString& server) {
     return server.startsWith(u"ldaps:"_s, Qt::CaseInsensitive) ||
@@ -83,6 +98,17 @@ bool demandCertificate(LDAP* handle) {
     setOption(handle, LDAP_OPT_X_TLS_PROTOCOL_MIN, protocol);
     const int client = 0;
     return ldap_set_option(handle, LDAP_OPT_X_TLS_NEWCTX, &client) == LDAP_SUCCESS;
+}
+
+QString unreadableTlsFiles() {
+    QStringList found;
+    for (const int option :
+         {LDAP_OPT_X_TLS_CACERTFILE, LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE,
+          LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CRLFILE})
+        if (const QString path = QString::fromLocal8Bit(textOption(nullptr, option));
+            !path.isEmpty() && !QFileInfo(path).isReadable())
+            found += u"%1 cannot be read"_s.arg(path);
+    return found.join(u"; "_s);
 }
 
 /// An object's name as every domain controller knows it: Windows 2000 takes a GUID only as the 32
@@ -180,20 +206,21 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     const bool tls = wantsTls(server);
     if (tls && !demandCertificate(handle))
         fail({Stage::Connect},
-             {LDAP_CONNECT_ERROR, u"the TLS settings of ldap.conf cannot be used"_s});
+             {.code = LDAP_CONNECT_ERROR,
+              .diagnostic = unreadableTlsFiles(),
+              .cause = u"The TLS settings of ldap.conf cannot be used: correct them."_s});
     checkReachable(connecting, most);
     const timeval limit =
         toTimeval(std::max(milliseconds(connecting.remainingTime()), milliseconds(100)));
     ldap_set_option(handle, LDAP_OPT_NETWORK_TIMEOUT, &limit);
     ldap_set_option(handle, LDAP_OPT_TIMEOUT, &limit);
     const int connected = ldap_connect(handle);
-    // The client library tells a refused certificate from an unreachable server only by the
-    // handshake's empty remark, and goes on in clear where the URI leaves StartTLS optional.
     const QString remark = diagnostic();
     if (m_socketLayer->timedOut() || (connected != LDAP_SUCCESS && connecting.hasExpired()))
         failSilent({Stage::Connect}, most);
-    if (tls && (connected == LDAP_SUCCESS ? ldap_tls_inplace(handle) == 0 : !remark.isEmpty()))
-        fail({Stage::Connect}, {LDAP_CONNECT_ERROR});
+    // The client library goes on in clear where the URI leaves StartTLS optional.
+    if (tls && (connected != LDAP_SUCCESS || ldap_tls_inplace(handle) == 0))
+        failTls(remark, connecting);
     if (connected != LDAP_SUCCESS)
         fail({Stage::Connect}, {connected, remark});
     signOn();
@@ -203,10 +230,8 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
 /// The client library looks names up and connects without our limits, and nothing interrupts it:
 /// that one of the addresses answers is found out beforehand.
 void ServerConnection::checkReachable(QDeadlineTimer deadline, milliseconds limit) {
-    LDAPURLDesc* parsed = nullptr;
-    ldap_url_parse(m_server.toUtf8().constData(), &parsed);
-    const std::unique_ptr<LDAPURLDesc, LibraryFree> url(parsed);
-    if (!url || qstricmp(url->lud_scheme, "ldapi") == 0 || qstrlen(url->lud_host) == 0)
+    const Url url = withHost(m_server);
+    if (!url)
         return;
     try {
         checkTcpPort(QString::fromUtf8(url->lud_host), quint16(url->lud_port), deadline,
@@ -216,6 +241,15 @@ void ServerConnection::checkReachable(QDeadlineTimer deadline, milliseconds limi
             failSilent({Stage::Connect}, limit);
         fail({Stage::Connect}, {LDAP_SERVER_DOWN, error.description()});
     }
+}
+
+void ServerConnection::failTls(const QString& remark, QDeadlineTimer deadline) {
+    Result result{LDAP_CONNECT_ERROR, remark};
+    if (const Url url = withHost(m_server))
+        result.cause =
+            tlsFaults(QString::fromUtf8(url->lud_host), quint16(url->lud_port),
+                      qstricmp(url->lud_scheme, "ldaps") != 0, deadline, m_settings.interruption);
+    fail({Stage::Connect}, result);
 }
 
 void ServerConnection::signOn() {

@@ -159,12 +159,26 @@ private Q_SLOTS:
         QCOMPARE(first.log.count('b'), 2); // of its own session; refused
         QCOMPARE(second.log.count('b'), 3);
     }
-    void saysWhatADomainControllerDemands() {
+    void tellsEqualReasonsOnce() {
+        QStringList servers;
+        for (int i = 0; i < 40; ++i)
+            servers += QString("ldapi://%2Fnowhere") + QString::number(i);
+        const QString said = test::errorOf([&] {
+            (void)ldap::LdapEngine({1s, 1s, 1000, servers}).openSession();
+        });
+        QCOMPARE(said.count("failed"), 1);
+        test::checkPart(said, servers.join(", "));
+        // No other server would accept a user without a ticket.
+        qputenv("KRB5CCNAME", "FILE:/nowhere");
         Server server{{}};
         server.signsOn = LDAP_INVALID_CREDENTIALS;
+        ldap::LdapEngine engine({1s, 1s, 1000, QStringList(40, server.uri)});
+        test::checkPart(test::errorOf([&] { (void)engine.openSession(); }), "run kinit");
+        QCOMPARE(server.log.count('b'), 2); // with its own session
         server.remark = "80090346: LdapErr: DSID-0C0904F5, comment: AcceptSecurityContext error";
-        test::checkPart(test::errorOf([&] { (void)server.engine.openSession(); }),
+        test::checkPart(test::errorOf([&] { (void)engine.openSession(); }),
                         "demands channel binding");
+        QCOMPARE(server.log.count('b'), 42);
     }
     void pagesThroughMoreThanAServerSendsAtOnce() {
         const auto answer = [](const Request& asked) {

@@ -223,7 +223,7 @@ private Q_SLOTS:
     void signingOnSaysWhatIsMissing() {
         // Another spelling of the address, which the certificate does not hold.
         const QString alias = QString::number(ntohl(inet_addr(qPrintable(m_address))));
-        const QString silent = qEnvironmentVariable("REHOME_TEST_WEB") + "5:443";
+        const QString web = qEnvironmentVariable("REHOME_TEST_WEB"), silent = web + "5:443";
         const QString starting = "ldap://%1/??\?\?%2StartTLS";
         using Case = std::tuple<const char*, QStringList, QString>;
         for (const auto& [ticket, servers, said] :
@@ -235,8 +235,12 @@ private Q_SLOTS:
                          {"admin.cc", {starting.arg(m_address, "!")}, ""},
                          {"admin.cc", {"ldaps://" + silent}, "no answer within 2 seconds"},
                          {"admin.cc", {starting.arg(silent, "!")}, "no answer within 2 seconds"},
-                         {"admin.cc", {"ldaps://" + alias}, "is not trusted"},
-                         {"admin.cc", {starting.arg(alias, "")}, "is not trusted"}}) {
+                         {"admin.cc", {"ldaps://" + alias}, "lacks the name"},
+                         {"admin.cc", {starting.arg(alias, "")}, "lacks the name"},
+                         {"admin.cc", {"ldaps://" + web + "6:443"}, "other names ("},
+                         {"admin.cc", {"ldaps://" + web + "2:443"}, "not know the authority"},
+                         {"admin.cc", {"ldaps://" + web + "3:443"}, "TLS version or cipher"},
+                         {"admin.cc", {"ldap://" + alias}, "rdns = false"}}) {
             useTicket(ticket);
             const QString seen = errorOf([&] { test::one(*limited(servers).openSession(), ""); });
             checkPart(seen, said);
