@@ -1,9 +1,11 @@
 // slapd knows no <GUID=…>. The linker puts these two between the engine and the client library;
-// they turn such a base into the distinguished name, which the number of the user in the first
-// eight digits tells. REHOME_BENCH_USERS names the users' container; without it nothing is turned.
+// they turn such a base into the distinguished name. Its first four bytes, in hexadecimal digits,
+// are the number of the user, least significant byte first. REHOME_BENCH_USERS names the users'
+// container; without it nothing is turned.
 
 #include <ldap.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -29,8 +31,9 @@ std::string knownToSlapd(const char* base) {
     if (!users || !base || std::strncmp(base, start, std::strlen(start)) != 0)
         return base ? base : "";
     const std::string digits(base + std::strlen(start), 8);
+    const auto number = __builtin_bswap32(std::uint32_t(std::strtoul(digits.c_str(), nullptr, 16)));
     char name[32];
-    std::snprintf(name, sizeof name, "cn=user%05lu,", std::strtoul(digits.c_str(), nullptr, 16));
+    std::snprintf(name, sizeof name, "cn=user%05u,", number);
     return std::string(name) + users;
 }
 

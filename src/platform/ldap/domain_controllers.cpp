@@ -6,6 +6,10 @@
 
 #include <ldap.h>
 
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 namespace rehome::ldap {
 
 std::shared_ptr<ServerConnection> DomainControllers::connect() {
@@ -13,7 +17,7 @@ std::shared_ptr<ServerConnection> DomainControllers::connect() {
         m_servers = m_settings.servers.isEmpty() ? locateServers() : m_settings.servers;
     const Health before = *m_health;
     const bool reviving = before.silent && !before.hurry.hasExpired();
-    QStringList failures;
+    std::vector<std::pair<Failure, QStringList>> failures; // equal ones together
     for (qsizetype i = 0; i < m_servers.size(); ++i) {
         if (m_settings.interruption)
             m_settings.interruption->waitFor(m_servers.at(i));
@@ -25,13 +29,26 @@ std::shared_ptr<ServerConnection> DomainControllers::connect() {
             m_servers.move(i, 0);
             return connection;
         } catch (const Failure& failure) {
-            failures += failure.description();
+            const QString reason = failure.at({}).description();
+            const auto known =
+                std::find_if(failures.begin(), failures.end(), [&](const auto& other) {
+                    return other.first.at({}).description() == reason;
+                });
+            if (known == failures.end())
+                failures.emplace_back(failure, m_servers.at(i));
+            else
+                known->second += m_servers.at(i);
+            if (failure.isLocal())
+                break;
         }
     }
     // Servers may have moved: look again the next time, except where that may take long too.
     if (m_health->timeouts == before.timeouts)
         m_servers.clear();
-    throw Error(failures.join(u'\n'));
+    QStringList descriptions;
+    for (const auto& [failure, servers] : failures)
+        descriptions += failure.at(servers.join(QStringLiteral(", "))).description();
+    throw Error(descriptions.join(u'\n'));
 }
 
 bool DomainControllers::pages(const std::shared_ptr<ServerConnection>& connection) {

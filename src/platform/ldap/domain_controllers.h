@@ -19,8 +19,8 @@ public:
     const LdapSettings& settings() const { return m_settings; }
     /// Signs on at the first server that lets us. Later calls begin with the one that did: a change
     /// takes a while to reach the others. Once a limit has run out, a server must also let its root
-    /// object be read, within a short limit while the directory stays silent. Throws Error naming
-    /// what each server said.
+    /// object be read, within a short limit while the directory stays silent. A fault of this
+    /// computer ends the round. Throws Error naming each reason once, with its servers.
     std::shared_ptr<ServerConnection> connect();
     /// Whether the server's root object offers the paged-results control (RFC 2696). Asked once for
     /// each server. Throws Failure where the connection is lost.

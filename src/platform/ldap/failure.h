@@ -26,16 +26,18 @@ struct Result {
     QString diagnostic{};
     QStringList referrals{};
     bool sent = true; ///< whether the request can have reached the server
+    QString cause{};  ///< in sentences with remedies, if something was found out about it
 };
 
 /// An Error that still knows its result, for those who may try again.
 class Failure : public Error {
 public:
-    Failure(const QString& description, const Result& result)
-        : Error(description), m_result(result) {}
+    Failure(const QString& description, const Attempt& attempt, const Result& result, bool local)
+        : Error(description), m_attempt(attempt), m_result(result), m_local(local) {}
 
     int code() const { return m_result.code; }
-    /// True where the server has dropped the connection; false where it is only silent.
+    /// True if the connection was lost before the request's own answer came, whatever notice the
+    /// server gave; false if it is only silent.
     bool connectionLost() const;
     /// True where the server no longer knows us: signing on again may help.
     bool sessionEnded() const;
@@ -47,9 +49,19 @@ public:
     /// noSuchAttribute, constraintViolation, attributeOrValueExists, noSuchObject).
     bool changedSince() const;
 
+    /// True if the fault is this computer's or its user's: no other server would accept the user.
+    bool isLocal() const { return m_local; }
+    /// The same failure of another server, or of several.
+    Failure at(const QString& servers) const;
+
 private:
+    Attempt m_attempt;
     Result m_result;
+    bool m_local;
 };
+
+/// What a result code means, in words and as a number.
+QString codeText(int code);
 
 /// The one place where results become descriptions: what was tried, on what, what the server said,
 /// and the remedy where there is one.

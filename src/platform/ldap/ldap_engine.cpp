@@ -4,13 +4,22 @@
 #include "platform/ldap/failure.h"
 #include "platform/ldap/search_stream.h"
 #include "platform/ldap/server_connection.h"
+#include "platform/ldap/waiting.h"
 
+#include <ldap.h>
+
+#include <array>
 #include <utility>
 #include <vector>
 
 namespace rehome::ldap {
 
+using namespace std::chrono_literals;
+
 namespace {
+
+/// Before each further attempt at a change that a busy server has refused, 2 s at most in all.
+constexpr std::array BusyPauses{200ms, 500ms, 1000ms};
 
 class LdapSession : public engine::Session {
     void connect() {
@@ -65,18 +74,26 @@ public:
                       [](const Failure& failure) { return failure.sessionEnded(); });
         if (writable.isEmpty())
             return;
-        // A server that answers "unavailable" has refused the change. One that hangs up instead of
-        // answering may have made it.
+        // A server that hangs up, or says that it will, instead of answering may have made the
+        // change.
+        const QDeadlineTimer busyUntil(2s);
+        const auto* pause = BusyPauses.begin();
         try {
-            retryOnce(
+            while (!retryOnce(
                 [&] {
-                    const int request = m_connection->sendModify(name, writable);
-                    m_connection->finish(request, {Stage::Modify, name});
+                    try {
+                        const int request = m_connection->sendModify(name, writable);
+                        m_connection->finish(request, {Stage::Modify, name});
+                        return true;
+                    } catch (const Failure& failure) { // a busy server has not made the change
+                        if (failure.code() != LDAP_BUSY || pause == BusyPauses.end() ||
+                            busyUntil.remainingTime() < pause->count())
+                            throw;
+                        return false;
+                    }
                 },
-                [](const Failure& failure) {
-                    return failure.notSent() ||
-                           (failure.sessionEnded() && !failure.connectionLost());
-                });
+                [](const Failure& failure) { return failure.notSent(); }))
+                awaitEvent(-1, 0, QDeadlineTimer(*pause++), m_controllers.settings().interruption);
         } catch (const Failure& failure) {
             if (failure.changedSince())
                 throw engine::ChangedSince(failure.description());

@@ -191,7 +191,7 @@ void SearchStream::completeRanges(engine::Entry& entry) {
         for (;;) {
             if (!range || range->first != values.size() ||
                 (range->last >= 0 &&
-                 (part.isEmpty() || range->last + 1 != values.size() + part.size())))
+                 (part.isEmpty() || range->last != values.size() + part.size() - 1)))
                 refuse(u"%1 has more than the %2 values that were sent"_s.arg(name).arg(
                     values.size()));
             values += part;

@@ -1,6 +1,10 @@
 #include "platform/ldap/server_connection.h"
 
+#include "platform/guid.h"
 #include "platform/ldap/tcp_check.h"
+#include "platform/ldap/tls_check.h"
+
+#include <QFileInfo>
 
 #include <ldap.h>
 #include <poll.h>
@@ -23,6 +27,11 @@ namespace {
 /// What the SASL layer must at least seal with where TLS does not: above 1, which only signs, and
 /// no more than the weakest cipher that Kerberos still has.
 constexpr ber_len_t LeastStrength = 56;
+
+/// All properties of the SASL layer, so that SASL_SECPROPS of ldap.conf can neither weaken nor
+/// break it. A domain controller refuses to encrypt twice.
+constexpr char WithinTls[] = "noanonymous,noplain,minssf=0,maxssf=0,maxbufsize=65536";
+constexpr char WithoutTls[] = "noanonymous,noplain,minssf=56,maxssf=65535,maxbufsize=65536";
 
 /// A server that writes entry by entry would have to wake us for each: a quarter of our processor
 /// time, and a twentieth of what a long list takes.
@@ -54,6 +63,18 @@ void setOption(LDAP* handle, int option, int value) {
     ldap_set_option(handle, option, &value);
 }
 
+using Url = std::unique_ptr<LDAPURLDesc, LibraryFree>;
+
+/// Null if the URI names no host.
+Url withHost(const QString& server) {
+    LDAPURLDesc* parsed = nullptr;
+    ldap_url_parse(server.toUtf8().constData(), &parsed);
+    Url url(parsed);
+    if (url && (qstricmp(url->lud_scheme, "ldapi") == 0 || qstrlen(url->lud_host) == 0))
+        url.reset();
+    return url;
+}
+
 /// StartTLS is asked for by an extension of the URI.
 bool wantsTls(const QString& server) {
     return server.startsWith(u"ldaps:"_s, Qt::CaseInsensitive) ||
@@ -61,10 +82,12 @@ bool wantsTls(const QString& server) {
            server.contains(QLatin1String(LDAP_EXOP_START_TLS));
 }
 
-/// Has certificates verified whatever TLS_REQCERT says: a TLS context of the handle's own, with the
-/// other TLS settings of the client library, which such a context does not inherit.
+/// Has certificates verified whatever TLS_REQCERT and TLS_REQSAN say: a TLS context of the handle's
+/// own, with the other TLS settings of the client library, which such a context does not inherit.
 bool demandCertificate(LDAP* handle) {
     setOption(handle, LDAP_OPT_X_TLS_REQUIRE_CERT, LDAP_OPT_X_TLS_DEMAND);
+    // The common name counts only if the certificate has no list of names.
+    setOption(handle, LDAP_OPT_X_TLS_REQUIRE_SAN, LDAP_OPT_X_TLS_TRY);
     for (const int option :
          {LDAP_OPT_X_TLS_CACERTFILE, LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE,
           LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CRLFILE, LDAP_OPT_X_TLS_CIPHER_SUITE})
@@ -75,6 +98,42 @@ bool demandCertificate(LDAP* handle) {
     setOption(handle, LDAP_OPT_X_TLS_PROTOCOL_MIN, protocol);
     const int client = 0;
     return ldap_set_option(handle, LDAP_OPT_X_TLS_NEWCTX, &client) == LDAP_SUCCESS;
+}
+
+QString unreadableTlsFiles() {
+    QStringList found;
+    for (const int option :
+         {LDAP_OPT_X_TLS_CACERTFILE, LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE,
+          LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CRLFILE})
+        if (const QString path = QString::fromLocal8Bit(textOption(nullptr, option));
+            !path.isEmpty() && !QFileInfo(path).isReadable())
+            found += u"%1 cannot be read"_s.arg(path);
+    return found.join(u"; "_s);
+}
+
+/// An object's name as every domain controller knows it: Windows 2000 takes a GUID only as the 32
+/// hexadecimal digits of its bytes ([MS-ADTS] 3.1.1.3.1.2.4).
+QByteArray nameToSend(const QString& name) {
+    const QUuid guid(name.mid(6, 36));
+    if (name.compare(u"<GUID=%1>"_s.arg(guid.toString(QUuid::WithoutBraces)),
+                     Qt::CaseInsensitive) != 0)
+        return libraryText(name);
+    return "<GUID=" + platform::octetsFromGuid(guid).toHex() + '>';
+}
+
+/// What a notice of disconnection says (RFC 4511 4.4.1); null for any other unsolicited message.
+QString disconnection(LDAP* handle, LDAPMessage* message) {
+    char* identifier = nullptr;
+    berval* data = nullptr;
+    const int found = ldap_parse_extended_result(handle, message, &identifier, &data, 0);
+    const Text owned(identifier);
+    ber_bvfree(data);
+    if (found != LDAP_SUCCESS || qstrcmp(identifier, LDAP_NOTICE_OF_DISCONNECTION) != 0)
+        return {};
+    int code = LDAP_SUCCESS;
+    char* text = nullptr;
+    ldap_parse_result(handle, message, &code, nullptr, &text, nullptr, nullptr, 0);
+    return codeText(code) + u": "_s + QString::fromUtf8(Text(text).get()).trimmed();
 }
 
 /// What the client library is set to say of the user; everything else is answered with what the
@@ -137,26 +196,31 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
     // A reverse name look-up would let whoever answers it choose the server to trust. The Kerberos
     // library may still make one: that is set in krb5.conf.
     ldap_set_option(handle, LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON);
+    // A firewall that forgets an idle connection would cost the next request its whole limit.
+    setOption(handle, LDAP_OPT_X_KEEPALIVE_IDLE, 120); // seconds
+    setOption(handle, LDAP_OPT_X_KEEPALIVE_INTERVAL, 15);
+    setOption(handle, LDAP_OPT_X_KEEPALIVE_PROBES, 4);
     // Limits set for other programs in ldap.conf would cut lists short.
     setOption(handle, LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT);
     setOption(handle, LDAP_OPT_DEREF, LDAP_DEREF_NEVER);
     const bool tls = wantsTls(server);
     if (tls && !demandCertificate(handle))
         fail({Stage::Connect},
-             {LDAP_CONNECT_ERROR, u"the TLS settings of ldap.conf cannot be used"_s});
+             {.code = LDAP_CONNECT_ERROR,
+              .diagnostic = unreadableTlsFiles(),
+              .cause = u"The TLS settings of ldap.conf cannot be used: correct them."_s});
     checkReachable(connecting, most);
     const timeval limit =
         toTimeval(std::max(milliseconds(connecting.remainingTime()), milliseconds(100)));
     ldap_set_option(handle, LDAP_OPT_NETWORK_TIMEOUT, &limit);
     ldap_set_option(handle, LDAP_OPT_TIMEOUT, &limit);
     const int connected = ldap_connect(handle);
-    // The client library tells a refused certificate from an unreachable server only by the
-    // handshake's empty remark, and goes on in clear where the URI leaves StartTLS optional.
     const QString remark = diagnostic();
     if (m_socketLayer->timedOut() || (connected != LDAP_SUCCESS && connecting.hasExpired()))
         failSilent({Stage::Connect}, most);
-    if (tls && (connected == LDAP_SUCCESS ? ldap_tls_inplace(handle) == 0 : !remark.isEmpty()))
-        fail({Stage::Connect}, {LDAP_CONNECT_ERROR});
+    // The client library goes on in clear where the URI leaves StartTLS optional.
+    if (tls && (connected != LDAP_SUCCESS || ldap_tls_inplace(handle) == 0))
+        failTls(remark, connecting);
     if (connected != LDAP_SUCCESS)
         fail({Stage::Connect}, {connected, remark});
     signOn();
@@ -166,10 +230,8 @@ ServerConnection::ServerConnection(const QString& server, const LdapSettings& se
 /// The client library looks names up and connects without our limits, and nothing interrupts it:
 /// that one of the addresses answers is found out beforehand.
 void ServerConnection::checkReachable(QDeadlineTimer deadline, milliseconds limit) {
-    LDAPURLDesc* parsed = nullptr;
-    ldap_url_parse(m_server.toUtf8().constData(), &parsed);
-    const std::unique_ptr<LDAPURLDesc, LibraryFree> url(parsed);
-    if (!url || qstricmp(url->lud_scheme, "ldapi") == 0 || qstrlen(url->lud_host) == 0)
+    const Url url = withHost(m_server);
+    if (!url)
         return;
     try {
         checkTcpPort(QString::fromUtf8(url->lud_host), quint16(url->lud_port), deadline,
@@ -181,16 +243,22 @@ void ServerConnection::checkReachable(QDeadlineTimer deadline, milliseconds limi
     }
 }
 
+void ServerConnection::failTls(const QString& remark, QDeadlineTimer deadline) {
+    Result result{LDAP_CONNECT_ERROR, remark};
+    if (const Url url = withHost(m_server))
+        result.cause =
+            tlsFaults(QString::fromUtf8(url->lud_host), quint16(url->lud_port),
+                      qstricmp(url->lud_scheme, "ldaps") != 0, deadline, m_settings.interruption);
+    fail({Stage::Connect}, result);
+}
+
 void ServerConnection::signOn() {
     LDAP* handle = m_handle.get();
     const bool local = m_server.startsWith(u"ldapi:"_s, Qt::CaseInsensitive);
     const bool tls = ldap_tls_inplace(handle) != 0;
-    ldap_set_option(handle, LDAP_OPT_X_SASL_SECPROPS, "noanonymous,noplain");
-    // A domain controller refuses to seal twice.
-    ber_len_t least = tls ? 0 : LeastStrength;
-    ldap_set_option(handle, LDAP_OPT_X_SASL_SSF_MIN, &least);
-    if (tls)
-        ldap_set_option(handle, LDAP_OPT_X_SASL_SSF_MAX, &least);
+    ldap_set_option(handle, LDAP_OPT_X_SASL_SECPROPS, tls ? WithinTls : WithoutTls);
+    // Within TLS, domain controllers may refuse a ticket that is not bound to their certificate.
+    setOption(handle, LDAP_OPT_X_SASL_CBINDING, LDAP_OPT_X_SASL_CBINDING_TLS_ENDPOINT);
 
     const QByteArray chosen = textOption(handle, LDAP_OPT_X_SASL_MECH);
     QByteArrayList mechanisms{"GSS-SPNEGO", "GSSAPI"};
@@ -265,7 +333,7 @@ int ServerConnection::sendSearch(const engine::SearchRequest& request, int pageS
                       : request.scope == engine::Scope::OneLevel ? LDAP_SCOPE_ONELEVEL
                                                                  : LDAP_SCOPE_SUBTREE;
     int number = 0;
-    const int code = ldap_search_ext(m_handle.get(), libraryText(request.base).constData(), scope,
+    const int code = ldap_search_ext(m_handle.get(), nameToSend(request.base).constData(), scope,
                                      libraryText(request.filter).constData(),
                                      names.empty() ? nullptr : attributes.data(), 0,
                                      controls.data(), nullptr, nullptr, LDAP_NO_LIMIT, &number);
@@ -305,7 +373,7 @@ int ServerConnection::sendModify(const QString& name, const QList<engine::Change
     }
     modifications.push_back(nullptr);
     int number = 0;
-    const int code = ldap_modify_ext(m_handle.get(), libraryText(name).constData(),
+    const int code = ldap_modify_ext(m_handle.get(), nameToSend(name).constData(),
                                      modifications.data(), nullptr, nullptr, &number);
     return sent(code, number, {Stage::Modify, name});
 }
@@ -334,6 +402,7 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
     ldap_get_option(handle, LDAP_OPT_SOCKBUF, &buffer);
     const QDeadlineTimer deadline(shortened(limit, attempt.stage));
     Message message;
+    QString notice;
     int type = 0;
     bool gathers = until == Until::ManyCame;
     const auto gather = [&] {
@@ -341,17 +410,24 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
             std::this_thread::sleep_for(Gathering);
         return std::exchange(gathers, false);
     };
-    do { // our own wait, since the library's cannot be interrupted
+    const auto take = [&](int number, int all) {
         timeval now{};
         LDAPMessage* received = nullptr;
-        type =
-            ldap_result(handle, request, until == Until::AllCame ? LDAP_MSG_ALL : LDAP_MSG_RECEIVED,
-                        &now, &received);
+        const int taken = ldap_result(handle, number, all, &now, &received);
         message.reset(received);
+        return taken;
+    };
+    do { // our own wait, since the library's cannot be interrupted
+        // The library shows the words of a notice of disconnection only to whoever asks for
+        // unsolicited messages. A search is sent again instead.
+        if (attempt.stage == Stage::Modify && take(LDAP_RES_UNSOLICITED, LDAP_MSG_ONE) > 0)
+            notice = disconnection(handle, message.get());
+        type = take(request, until == Until::AllCame ? LDAP_MSG_ALL : LDAP_MSG_RECEIVED);
         // It may have read messages and yet told of none, since its time was over.
-    } while (type == 0 && (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_DATA_READY, nullptr) > 0 ||
-                           m_socketLayer->anyRead() || gather() ||
-                           m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
+    } while (type == 0 && notice.isEmpty() &&
+             (ber_sockbuf_ctrl(buffer, LBER_SB_OPT_DATA_READY, nullptr) > 0 ||
+              m_socketLayer->anyRead() || gather() ||
+              m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
     if (type > 0) {
         if (attempt.stage == Stage::Search)
             heard();
@@ -360,9 +436,13 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
     if (m_socketLayer->timedOut())
         failSilent(attempt, limit);
     m_lost = true;
+    if (!notice.isEmpty())
+        fail(attempt, {LDAP_SERVER_DOWN, notice});
+    // The library returns the code of a notice of disconnection as if the request had been
+    // answered. The server may have carried the request out all the same.
     int code = LDAP_SERVER_DOWN;
     ldap_get_option(handle, LDAP_OPT_RESULT_CODE, &code);
-    fail(attempt, {code == LDAP_SUCCESS ? LDAP_SERVER_DOWN : code, diagnostic()});
+    fail(attempt, {std::min(code, LDAP_SERVER_DOWN), code > 0 ? codeText(code) : diagnostic()});
 }
 
 milliseconds ServerConnection::shortened(milliseconds limit, Stage stage) const {
@@ -403,7 +483,7 @@ QByteArray ServerConnection::checkResult(LDAPMessage* message, const Attempt& at
     Result result{code, QString::fromUtf8(text).trimmed()};
     for (char** address = addresses; address && *address; ++address)
         result.referrals += QString::fromUtf8(*address);
-    m_lost = m_lost || code == LDAP_UNAVAILABLE; // what a ticket that ran out looks like
+    m_lost = m_lost || code == LDAP_UNAVAILABLE; // the session may have ended with its ticket
     if (code != LDAP_SUCCESS)
         fail(attempt, result);
     LDAPControl* page = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, list, nullptr);

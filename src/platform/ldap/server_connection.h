@@ -71,6 +71,7 @@ public:
 
 private:
     void checkReachable(QDeadlineTimer deadline, std::chrono::milliseconds limit);
+    [[noreturn]] void failTls(const QString& remark, QDeadlineTimer deadline);
     void signOn();
     Result bind(const char* mechanism);
     int sent(int code, int request, const Attempt& attempt);

@@ -26,9 +26,9 @@ using Message = Owned<BerElement, [](BerElement* message) { ber_free(message, 1)
 /// A request about CN=x (RFC 4511), and what is said to it.
 struct Request {
     Sockbuf* socket;
-    int id;
-    ber_tag_t kind;
-    QByteArray content; ///< with the controls, not decoded
+    int id = 0;
+    ber_tag_t kind = 0;
+    QByteArray content{}; ///< with the controls, not decoded
 
     bool paged() const { return content.contains(LDAP_CONTROL_PAGEDRESULTS); }
     /// Where a search goes on: the number of its cookie, which is "=number", or of its range.
@@ -45,9 +45,9 @@ struct Request {
         texts.push_back(nullptr);
         send("{it{s{{s[v]}}}}", LDAP_RES_SEARCH_ENTRY, name.data(), type.data(), texts.data());
     }
-    void result(int code = LDAP_SUCCESS) const {
+    void result(int code = LDAP_SUCCESS, const char* remark = "") const {
         const bool search = kind == LDAP_REQ_SEARCH;
-        send("{it{ess}}", search ? LDAP_RES_SEARCH_RESULT : kind + 1, code, "", "");
+        send("{it{ess}}", search ? LDAP_RES_SEARCH_RESULT : kind + 1, code, "", remark);
     }
     void hangUp() const {
         int descriptor = -1;
@@ -95,7 +95,7 @@ struct Server {
                 QTest::qSleep(10); // for the end of the answer to come by itself
             }
             if (asked.kind == LDAP_REQ_SEARCH || asked.kind == LDAP_REQ_BIND)
-                asked.result(asked.kind == LDAP_REQ_BIND ? signsOn.load() : LDAP_SUCCESS);
+                asked.result(asked.kind == LDAP_REQ_BIND ? signsOn.load() : LDAP_SUCCESS, remark);
         }
     }
 
@@ -103,8 +103,9 @@ struct Server {
     std::atomic<int> requests = 0; ///< so far, but for those of a new session
     std::atomic<bool> frozen = false;
     std::atomic<int> signsOn = LDAP_SUCCESS;
-    std::atomic<int> signOnTakes = 0; ///< milliseconds
-    QByteArray log{};                 ///< one letter for each request
+    std::atomic<const char*> remark = ""; ///< where the request is not about CN=x
+    std::atomic<int> signOnTakes = 0;     ///< milliseconds
+    QByteArray log{};                     ///< one letter for each request
     const QTemporaryDir folder{};
     QLocalServer listener{};
     const bool listening = listener.listen(folder.filePath("socket"));
@@ -157,6 +158,27 @@ private Q_SLOTS:
         const auto another = engine.openSession();
         QCOMPARE(first.log.count('b'), 2); // of its own session; refused
         QCOMPARE(second.log.count('b'), 3);
+    }
+    void tellsEqualReasonsOnce() {
+        QStringList servers;
+        for (int i = 0; i < 40; ++i)
+            servers += QString("ldapi://%2Fnowhere") + QString::number(i);
+        const QString said = test::errorOf([&] {
+            (void)ldap::LdapEngine({1s, 1s, 1000, servers}).openSession();
+        });
+        QCOMPARE(said.count("failed"), 1);
+        test::checkPart(said, servers.join(", "));
+        // No other server would accept a user without a ticket.
+        qputenv("KRB5CCNAME", "FILE:/nowhere");
+        Server server{{}};
+        server.signsOn = LDAP_INVALID_CREDENTIALS;
+        ldap::LdapEngine engine({1s, 1s, 1000, QStringList(40, server.uri)});
+        test::checkPart(test::errorOf([&] { (void)engine.openSession(); }), "run kinit");
+        QCOMPARE(server.log.count('b'), 2); // with its own session
+        server.remark = "80090346: LdapErr: DSID-0C0904F5, comment: AcceptSecurityContext error";
+        test::checkPart(test::errorOf([&] { (void)engine.openSession(); }),
+                        "demands channel binding");
+        QCOMPARE(server.log.count('b'), 42);
     }
     void pagesThroughMoreThanAServerSendsAtOnce() {
         const auto answer = [](const Request& asked) {
@@ -227,7 +249,11 @@ private Q_SLOTS:
             };
         };
         for (const auto& [line, said, answer] : QList<std::tuple<int, const char*, Answer>>{
-                 {__LINE__, "something else", ends(LDAP_BUSY)},
+                 {__LINE__, "press Exit, wait, start again. Reported: something else",
+                  ends(LDAP_BUSY)},
+                 {__LINE__, "MaxQueryDuration", ends(LDAP_TIMELIMIT_EXCEEDED)},
+                 {__LINE__, "LDAP policies", ends(LDAP_ADMINLIMIT_EXCEEDED)},
+                 {__LINE__, "in pages", ends(LDAP_UNAVAILABLE_CRITICAL_EXTENSION)},
                  {__LINE__, "ldap://other.test/CN=x", ends(LDAP_REFERRAL)},
                  {__LINE__, "connection to the server was lost", ends(LDAP_SERVER_DOWN)},
                  {__LINE__, "incomplete", ranges(0, 0, "")},
@@ -237,6 +263,7 @@ private Q_SLOTS:
                  {__LINE__, "incomplete", ranges(10, 15, "cn;range=10-19")},
                  {__LINE__, "incomplete", ranges(10, 10, "cn;range=10-9")},
                  {__LINE__, "incomplete", ranges(10, 20, "cn;range=10-x")},
+                 {__LINE__, "incomplete", ranges(10, 20, "cn;range=10-9223372036854775807")},
                  {__LINE__, "incomplete", ranges(10, 20, "sn;range=10-*")},
                  {__LINE__, "incomplete", sends("{it{s}}", "CN=x", "")},
                  {__LINE__, "incomplete", sends("{it{s{{s}}}}", "CN=x", "cn")},
@@ -258,30 +285,69 @@ private Q_SLOTS:
         }
     }
     void aSessionThatHasEndedIsMadeAnewButNoModifySentAgain() {
-        // Each request is answered, unanswered (-), answered before the connection ends (h) or with
-        // what cannot be read (x), or told that the session has ended (u).
-        for (const auto& [operations, answers, said] :
-             {std::tuple("mmssms", "hh.-.-.", "not known whether the change was made"),
-              {"mmssms", "hh.-.x.", "not known whether the change was made"},
-              {"smmm", "u.u.uu.", "(result 52)"}}) { // twice: no third time
+        // Each request is answered, unanswered (-), answered before the connection ends (h), with
+        // what cannot be read (x) or with 52 (u), or the server says that it disconnects (n).
+        for (const auto& [answers, said] :
+             {std::pair("hh.-.-.", "not known whether the change was made"),
+              {"hh.-.x.", "not known whether the change was made"},
+              {"hh.n.n.", "lost.*not known whether the change was made.*has expired"},
+              {"hh.u.u.", "\\(result 52\\)"}}) {
             Server server{[&, answers = answers](const Request& asked) {
                 const char how = answers[server.requests - 1];
                 if (how == 'x')
                     asked.send("{it{}}", LDAP_RES_MODIFY);
+                else if (how == 'n') // of an expired session; of one that was idle
+                    Request{asked.socket}.send(
+                        "{it{essts}}", LDAP_RES_EXTENDED,
+                        asked.kind == LDAP_REQ_MODIFY ? LDAP_UNAVAILABLE
+                                                      : LDAP_STRONG_AUTH_REQUIRED,
+                        "", "it has expired", LDAP_TAG_EXOP_RES_OID, LDAP_NOTICE_OF_DISCONNECTION);
                 else if (how != '-')
                     asked.result(how == 'u' ? LDAP_UNAVAILABLE : LDAP_SUCCESS);
-                if (how == '-' || how == 'h')
+                if (how == '-' || how == 'h' || how == 'n')
                     asked.hangUp();
             }};
             QStringList told;
-            for (const char* operation = operations; *operation; ++operation) {
-                told += failure(*server.session, *operation);
+            for (const char operation : QByteArray("mmssms")) {
+                told += failure(*server.session, operation);
                 QTest::qSleep(50); // what is lost while idle is not noticed
             }
             told.removeAll(QString());
-            QVERIFY2(told.size() == 1 && told.at(0).contains(said), qPrintable(told.join('|')));
+            QVERIFY2(told.size() == 1 && told.at(0).contains(QRegularExpression(said)),
+                     qPrintable(told.join('|')));
             QCOMPARE(server.requests, 7);
             QCOMPARE(server.log.count('b'), 5);
+        }
+    }
+    void namesAnObjectByTheBytesOfItsGuid() {
+        for (const auto& [name, sent] :
+             {std::pair("<GUID=04030201-0605-0807-090A-0b0c0d0e0f10>",
+                        "<GUID=0102030405060708090a0b0c0d0e0f10>"),
+              {"<GUID=04030201-0605-0807-090a0b0c0d0e0f10>",
+               "<GUID=04030201-0605-0807-090a0b0c0d0e0f10>"}}) { // malformed
+            QByteArrayList seen;
+            Server server{[&](const Request& asked) {
+                seen += asked.content;
+                asked.result();
+            }};
+            test::names(*server.session, {name, engine::Scope::Base, "(cn=CN=x)", {"cn"}});
+            server.session->modify(name, {{"mail", {"CN=x"}}});
+            QCOMPARE(seen.size(), 2);
+            QVERIFY(seen.at(0).contains(sent) && seen.at(1).contains(sent));
+        }
+    }
+    void aBusyServerIsAskedAgainForAWhile() {
+        for (const auto& [refusals, sent, said] :
+             {std::tuple(1, 2, ""), {3, 4, ""}, {4, 4, "busy: wait, then press Refresh."}}) {
+            Server server{[&, refusals = refusals](const Request& asked) {
+                asked.result(server.requests > refusals ? LDAP_SUCCESS : LDAP_BUSY);
+            }};
+            const QDeadlineTimer limit(2s);
+            const QString seen = failure(*server.session, 'm');
+            QVERIFY2(seen.contains(said) && seen.isEmpty() == !*said, qPrintable(seen));
+            QVERIFY(!limit.hasExpired());
+            QCOMPARE(server.requests, sent);
+            QCOMPARE(server.log.count('b'), 1); // on the same connection
         }
     }
     void aFrozenDirectoryCostsOneTimeLimit() {
