@@ -26,6 +26,7 @@ hardened() {
         readelf -W --dyn-syms "$1" | grep -E '__[a-z]+_chk@' &&
         (($(objdump -d "$1" | grep -c endbr64) > 100))
 }
+no_search_path() { [[ ! $(readelf -dW "$1") =~ RU?N?PATH ]]; }
 completes() { # WORD COMPLETIONS
     COMP_WORDS=(rehome-rehearsal "$1") COMP_CWORD=1
     _rehome_rehearsal 2>/dev/null
@@ -51,8 +52,9 @@ depends() { dpkg-deb -f "$work/packages/$1"_*.deb Depends | grep -F "$2"; }
 while read -r package needs; do
     check "$package needs $needs" depends "$package" "$needs"
 done <tests/packaging/dependencies
-for program in rehome rehome-rehearsal; do
-    check "$program is hardened" hardened "$root/usr/bin/$program"
+for program in {build,"$root/usr"}/bin/rehome{,-rehearsal}; do
+    check "$program is hardened" hardened "$program"
+    check "$program has no search path for libraries" no_search_path "$program"
 done
 check "the menu entries" desktop-file-validate "$root"/usr/share/applications/*
 check "what the catalogue says" appstreamcli validate --no-net "$root"/usr/share/metainfo/*
