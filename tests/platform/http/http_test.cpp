@@ -96,6 +96,9 @@ private Q_SLOTS:
             {"1", any, "Status: 200\n\n<html/>", "HTTP status 200"},
             {"1", any, "Status: 302\nLocation: https://" + m_web + "9/%2Fx\n\n",
              "refers to https://" + m_web + "9/%2Fx (HTTP status 302), where nothing is sent"},
+            {"1", any, "Status: 302\nLocation: https://x/" + QString(5000, 'x') + "\n\n",
+             "//x/" + QString(1989, 'x') +
+                 "… (HTTP status 302), where nothing is sent. The server"},
             {"1", any, multistatus(good, "404 Not Found"), "HTTP status 404"},
             {"1", any, multistatus(good, "503 No"), "The store CN=Store is not available"},
             {"1", any, multistatus("<m:contacts> </m:contacts>"), "names no contacts folder"},
