@@ -43,5 +43,8 @@ target_compile_options(
               "$<${optimised}:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>"
               "$<${optimised}:-ffile-prefix-map=${PROJECT_BINARY_DIR}=./build>")
 target_link_options(rehome_options INTERFACE "$<${optimised}:LINKER:-z,relro,-z,now,--as-needed>")
+# All libraries are the system's. A search path in a program, with an empty element as CMake leaves one,
+# would also load libraries from the current directory.
+set(CMAKE_SKIP_RPATH ON)
 # The resources' first format holds no times of files.
 set(CMAKE_AUTORCC_OPTIONS --format-version 1)

@@ -22,7 +22,7 @@ set(common "rehome-common (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
 set(window "qt6-qpa-plugins, fonts-liberation2 | fonts-liberation")
 
 set(CPACK_DEBIAN_REHOME_PACKAGE_NAME rehome)
-set(CPACK_DEBIAN_REHOME_PACKAGE_DEPENDS "${common}, ${window}, libsasl2-modules-gssapi-mit")
+set(CPACK_DEBIAN_REHOME_PACKAGE_DEPENDS "${common}, ${window}, libsasl2-modules-gssapi-mit, xauth")
 set(CPACK_DEBIAN_REHOME_PACKAGE_RECOMMENDS "krb5-user")
 set(CPACK_DEBIAN_REHOME_PACKAGE_SUGGESTS "rehome-rehearsal")
 set(CPACK_DEBIAN_REHOME_DESCRIPTION

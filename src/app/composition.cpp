@@ -8,12 +8,13 @@
 #include <QTime>
 
 #include <cstdlib>
+#include <exception>
 
 namespace rehome::app {
 
 namespace {
 
-// Qt's message handler and atexit take functions without a context.
+// Qt's message handler, atexit and set_terminate take functions without a context.
 journal::KeptJournal* theJournal = nullptr;
 
 void writeMessage(QtMsgType type, const QMessageLogContext& context, const QString& text) {
@@ -35,6 +36,24 @@ void writeMessage(QtMsgType type, const QMessageLogContext& context, const QStri
 /// The tool itself never calls exit; Qt does where the display goes away.
 void endedByExit() {
     theJournal->tellStates();
+}
+
+/// Can run on any thread. The journal is the first thread's alone, but the process ends here.
+[[noreturn]] void endedByTerminate() {
+    std::set_terminate(std::abort); // a failure in here must not come back
+    QString reason = QStringLiteral("std::terminate was called");
+    try {
+        if (const std::exception_ptr failure = std::current_exception())
+            std::rethrow_exception(failure);
+    } catch (const std::exception& failure) {
+        reason = describe(failure);
+    } catch (...) {
+        reason = QStringLiteral("an exception of an unknown type was not handled");
+    }
+    theJournal->Tell(platform::Event::Remark,
+                     QStringLiteral("Internal error, please report it: %1").arg(reason), {});
+    theJournal->tellStates();
+    std::abort();
 }
 
 int runWindow(Application& application, const Engines& engines, const QString& caption) {
@@ -64,6 +83,7 @@ int runProgram(int argc, char** argv, const QString& title, journal::KeptJournal
     theJournal = &journal;
     qInstallMessageHandler(writeMessage);
     std::atexit(endedByExit);
+    std::set_terminate(endedByTerminate);
     Signals fromOutside([&] { journal.tellStates(); }, journal.progress());
     Application application(argc, argv, title, journal, fromOutside);
     try {

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <utility>
@@ -17,7 +18,9 @@ constexpr int Ending[] = {SIGINT, SIGTERM, SIGHUP};
 
 // A handler knows nothing but what is global.
 int pipeEnds[2] = {-1, -1};
-volatile std::sig_atomic_t received = 0;
+// Set on whichever thread the signal interrupts, and read on the first one.
+std::atomic<int> received = 0;
+static_assert(std::atomic<int>::is_always_lock_free, "a handler must not wait for a lock");
 
 extern "C" void noteSignal(int signal) {
     const int kept = errno;

@@ -46,4 +46,9 @@ QString shownMessage(const QString& text) {
     return replaced(text, [](char32_t point) { return point == U'\n' || point == U'\t'; });
 }
 
+QString remoteText(const QString& said) {
+    constexpr qsizetype MaxLength = 2'000;
+    return said.size() <= MaxLength ? said : said.left(MaxLength - 1) + u'…';
+}
+
 } // namespace rehome::platform

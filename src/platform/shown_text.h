@@ -13,4 +13,9 @@ QString shownText(const QString& name);
 /// The same for a whole message, whose tabs and line feeds stay.
 QString shownMessage(const QString& text);
 
+/// What another computer said, for a description: at most 2,000 characters, and "…" at the end of
+/// what was longer. To be called where such a text enters the description, so that our own words
+/// after it, such as the remedy, stay whole.
+QString remoteText(const QString& said);
+
 } // namespace rehome::platform

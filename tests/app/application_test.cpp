@@ -16,6 +16,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <thread>
 
 using namespace rehome;
 
@@ -74,6 +75,8 @@ int move(app::Application& application, const QByteArray& what) {
     } else {
         moveFirst();
     }
+    if (what == "terminate")
+        std::thread([] { throw Error("it failed"); }).join();
     std::puts(qPrintable("home: " + w.home("CN=u1,DC=t")));
     return 0;
 }
@@ -142,7 +145,8 @@ private Q_SLOTS:
               // Signals (128 and their number) strike between mailboxes, of which there are four.
               {"drop 2>stream",
                "143\n.*stream:\n(?!.* summary: .* summary: ).* summary: u1@t \\{[^\n]*\\}: moved; "
-               "not opened; address not checked\n"}}) {
+               "not opened; address not checked\n"},
+              {"terminate 2>stream", "134\n.* error.*: it failed\n.* summary: .*; not opened"}}) {
             const QString seen = run(QString("exec 3>&1; \"$0\" ") + command);
             const QRegularExpression expected("(?s)^status " + pattern);
             QVERIFY2(expected.match(seen).hasMatch(), qPrintable(command + (": " + seen)));

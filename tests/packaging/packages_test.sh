@@ -26,10 +26,13 @@ hardened() {
         readelf -W --dyn-syms "$1" | grep -E '__[a-z]+_chk@' &&
         (($(objdump -d "$1" | grep -c endbr64) > 100))
 }
-completes() { # WORD COMPLETIONS
-    COMP_WORDS=(rehome-rehearsal "$1") COMP_CWORD=1
-    _rehome_rehearsal 2>/dev/null
-    [[ ${COMPREPLY[*]} == "$2" ]]
+no_search_path() { [[ ! $(readelf -dW "$1") =~ RU?N?PATH ]]; }
+completes() { # PROGRAM WORD COMPLETIONS
+    # shellcheck disable=SC1090
+    source "$root/usr/share/bash-completion/completions/$1"
+    COMP_WORDS=("$1" "$2") COMP_CWORD=1
+    "_${1//-/_}" 2>/dev/null
+    [[ ${COMPREPLY[*]} == "$3" ]]
 }
 
 cpack --config build/release/CPackConfig.cmake -B "$work/packages" >"$work/log" 2>&1 ||
@@ -51,21 +54,22 @@ depends() { dpkg-deb -f "$work/packages/$1"_*.deb Depends | grep -F "$2"; }
 while read -r package needs; do
     check "$package needs $needs" depends "$package" "$needs"
 done <tests/packaging/dependencies
-for program in rehome rehome-rehearsal; do
-    check "$program is hardened" hardened "$root/usr/bin/$program"
+for program in {build,"$root/usr"}/bin/rehome{,-rehearsal}; do
+    check "$program is hardened" hardened "$program"
+    check "$program has no search path for libraries" no_search_path "$program"
 done
 check "the menu entries" desktop-file-validate "$root"/usr/share/applications/*
 check "what the catalogue says" appstreamcli validate --no-net "$root"/usr/share/metainfo/*
-for program in rehome-rehearsal rehome-snapshot rehome-check; do
+for program in rehome-{as,rehearsal,snapshot,check}; do
     check "$program knows its version" grep -Fx \
         "$program $(dpkg-deb -f "$work"/packages/rehome_*.deb Version | sed 's/-1$//')" \
         <("$root/usr/bin/$program" --version)
     check "$program's help" grep -E "^Usage: $program" <("$root/usr/bin/$program" --help)
 done
-# shellcheck disable=SC1091
-source "$root/usr/share/bash-completion/completions/rehome-rehearsal"
-check "a file is completed" completes src/platform/embedded/organ{,isation.ldif}
-check "an option is completed" completes --v --version
+check "a file is completed" completes rehome-rehearsal src/platform/embedded/organ{,isation.ldif}
+for program in rehome-{as,rehearsal}; do
+    check "an option of $program is completed" completes "$program" --v --version
+done
 
 (rebuild)
 check "another build makes the same packages" diff -r "$work/packages" build/another/build/packages

@@ -1,5 +1,7 @@
 #include "platform/http/failure.h"
 
+#include "platform/shown_text.h"
+
 namespace rehome::http {
 
 using namespace Qt::Literals::StringLiterals;
@@ -76,7 +78,7 @@ Error describeStatus(const Attempt& attempt, int status, const QString& redirect
     if (!redirect.isEmpty())
         return describeFailure(attempt,
                                u"it refers to %1 (HTTP status %2), where nothing is sent"_s.arg(
-                                   redirect, QString::number(status)),
+                                   platform::remoteText(redirect), QString::number(status)),
                                u"The server that holds the store must answer itself."_s);
     return describeFailure(attempt, u"it answered with HTTP status %1"_s.arg(status),
                            statusRemedy(attempt, status));

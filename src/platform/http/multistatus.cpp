@@ -1,6 +1,7 @@
 #include "platform/http/multistatus.h"
 
 #include "platform/error.h"
+#include "platform/shown_text.h"
 
 #include <QXmlStreamReader>
 
@@ -38,7 +39,7 @@ private:
         if (m_reader.hasError())
             throw Error(u"its answer is not well-formed XML of a known kind (line %1: %2)"_s
                             .arg(m_reader.lineNumber())
-                            .arg(m_reader.errorString()));
+                            .arg(platform::remoteText(m_reader.errorString())));
     }
 
     void readRoot() {
@@ -50,7 +51,8 @@ private:
         }
         requireWellFormed();
         if (!isDav(u"multistatus"_s))
-            throw Error(u"its answer is \"%1\" and no multistatus"_s.arg(m_reader.name()));
+            throw Error(u"its answer is \"%1\" and no multistatus"_s.arg(
+                platform::remoteText(m_reader.name().toString())));
     }
 
     void readResponse() {

@@ -24,18 +24,25 @@ struct ListFree {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 
-/// What is being received.
+/// What is being received. Each callback returns another number than `size` if the limit is
+/// exceeded, and libcurl then ends the transfer with CURLE_WRITE_ERROR.
 struct Reception {
-    qsizetype limit;
+    qsizetype left; ///< bytes, of head and body
     QByteArray body;
 
-    static size_t take(char* data, size_t, size_t size, void* reception) {
+    static size_t takeBody(char* data, size_t, size_t size, void* reception) {
         auto& self = *static_cast<Reception*>(reception);
-        if (self.body.size() + qsizetype(size) > self.limit)
+        if (!self.fits(size))
             return CURL_WRITEFUNC_ERROR;
         self.body.append(data, qsizetype(size));
         return size;
     }
+    static size_t takeHead(char*, size_t, size_t size, void* reception) {
+        return static_cast<Reception*>(reception)->fits(size) ? size : CURL_WRITEFUNC_ERROR;
+    }
+
+private:
+    bool fits(size_t size) { return (left -= qsizetype(size)) >= 0; }
 };
 
 NoAnswer::Kind kindOf(CURLcode code) {
@@ -110,7 +117,8 @@ WebClient::WebClient(const HttpSettings& settings, platform::Interruption* inter
         h.headers.reset(longer);
     }
     h.set(CURLOPT_HTTPHEADER, h.headers.get());
-    h.set(CURLOPT_WRITEFUNCTION, &Reception::take);
+    h.set(CURLOPT_WRITEFUNCTION, &Reception::takeBody);
+    h.set(CURLOPT_HEADERFUNCTION, &Reception::takeHead);
 }
 
 WebClient::~WebClient() = default;
@@ -145,6 +153,7 @@ Answer WebClient::propfind(const QByteArray& url, const QByteArray& body) {
     h.set(CURLOPT_POSTFIELDSIZE, long(body.size()));
     h.set(CURLOPT_POSTFIELDS, body.constData());
     h.set(CURLOPT_WRITEDATA, &reception);
+    h.set(CURLOPT_HEADERDATA, &reception);
     *h.detail = '\0';
     if (m_interruption)
         m_interruption->waitFor(QString::fromLatin1(url));

@@ -1,6 +1,7 @@
 #include "platform/ldap/failure.h"
 
 #include "platform/ldap/ticket.h"
+#include "platform/shown_text.h"
 
 #include <ldap.h>
 
@@ -195,10 +196,10 @@ Failure describeResult(const Attempt& attempt, const Result& result) {
     if (const QString mend = remedy(attempt, result); !mend.isEmpty())
         text += u' ' + mend;
     if (!result.diagnostic.isEmpty())
-        text += u" Reported: "_s + result.diagnostic +
+        text += u" Reported: "_s + platform::remoteText(result.diagnostic) +
                 (result.diagnostic.endsWith(u'.') ? QString() : u"."_s);
     if (!result.referrals.isEmpty())
-        text += u" Referred to: "_s + result.referrals.join(u' ') + u'.';
+        text += u" Referred to: "_s + platform::remoteText(result.referrals.join(u' ')) + u'.';
     const bool local = refusesTicket(attempt, result)
                            ? currentTicket().state != Ticket::State::Valid
                            : result.code == LDAP_AUTH_UNKNOWN; // the SASL library's own
