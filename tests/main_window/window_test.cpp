@@ -234,11 +234,22 @@ private Q_SLOTS:
         QVERIFY(w.desktop.texts().contains("ERROR : Unable to move 8 MailBoxes of 9"));
     }
 
-    void mailboxesOfLaterVersionsStay() {
-        OpenWindow w(test::smallOrganisation(0).user("later", "EX2/SG/C", "msExchVersion: 4\n"));
+    void leavesAloneWhatIsNotItsOwn() {
+        OrganisationText text = test::smallOrganisation(0);
+        text.user("later", "EX2/SG/C", "msExchVersion: 4\n");
+        // A directory whose users have no such attributes; it would refuse the whole change.
+        text.user("plain", "EX2/SG/C",
+                  "allowedAttributes: homeMDB\nallowedAttributes: msExchHomeServerName\n"
+                  "allowedAttributesEffective: homeMDB\n"
+                  "allowedAttributesEffective: msExchHomeServerName\n");
+        OpenWindow w(text);
         w.moveRow(1, "EX1:SG\\B");
         QCOMPARE(w.home("CN=later,DC=t"), C);
         QVERIFY(w.desktop.texts().at(1).contains("an Exchange 2007 or later mailbox"));
+        w.moveRow(2, "EX1:SG\\B");
+        const auto plain = w.organisation.object("CN=plain,DC=t");
+        QVERIFY(plain->text("homeMDB") != C && !plain->text("msExchHomeServerName").isEmpty());
+        QVERIFY(plain->values("msExchMailboxGuid").isEmpty() && plain->values("homeMTA").isEmpty());
     }
 
     /// One mailbox never opens, another has lost its address; one was moved twice.

@@ -16,16 +16,11 @@ std::shared_ptr<ServerConnection> DomainControllers::connect() {
     if (m_servers.isEmpty())
         m_servers = m_settings.servers.isEmpty() ? locateServers() : m_settings.servers;
     const Health before = *m_health;
-    const bool reviving = before.silent && !before.hurry.hasExpired();
+    const bool reviving = isReviving();
     std::vector<std::pair<Failure, QStringList>> failures; // equal ones together
     for (qsizetype i = 0; i < m_servers.size(); ++i) {
-        if (m_settings.interruption)
-            m_settings.interruption->waitFor(m_servers.at(i));
         try {
-            auto connection =
-                std::make_shared<ServerConnection>(m_servers.at(i), m_settings, m_health, reviving);
-            if (m_health->timeouts > 0)
-                readRoot(connection);
+            auto connection = signOnAt(m_servers.at(i), reviving);
             m_servers.move(i, 0);
             return connection;
         } catch (const Failure& failure) {
@@ -48,7 +43,21 @@ std::shared_ptr<ServerConnection> DomainControllers::connect() {
     QStringList descriptions;
     for (const auto& [failure, servers] : failures)
         descriptions += failure.at(servers.join(QStringLiteral(", "))).description();
-    throw Error(descriptions.join(u'\n'));
+    throw engine::DirectoryFailed(descriptions.join(u'\n'));
+}
+
+std::shared_ptr<ServerConnection> DomainControllers::connectTo(const QString& server) {
+    return signOnAt(server, isReviving());
+}
+
+std::shared_ptr<ServerConnection> DomainControllers::signOnAt(const QString& server,
+                                                              bool reviving) {
+    if (m_settings.interruption)
+        m_settings.interruption->waitFor(server);
+    auto connection = std::make_shared<ServerConnection>(server, m_settings, m_health, reviving);
+    if (m_health->timeouts > 0)
+        readRoot(connection);
+    return connection;
 }
 
 bool DomainControllers::pages(const std::shared_ptr<ServerConnection>& connection) {

@@ -152,7 +152,6 @@ QString remedy(const Attempt& attempt, const Result& result) {
         return u"The object may have been deleted or moved, or you may not see it: refresh."_s;
     case LDAP_SIZELIMIT_EXCEEDED:
         return u"The server limits its answers: have the limit raised."_s;
-    case LDAP_NO_SUCH_ATTRIBUTE:
     case LDAP_UNDEFINED_TYPE:
     case LDAP_OBJECT_CLASS_VIOLATION:
         return u"The directory's schema may lack the Exchange attributes."_s;
@@ -179,6 +178,12 @@ bool Failure::connectionLost() const {
 
 bool Failure::sessionEnded() const {
     return connectionLost() || m_result.code == LDAP_UNAVAILABLE;
+}
+
+bool Failure::ofDirectory() const {
+    return connectionLost() || m_result.code == LDAP_TIMEOUT || m_result.code == LDAP_BUSY ||
+           m_result.code == LDAP_UNAVAILABLE || m_attempt.stage == Stage::Connect ||
+           m_attempt.stage == Stage::SignOn;
 }
 
 bool Failure::changedSince() const {

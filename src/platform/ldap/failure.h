@@ -45,6 +45,9 @@ public:
     bool notSent() const { return connectionLost() && !m_result.sent; }
     /// True if no answer could be read to a request that may have reached the server.
     bool outcomeUnknown() const { return m_result.code < 0 && m_result.sent; }
+    /// True if the directory itself failed: it did not answer, did not let us authenticate, or was
+    /// busy.
+    bool ofDirectory() const;
     /// Of a modification: true if it does not fit what the object is by now (RFC 4511 4.1.9:
     /// noSuchAttribute, constraintViolation, attributeOrValueExists, noSuchObject).
     bool changedSince() const;

@@ -9,10 +9,12 @@ namespace rehome::ldap {
 
 class DomainControllers;
 
-/// A live Active Directory. Signs on as the user, without a prompt; each session has one connection
-/// of its own, opened again unseen where the server dropped it between two operations. A
-/// modification whose answer is lost is never sent again, one that a busy server refuses up to
-/// three times within 2 s; it holds no attributes that the schema lacks.
+/// A live Active Directory. Authenticates as the user, without a prompt; each session has its own
+/// connections, opened again unseen if a server dropped one between two operations. A search that
+/// names no server goes to the one in use, and once more to whichever responds if that is lost
+/// before anything has come; every other request goes to the server that it names, or fails. A
+/// modification whose answer is lost is never sent again, and its connection is reset; one that a
+/// busy server refuses is sent up to three times more within 2 s.
 class LdapEngine : public engine::Engine {
 public:
     explicit LdapEngine(LdapSettings settings = {});

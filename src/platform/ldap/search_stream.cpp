@@ -151,6 +151,7 @@ engine::Entry SearchStream::decode(LDAPMessage* message) {
     if (opened != LDAP_SUCCESS)
         refuse(u"an entry cannot be decoded"_s);
     entry.distinguishedName = spelt(octets(name));
+    entry.server = m_connection->server();
     ber_len_t left = 0;
     ber_get_option(position, LBER_OPT_BER_REMAINING_BYTES, &left);
     entry.reserve(m_mostValues, qsizetype(left));

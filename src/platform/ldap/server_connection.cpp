@@ -9,6 +9,7 @@
 #include <ldap.h>
 #include <poll.h>
 #include <sasl/sasl.h>
+#include <sys/socket.h>
 #include <sys/time.h>
 
 #include <algorithm>
@@ -504,6 +505,17 @@ void ServerConnection::finish(int request, const Attempt& attempt) {
 void ServerConnection::abandon(int request) noexcept {
     if (!m_lost)
         ldap_abandon_ext(m_handle.get(), request, nullptr, nullptr);
+}
+
+void ServerConnection::reset() noexcept {
+    int descriptor = -1;
+    ldap_get_option(m_handle.get(), LDAP_OPT_DESC, &descriptor);
+    // Closed in order, the kernel would deliver what it still holds when the server comes back. A
+    // connection that is dissolved so (connect(2)) is reset at once.
+    const sockaddr none{AF_UNSPEC, {}};
+    if (descriptor >= 0)
+        static_cast<void>(::connect(descriptor, &none, sizeof none));
+    close();
 }
 
 void ServerConnection::fail(Attempt attempt, const Result& result) const {

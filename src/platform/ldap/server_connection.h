@@ -68,6 +68,9 @@ public:
     [[noreturn]] void fail(Attempt attempt, const Result& result) const;
     /// Ends it for whoever still reads from it.
     void close() noexcept { m_lost = m_closed = true; }
+    /// The same, and discards what the server has not received yet: it is not to carry out later
+    /// what was given up.
+    void reset() noexcept;
 
 private:
     void checkReachable(QDeadlineTimer deadline, std::chrono::milliseconds limit);

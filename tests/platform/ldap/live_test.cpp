@@ -103,9 +103,6 @@ private Q_SLOTS:
         checkPart(missing, "(result 32)");
         checkPart(missing, "refresh");
         checkPart(errorOf([&] { stored("CN=a" + QString(QChar(0))); }), "NUL");
-        // What no object can have is left out of a change.
-        engine.openSession()->modify(user("user0006"), {{"noSuch", {"x"}}, {"mail", {"s@x"}}});
-        QCOMPARE(stored(user("user0006")).text("mail"), "s@x");
     }
 
     void ticksTakeFewRoundTrips() {
@@ -181,14 +178,14 @@ private Q_SLOTS:
 
     void goesByWhatHasBecomeOfUserAndStore() {
         const QString rename = "moddn\nnewrdn: CN=now renamed %1\ndeleteoldrdn: 1";
-        for (const auto& [name, become, recorded] : {
-                 std::tuple(QString("renamed user"), rename.arg("user"), m_store),
+        for (const auto& [name, become, elsewhere] : {
+                 std::tuple(QString("renamed user"), rename.arg("user"), QString()),
                  {"moved user", "modify\nreplace: homeMDB\nhomeMDB: " + m_accounts, m_accounts},
                  {"deleted user", "delete", ""},
                  {"renamed store", rename.arg("store"), ""},
                  {"deleted store", "delete", ""},
              }) {
-            const bool ofUser = name.endsWith("user"), moves = !recorded.isEmpty();
+            const bool ofUser = name.endsWith("user"), moves = name == "renamed user";
             const QString store = "CN=" + name + ',' + m_group;
             change(added(store, "msExchPrivateMDB\nsystemFlags: 1073741824") +
                    added(user(name), "user\nmailNickname: d\nmail: " + QString(name).remove(' ') +
@@ -200,10 +197,7 @@ private Q_SLOTS:
             QString now;
             for (const QString& someone : {user(name), user("now " + name)})
                 errorOf([&] { now += home(someone); });
-            QCOMPARE(now, moves ? store : QString());
-            if (moves) // where it was then
-                QCOMPARE(live.journal.records.at(0).Attributes.at(0).Values.at(0),
-                         recorded.toUtf8());
+            QCOMPARE(now, moves ? store : elsewhere);
         }
     }
 
