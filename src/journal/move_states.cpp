@@ -11,62 +11,53 @@ QString guidOf(const QString& mailbox) {
     return mailbox.section(u' ', -1);
 }
 
+/// What an event makes of a move; empty if it changes nothing, as a refused drop or creation.
+QString moveAfter(Event event) {
+    switch (event) {
+    case Event::Dropped:
+        return QStringLiteral("without a mailbox");
+    case Event::DropUnanswered:
+        return QStringLiteral("perhaps without a mailbox");
+    case Event::Created:
+        return QStringLiteral("moved");
+    case Event::CreationUnanswered:
+        return QStringLiteral("perhaps moved");
+    default:
+        return {};
+    }
+}
+
 } // namespace
 
 void MoveStates::take(Event event, const QString& mailbox) {
-    const bool drops =
-        event == Event::Dropped || event == Event::NotDropped || event == Event::DropUnanswered;
-    const bool creates =
-        event == Event::Created || event == Event::NotCreated || event == Event::CreationUnanswered;
-    const bool known = m_states.count(guidOf(mailbox)) > 0;
-    if (mailbox.isEmpty() || (!known && !drops && !creates))
+    const bool tries = event == Event::NotDropped || event == Event::NotCreated;
+    const auto move = moveAfter(event);
+    if (mailbox.isEmpty() || (m_states.count(guidOf(mailbox)) == 0 && !tries && move.isEmpty()))
         return;
-    if (!known)
+    const auto [at, isNew] = m_states.try_emplace(guidOf(mailbox));
+    State& state = at->second;
+    if (isNew)
         m_order.push_back(mailbox);
-    State& state = m_states[guidOf(mailbox)];
-    if (drops) { // a move begins
+    if (!move.isEmpty()) {
         state = {};
-        state.dropped = event == Event::Dropped          ? Outcome::Yes
-                        : event == Event::DropUnanswered ? Outcome::Perhaps
-                                                         : Outcome::No;
-    } else if (creates) {
-        state.created = event == Event::Created              ? Outcome::Yes
-                        : event == Event::CreationUnanswered ? Outcome::Perhaps
-                                                             : Outcome::No;
+        state.move = move;
     } else if (event == Event::AddressRestored) {
         state.address = QStringLiteral("address restored");
     } else if (event == Event::AddressNotRestored) {
         state.address = QStringLiteral("address not restored");
     } else if (event == Event::Opened) {
-        state.opened = true;
+        state.opening = QStringLiteral("opened");
         if (state.address == State().address)
             state.address = QStringLiteral("address unchanged");
     }
-}
-
-QString MoveStates::move(const State& state) {
-    if (state.created != Outcome::No)
-        return state.created == Outcome::Yes ? QStringLiteral("moved")
-                                             : QStringLiteral("perhaps moved");
-    switch (state.dropped) {
-    case Outcome::Yes:
-        return QStringLiteral("without a mailbox");
-    case Outcome::Perhaps:
-        return QStringLiteral("perhaps without a mailbox");
-    case Outcome::No:
-        break;
-    }
-    return QStringLiteral("not moved");
 }
 
 QStringList MoveStates::lines() const {
     QStringList lines;
     for (const QString& mailbox : m_order) {
         const State& state = m_states.at(guidOf(mailbox));
-        const QString opening =
-            state.opened ? QStringLiteral("opened") : QStringLiteral("not opened");
         lines += mailbox + QStringLiteral(": ") +
-                 QStringList{move(state), opening, state.address}.join(QStringLiteral("; "));
+                 QStringList{state.move, state.opening, state.address}.join(QStringLiteral("; "));
     }
     return lines;
 }

@@ -19,13 +19,11 @@ public:
     QStringList lines() const;
 
 private:
-    enum class Outcome { No, Perhaps, Yes };
     struct State {
-        Outcome dropped = Outcome::No, created = Outcome::No;
-        bool opened = false;
+        QString move = QStringLiteral("not moved");
+        QString opening = QStringLiteral("not opened");
         QString address = QStringLiteral("address not checked");
     };
-    static QString move(const State& state);
 
     std::map<QString, State> m_states; ///< by GUID
     std::vector<QString> m_order;      ///< as they were called first
