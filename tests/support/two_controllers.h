@@ -4,10 +4,10 @@
 #include "platform/engine/mailbox_opener.h"
 #include "support/organisation_text.h"
 
+#include <algorithm>
 #include <array>
 #include <map>
 #include <optional>
-#include <tuple>
 
 namespace rehome::test {
 
@@ -18,7 +18,8 @@ namespace rehome::test {
 class TwoControllers final : public engine::Engine, public engine::MailboxOpener {
 public:
     enum class What { Plain, Links, All };
-    /// What happens at a request. The colleague's are done on the controller in use or on the other.
+    /// What happens at a request. The colleague's are done on the controller in use or on the
+    /// other.
     enum class Kind {
         Dies, ///< the one in use, for the tool alone: it replicates on
         ComesBack,
@@ -47,11 +48,11 @@ public:
     };
     /// How a user stands to the tool's and the colleague's changes.
     struct User {
-        QString listed;         ///< the home that the last list showed
-        int readAt = -1;        ///< the controller that was asked for the user last
-        int changedAt = -1;     ///< the one that the tool's changes were sent to
+        QString listed;          ///< the home that the last list showed
+        int readAt = -1;         ///< the controller that was asked for the user last
+        int changedAt = -1;      ///< the one that the tool's changes were sent to
         int unreplicatedAt = -1; ///< where a colleague's change has yet to be replicated from
-        bool contested = false; ///< both changed the user before either could see it
+        bool contested = false;  ///< both changed the user before either could see it
         bool colleagueLast = false;
         /// Of a change without an answer, until its controller shows it made: `homeMDB` and `mail`
         /// as it would leave them.
@@ -95,7 +96,7 @@ public:
                 wrong += "replication: " + user + " differs";
     }
 
-    /// A change by somebody else, stamped as any.
+    /// A change on one controller, with its stamps.
     void write(int controller, const QString& user, const QList<engine::Change>& changes) {
         const auto before = *at(controller).object(user);
         at(controller).modify(user, changes);
@@ -163,6 +164,7 @@ private:
         QString user;
         QList<engine::Change> changes;
         int dueAt; ///< a request; none if negative
+        bool thaws;
     };
     static constexpr std::array Plain{"homeMTA",        "msExchHomeServerName", "msExchMailboxGuid",
                                       "mDBUseDefaults", "mailNickname",         "mail",
@@ -192,9 +194,9 @@ private:
         explicit Session(TwoControllers& all) : m_all(all) {}
         std::unique_ptr<engine::Entries> search(const engine::SearchRequest& request) override {
             const int controller = m_all.ask("search " + request.base, request.server);
-            return std::make_unique<Found>(m_all, controller, m_all.at(controller).search(request),
-                                           request.filter.contains("mailnickname=*",
-                                                                   Qt::CaseInsensitive));
+            return std::make_unique<Found>(
+                m_all, controller, m_all.at(controller).search(request),
+                request.filter.contains("mailnickname=*", Qt::CaseInsensitive));
         }
         void modify(const QString& name, const QList<engine::Change>& changes,
                     const QString& server) override {
@@ -232,7 +234,10 @@ private:
             controller = m_inUse;
         }
         const bool down = m_down[size_t(controller)];
-        log += QString("%1 DC%2%3 %4").arg(m_requests - 1).arg(controller + 1).arg(down ? "!" : "", text);
+        log += QString("%1 DC%2%3 %4")
+                   .arg(m_requests - 1)
+                   .arg(controller + 1)
+                   .arg(down ? "!" : "", text);
         if (down)
             throw engine::DirectoryFailed(QString("DC%1 does not respond").arg(controller + 1));
         return controller;
@@ -280,9 +285,10 @@ private:
             carryOut(controller, name, changes);
         else if (kind != Kind::NeverMade)
             m_delayed.append({controller, name, changes,
-                              kind == Kind::MadeNext                                   ? m_requests
-                              : kind == Kind::MadeLater || kind == Kind::FrozenForThree ? m_requests + 3
-                                                                                        : -1});
+                              kind == Kind::MadeAtEnd || kind == Kind::FrozenToEnd
+                                  ? -1
+                                  : m_requests + (kind == Kind::MadeNext ? 0 : 3),
+                              kind >= Kind::FrozenForThree});
         if (kind >= Kind::FrozenForThree)
             m_down[size_t(controller)] = true;
         throw engine::OutcomeUnknown(QString("DC%1 did not answer").arg(controller + 1));
@@ -297,9 +303,8 @@ private:
                 m_delayed.append(one);
                 continue;
             }
-            for (const Event& event : std::as_const(plan))
-                if (event.kind == Kind::FrozenForThree && event.happened)
-                    m_down[size_t(one.controller)] = false;
+            if (one.thaws)
+                m_down[size_t(one.controller)] = false;
             log += "carried out: " + one.user;
             try {
                 carryOut(one.controller, one.user, one.changes);
@@ -352,8 +357,7 @@ private:
 
     bool differs(const QString& user) {
         const auto first = *at(0).object(user), second = *at(1).object(user);
-        return home(0, user) != home(1, user) ||
-               std::ranges::any_of(Plain, [&](const char* name) {
+        return home(0, user) != home(1, user) || std::ranges::any_of(Plain, [&](const char* name) {
                    return first.values(name) != second.values(name);
                });
     }
@@ -388,16 +392,16 @@ private:
         for (const int controller : {0, 1}) {
             m_links[size_t(controller)][user] = merged;
             if (home(controller, user) != is)
-                at(controller).modify(user, {{"homeMDB", is.isEmpty()
-                                                             ? QList<QByteArray>()
-                                                             : QList<QByteArray>{is.toUtf8()}}});
+                at(controller)
+                    .modify(user, {{"homeMDB", is.isEmpty() ? QList<QByteArray>()
+                                                            : QList<QByteArray>{is.toUtf8()}}});
         }
     }
 
     std::array<embedded::Organisation, 2> m_controllers;
     int m_skew;
     using Stamps = std::map<QString, Stamp, engine::AttributeNameLess>;
-    std::array<std::map<QString, Stamps>, 2> m_plain; ///< by user and attribute
+    std::array<std::map<QString, Stamps>, 2> m_plain;                  ///< by user and attribute
     std::array<std::map<QString, std::map<QString, Link>>, 2> m_links; ///< by user and value
     std::array<bool, 2> m_down{};
     int m_inUse = 0;
