@@ -174,7 +174,7 @@ QString MailboxUser::stateAfterFailure(const QString& newHomeMDB) const {
     if (home && !home->isEmpty()) {
         lines += QStringLiteral("%1 has a mailbox on %2.").arg(who, *home);
         if (!unanswered.isEmpty())
-            lines += QStringLiteral("But ") + unanswered;
+            lines += QStringLiteral("%1: ").arg(who) + unanswered;
         else if (!platform::areSameInCapitals(*home, newHomeMDB))
             lines += QStringLiteral("Fix the cause, then move the mailbox again.");
         return lines.join(QStringLiteral("\r\n"));
@@ -184,12 +184,12 @@ QString MailboxUser::stateAfterFailure(const QString& newHomeMDB) const {
             QStringLiteral("%1 has NO mailbox now%2. Rehome has not changed the contents of the "
                            "old mailbox.")
                 .arg(who, m_platform.Changes.where(m_guid));
-    else
+    if (!unanswered.isEmpty())
+        lines += QStringLiteral("%1: ").arg(who) + unanswered;
+    else if (!home)
         lines += QStringLiteral("Wait until the domain controller responds, then press Refresh. If "
                                 "%1 is listed then, move the mailbox again. Otherwise:")
                      .arg(who);
-    if (!unanswered.isEmpty())
-        lines += QStringLiteral("But ") + unanswered;
     const QByteArray guid = platform::octetsFromGuid(m_guid);
     if (m_platform.Journal.Holds(guid))
         lines += m_platform.Journal.RestoreSteps(guid);

@@ -163,6 +163,7 @@ private:
         int controller;
         QString user;
         QList<engine::Change> changes;
+        QString listed;
         int dueAt; ///< a request; none if negative
         bool thaws;
     };
@@ -272,7 +273,7 @@ private:
             return one.kind >= Kind::Made && one.at == number && !one.happened;
         });
         if (event == plan.end())
-            return carryOut(controller, name, changes);
+            return carryOut(controller, name, changes, user.listed);
         event->happened = true;
         log += "unanswered";
         user.pending.emplace();
@@ -282,9 +283,9 @@ private:
                     kind == engine::Change::Kind::Delete ? QList<QByteArray>() : values;
         const Kind kind = event->kind;
         if (kind == Kind::Made)
-            carryOut(controller, name, changes);
+            carryOut(controller, name, changes, user.listed);
         else if (kind != Kind::NeverMade)
-            m_delayed.append({controller, name, changes,
+            m_delayed.append({controller, name, changes, user.listed,
                               kind == Kind::MadeAtEnd || kind == Kind::FrozenToEnd
                                   ? -1
                                   : m_requests + (kind == Kind::MadeNext ? 0 : 3),
@@ -307,18 +308,20 @@ private:
                 m_down[size_t(one.controller)] = false;
             log += "carried out: " + one.user;
             try {
-                carryOut(one.controller, one.user, one.changes);
+                carryOut(one.controller, one.user, one.changes, one.listed);
             } catch (const Error&) { // nobody waits for the answer
                 log += "refused";
             }
         }
     }
 
-    void carryOut(int controller, const QString& name, const QList<engine::Change>& changes) {
+    /// `listed` is the home that the list showed when the request was sent.
+    void carryOut(int controller, const QString& name, const QList<engine::Change>& changes,
+                  const QString& listed) {
         User& user = users.at(name);
         const QString before = home(controller, name);
         write(controller, name, changes);
-        if (!before.isEmpty() && before != home(controller, name) && before != user.listed)
+        if (!before.isEmpty() && before != home(controller, name) && before != listed)
             wrong += "torn: " + name + " from " + before;
         if (user.unreplicatedAt >= 0 && user.unreplicatedAt != controller)
             user.contested = true;
