@@ -60,10 +60,14 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
     const auto known = m_records.constFind(record.Guid);
     if (known != m_records.constEnd() && *known == ldif)
         return;
+    const QByteArray where =
+        record.Server.isEmpty()
+            ? QByteArray()
+            : "# as it was at " + platform::shownText(record.Server).toUtf8() + ":\n";
     // Blank lines around it keep a line that some library writes from becoming a part of it.
     keep(known == m_records.constEnd()
-             ? '\n' + ldif + '\n'
-             : QByteArray("# as it was before a later change:\n") + asComment(ldif));
+             ? '\n' + where + ldif + '\n'
+             : where + "# as it was before a later change:\n" + asComment(ldif));
     m_records.insert(record.Guid, ldif);
 }
 

@@ -123,6 +123,18 @@ private Q_SLOTS:
         }
     }
 
+    void aDirectoryThatFailsIsNoServerThatIsDown() {
+        OpenWindow w;
+        w.calls.meanwhile = [](const auto& made) {
+            if (made.call == "read" && made.object == OrganisationText::serverDN("EX2"))
+                throw engine::DirectoryFailed("The directory is silent.");
+        };
+        w.press("btnRefresh");
+        QCOMPARE(w.desktop.texts().value(0), "Failed to refresh list of mailboxes. Error=The "
+                                             "directory is silent. Press Exit, then start again.");
+        QVERIFY(!w.button("btnRefresh").isEnabled() && w.state.GridMailboxes.Count() == 0);
+    }
+
     void tooManyMailboxes() {
         OrganisationText text;
         for (int i = 0; i <= 32767; ++i)

@@ -3,6 +3,7 @@
 namespace rehome::exchange {
 
 void ExchangeManagement::BeginEnumeration() noexcept {
+    m_watch.begin();
     m_destinations.forget();
     m_listed.forget();
     m_changes.beginRound();

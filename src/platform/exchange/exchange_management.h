@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/exchange/destinations.h"
+#include "platform/exchange/directory_watch.h"
 #include "platform/exchange/person.h"
 #include "platform/exchange/server_objects.h"
 #include "platform/exchange/user_changes.h"
@@ -13,10 +14,10 @@ namespace rehome::exchange {
 class ExchangeManagement {
 public:
     ExchangeManagement(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                       engine::MailboxOpener& opener, UserChanges& changes,
+                       engine::MailboxOpener& opener, DirectoryWatch& watch, UserChanges& changes,
                        Destinations& destinations)
-        : m_directory(directory), m_probe(probe), m_opener(opener), m_changes(changes),
-          m_destinations(destinations) {}
+        : m_directory(directory), m_probe(probe), m_opener(opener), m_watch(watch),
+          m_changes(changes), m_destinations(destinations) {}
 
     /// Said before the first server of a refresh is opened: what was learnt of stores, and of
     /// domain controllers that did not respond, is learnt anew.
@@ -35,6 +36,7 @@ private:
     adsi::DirectoryServices& m_directory;
     engine::ExchangeProbe& m_probe;
     engine::MailboxOpener& m_opener;
+    DirectoryWatch& m_watch;
     UserChanges& m_changes;
     Destinations& m_destinations;
     ListedObjects m_listed;

@@ -1,5 +1,6 @@
 #include "platform/ldap/failure.h"
 
+#include "platform/engine/engine.h"
 #include "platform/ldap/ticket.h"
 #include "platform/shown_text.h"
 
@@ -189,6 +190,12 @@ bool Failure::ofDirectory() const {
 bool Failure::changedSince() const {
     return m_result.code == LDAP_NO_SUCH_ATTRIBUTE || m_result.code == LDAP_CONSTRAINT_VIOLATION ||
            m_result.code == LDAP_TYPE_OR_VALUE_EXISTS || m_result.code == LDAP_NO_SUCH_OBJECT;
+}
+
+void throwTranslated(const Failure& failure) {
+    if (failure.ofDirectory())
+        throw engine::DirectoryFailed(failure.description());
+    throw failure;
 }
 
 QString codeText(int code) {

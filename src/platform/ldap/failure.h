@@ -63,6 +63,9 @@ private:
     bool m_local;
 };
 
+/// Throws it as those above the engine know it: DirectoryFailed if the directory itself failed.
+[[noreturn]] void throwTranslated(const Failure& failure);
+
 /// What a result code means, in words and as a number.
 QString codeText(int code);
 

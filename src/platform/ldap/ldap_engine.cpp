@@ -22,15 +22,12 @@ namespace {
 /// Before each further attempt at a change that a busy server has refused, 2 s at most in all.
 constexpr std::array BusyPauses{200ms, 500ms, 1000ms};
 
-/// Calls `operation`, whose failures of the directory become DirectoryFailed.
 template <class Operation>
 auto translated(const Operation& operation) {
     try {
         return operation();
     } catch (const Failure& failure) {
-        if (failure.ofDirectory())
-            throw engine::DirectoryFailed(failure.description());
-        throw;
+        throwTranslated(failure);
     }
 }
 

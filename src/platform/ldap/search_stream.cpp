@@ -83,10 +83,14 @@ void SearchStream::receive() {
 }
 
 std::optional<engine::Entry> SearchStream::next() {
-    auto entry = nextAsSent();
-    if (m_ranged)
-        completeRanges(*entry);
-    return entry;
+    try {
+        auto entry = nextAsSent();
+        if (m_ranged)
+            completeRanges(*entry);
+        return entry;
+    } catch (const Failure& failure) {
+        throwTranslated(failure);
+    }
 }
 
 std::optional<engine::Entry> SearchStream::nextAsSent() {

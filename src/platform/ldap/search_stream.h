@@ -21,7 +21,7 @@ public:
     SearchStream(const SearchStream&) = delete;
     SearchStream& operator=(const SearchStream&) = delete;
 
-    /// Throws Failure where anything is missing or cannot be decoded.
+    /// Throws DirectoryFailed, or Failure where anything is missing or cannot be decoded.
     std::optional<engine::Entry> next() override;
 
 private:

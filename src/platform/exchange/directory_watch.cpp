@@ -1,0 +1,64 @@
+#include "platform/exchange/directory_watch.h"
+
+#include <utility>
+
+namespace rehome::exchange {
+
+using namespace Qt::Literals::StringLiterals;
+
+template <class Action>
+auto DirectoryWatch::watched(const Action& action) {
+    try {
+        return action();
+    } catch (const engine::DirectoryFailed& failure) {
+        if (m_failure.isEmpty())
+            m_failure = failure.description();
+        throw;
+    }
+}
+
+class DirectoryWatch::WatchedEntries final : public engine::Entries {
+public:
+    WatchedEntries(DirectoryWatch& watch, std::unique_ptr<engine::Entries> entries)
+        : m_watch(watch), m_entries(std::move(entries)) {}
+    std::optional<engine::Entry> next() override {
+        return m_watch.watched([&] { return m_entries->next(); });
+    }
+
+private:
+    DirectoryWatch& m_watch;
+    std::unique_ptr<engine::Entries> m_entries;
+};
+
+class DirectoryWatch::WatchedSession final : public engine::Session {
+public:
+    WatchedSession(DirectoryWatch& watch, std::unique_ptr<engine::Session> session)
+        : m_watch(watch), m_session(std::move(session)) {}
+
+    std::unique_ptr<engine::Entries> search(const engine::SearchRequest& request) override {
+        // The configuration and what is below it begin with "CN=".
+        if (request.scope == engine::Scope::Subtree &&
+            request.base.startsWith(u"DC="_s, Qt::CaseInsensitive)) {
+            if (!m_watch.m_failure.isEmpty())
+                throw Error(std::exchange(m_watch.m_failure, QString()) +
+                            u" Press Exit, then start again."_s);
+            return m_session->search(request); // a long list, which fails by itself
+        }
+        return std::make_unique<WatchedEntries>(
+            m_watch, m_watch.watched([&] { return m_session->search(request); }));
+    }
+    void modify(const QString& name, const QList<engine::Change>& changes,
+                const QString& server) override {
+        m_session->modify(name, changes, server);
+    }
+
+private:
+    DirectoryWatch& m_watch;
+    std::unique_ptr<engine::Session> m_session;
+};
+
+std::unique_ptr<engine::Session> DirectoryWatch::openSession() {
+    return std::make_unique<WatchedSession>(*this, watched([&] { return m_engine.openSession(); }));
+}
+
+} // namespace rehome::exchange
