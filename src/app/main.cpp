@@ -7,6 +7,8 @@
 #include "platform/ldap/ldap_probe.h"
 #include "platform/ldap/ticket.h"
 
+#include <QUuid>
+
 #include <pwd.h>
 #include <unistd.h>
 
@@ -16,11 +18,13 @@ namespace {
 
 QString whoWorks() {
     const passwd* user = getpwuid(getuid());
-    const QString ticket = ldap::currentTicket().principal;
-    return QStringLiteral("started by %1, %2")
-        .arg(user ? QString::fromLocal8Bit(user->pw_name) : QString::number(getuid()),
-             ticket.isEmpty() ? QStringLiteral("without a Kerberos ticket")
-                              : QStringLiteral("signing on as ") + ticket);
+    const ldap::Ticket ticket = ldap::currentTicket();
+    return QStringLiteral("run %1 started by %2, %3")
+        .arg(QUuid::createUuid().toString(QUuid::WithoutBraces).left(8),
+             user ? QString::fromLocal8Bit(user->pw_name) : QString::number(getuid()),
+             ticket.principal.isEmpty() ? QStringLiteral("without a Kerberos ticket")
+                                        : QStringLiteral("authenticating as %1 in the domain %2")
+                                              .arg(ticket.principal, ticket.realm));
 }
 
 int work(app::Application& application, const QString& title) {

@@ -12,10 +12,16 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
+/// " at " and the server; empty if none is named.
+QString at(const QString& server) {
+    return server.isEmpty() ? QString() : u" at "_s + server;
+}
+
 QString textOf(const SearchRequest& request) {
     if (request.scope == Scope::Base)
-        return u"read "_s + request.base;
-    return u"find %1 %2 %3"_s.arg(request.base, request.filter, request.attributes.join(u','));
+        return u"read "_s + request.base + at(request.server);
+    return u"find %1 %2 %3"_s.arg(request.base, request.filter, request.attributes.join(u',')) +
+           at(request.server);
 }
 
 /// As text, or in hexadecimal digits where it is none.
@@ -90,7 +96,7 @@ public:
         if (entry)
             m_call.found(entry->distinguishedName);
         if (!entry || m_single) {
-            m_call.setHow(u"done"_s);
+            m_call.setHow(u"done"_s + at(entry ? entry->server : QString()));
             m_call.answer();
         }
         return entry;
@@ -114,7 +120,7 @@ public:
         return std::make_unique<ObservedEntries>(m_engine, *m_session, request);
     }
     void modify(const QString& name, const QList<Change>& changes, const QString& server) override {
-        Call call(m_engine, textOf(name, changes));
+        Call call(m_engine, textOf(name, changes) + at(server));
         call.pass([&] { m_session->modify(name, changes, server); });
         call.answer();
     }

@@ -54,7 +54,17 @@ std::shared_ptr<ServerConnection> DomainControllers::signOnAt(const QString& ser
                                                               bool reviving) {
     if (m_settings.interruption)
         m_settings.interruption->waitFor(server);
-    auto connection = std::make_shared<ServerConnection>(server, m_settings, m_health, reviving);
+    const auto connected = [&] {
+        return std::make_shared<ServerConnection>(server, m_settings, m_health, reviving);
+    };
+    std::shared_ptr<ServerConnection> connection;
+    try {
+        connection = connected();
+    } catch (const Failure& failure) {
+        if (!failure.cutWhileAuthenticating()) // by a server that is being restarted
+            throw;
+        connection = connected();
+    }
     if (m_health->timeouts > 0)
         readRoot(connection);
     return connection;

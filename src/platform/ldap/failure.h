@@ -48,6 +48,10 @@ public:
     /// True if the directory itself failed: it did not answer, did not let us authenticate, or was
     /// busy.
     bool ofDirectory() const;
+    /// True if the connection was lost between connecting and being authenticated.
+    bool cutWhileAuthenticating() const {
+        return connectionLost() && m_attempt.stage == Stage::SignOn;
+    }
     /// Of a modification: true if it does not fit what the object is by now (RFC 4511 4.1.9:
     /// noSuchAttribute, constraintViolation, attributeOrValueExists, noSuchObject).
     bool changedSince() const;
