@@ -14,7 +14,8 @@ public:
 
     /// A call is to be made: "session", "read NAME", "find BASE FILTER ATTRIBUTES", "modify NAME
     /// ATTRIBUTE=VALUE,VALUE;…" ("+=" where values are added, "-=" where they are deleted), "server
-    /// NAME", "status NAME" or "open NAME". Where this throws, the call fails so and is not made.
+    /// NAME", "status NAME" or "open NAME"; " at SERVER" ends a search or a modify that is for one.
+    /// Where this throws, the call fails so and is not made.
     virtual void asks(int call, const QString& text) = 0;
     /// A search has found an object. Where this throws, the search breaks off.
     virtual void finds(int call, const QString& distinguishedName) = 0;

@@ -180,6 +180,37 @@ private Q_SLOTS:
                         "demands channel binding");
         QCOMPARE(server.log.count('b'), 42);
     }
+    void aChangeGoesToTheServerThatItNames() {
+        std::atomic<bool> down = false;
+        const auto answer = [](const Request& asked) {
+            if (asked.kind == LDAP_REQ_SEARCH)
+                asked.entry("CN=x", "cn", {"x"});
+            asked.result();
+        };
+        Server first{[&](const Request&asked) { down ? asked.hangUp() : answer(asked); }},
+            second{answer};
+        ldap::LdapEngine engine{{1s, 1s, 1000, {first.uri, second.uri}}};
+        const auto session = engine.openSession();
+        QCOMPARE(test::one(*session, "CN=x").server, first.uri);
+        down = true;
+        first.signsOn = LDAP_UNAVAILABLE;
+        QCOMPARE(test::one(*session, "CN=x").server, second.uri); // a search goes on elsewhere
+        const QList<engine::Change> change{{"mail", {"a"}}};
+        QVERIFY_THROWS_EXCEPTION(engine::DirectoryFailed,
+                                 session->modify("CN=x", change, first.uri));
+        const engine::SearchRequest named{"CN=x", {}, "(objectClass=*)", {}, first.uri};
+        QVERIFY_THROWS_EXCEPTION(engine::DirectoryFailed, (void)session->search(named));
+        down = false;
+        first.signsOn = LDAP_SUCCESS;
+        session->modify("CN=x", change, first.uri);
+        QCOMPARE(first.log.count('m'), 1);
+        QCOMPARE(second.log.count('m'), 0);
+        QCOMPARE(test::one(*session, "CN=x").server, second.uri); // the run stays where it is
+        down = true;
+        QVERIFY_THROWS_EXCEPTION(engine::OutcomeUnknown,
+                                 session->modify("CN=x", change, first.uri));
+        QCOMPARE(first.log.count('m') + second.log.count('m'), 2);
+    }
     void pagesThroughMoreThanAServerSendsAtOnce() {
         const auto answer = [](const Request& asked) {
             const int first = asked.first(), last = qMin(first + 1000, 2500);
