@@ -375,6 +375,9 @@ private Q_SLOTS:
         states.take(platform::Event::Created, "a@t {1}");
         states.take(platform::Event::Opened, "b@t {1}");
         QCOMPARE(states.lines(), QStringList("a@t {1}: moved; opened; address unchanged"));
+        Run run;
+        run.kept.Tell(platform::Event::Remark, "a name\nof two lines", {});
+        QCOMPARE(run.written().count('\n'), 1);
     }
     void cleanupTestCase() { qInfo("%d faults tried", m_tried); }
 };

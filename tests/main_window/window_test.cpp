@@ -19,7 +19,7 @@ private Q_SLOTS:
     void callOrder() {
         OrganisationText text;
         text.server("EX1").group("EX1/SG").store("EX1/SG/A").store("EX1/SG/B");
-        OpenWindow w(text.user("p", "EX1/SG/A", "rehomePolicyAddress: new@t\n"));
+        OpenWindow w(text.user("p", "EX1/SG/A", "rehomePolicyAddress: P@t\n"));
         w.moveRow(1, "EX1:SG\\B");
         w.close();
         const QString server = OrganisationText::serverDN("EX1");
@@ -48,7 +48,7 @@ private Q_SLOTS:
                 "objectClass,legacyExchangeDN|modify U homeMDB+=CN=B,GROUP;"
                 "msExchHomeServerName=/o=T/cn=EX1;homeMTA=CN=Microsoft MTA,SERVER;"
                 "msExchMailboxGuid;mDBUseDefaults=TRUE|%1"
-                "read U|read U|modify U mail-=new@t;mail+=p@t;ProxyAddresses=SMTP:p@t|read U|read |"
+                "read U|read U|modify U mail-=P@t;mail+=p@t;ProxyAddresses=SMTP:p@t|read U|read |"
                 "find DC=t (&(objectCategory=person)(objectClass=user)(|(proxyAddresses="
                 "smtp:p@t)(mail=p@t))) homeMDB,homeMTA,msExchHomeServerName,msExchMailboxGuid,"
                 "mDBUseDefaults,mailNickname,mail,proxyAddresses,objectGUID|"
@@ -179,7 +179,8 @@ private Q_SLOTS:
         };
         w.press("rdoFromStore");
         w.pick("comboSourceMBx", "EX2:SG\\C");
-        w.press("btnRefresh"); // forgets the source
+        w.pick("comboDestMBx", "EX1:SG\\B");
+        w.press("btnRefresh"); // forgets both
         type(w.combo("comboDestMBx"), "EX1:SG\\B");
         w.press("btnMove"); // what was typed was not picked
         w.pick("comboDestMBx", "EX1:SG\\B");
@@ -262,6 +263,25 @@ private Q_SLOTS:
         const auto plain = w.organisation.object("CN=plain,DC=t");
         QVERIFY(plain->text("homeMDB") != C && !plain->text("msExchHomeServerName").isEmpty());
         QVERIFY(plain->values("msExchMailboxGuid").isEmpty() && plain->values("homeMTA").isEmpty());
+    }
+
+    /// Whichever right is missing, nothing is dropped.
+    void missingRights() {
+        const QStringList written{"homeMDB",           "homeMTA",        "msExchHomeServerName",
+                                  "msExchMailboxGuid", "mDBUseDefaults", "mail"};
+        OrganisationText text = test::smallOrganisation(0);
+        for (const QString& missing : written) {
+            QString rights;
+            for (const QString& name : written)
+                rights += "allowedAttributes: " + name + '\n' +
+                          (name == missing ? "" : "allowedAttributesEffective: " + name + '\n');
+            text.user(missing, "EX2/SG/C", rights);
+        }
+        OpenWindow w(text);
+        for (int row = 1; row <= written.size(); ++row)
+            w.moveRow(row, "EX1:SG\\B");
+        for (const QString& missing : written) // the address is no part of a home
+            QCOMPARE(w.home("CN=" + missing + ",DC=t") == C, missing != "mail");
     }
 
     /// One mailbox never opens, another has lost its address; one was moved twice.
