@@ -37,12 +37,12 @@ private Q_SLOTS:
                 .replace("CN=SG,CN=InformationStore," + server, "GROUP")
                 .replace(server, "SERVER")
                 .replace("distinguishedName,name,legacyExchangeDN", "OBJECT")
-                .replace(QRegularExpression("<GUID=[-0-9A-F]{36}>"), "U")
+                .replace(QRegularExpression("<GUID=[-0-9A-Fa-f]{36}>"), "U")
                 .remove(QRegularExpression("\\+=0x[0-9a-f]{32}"))
                 .split('|'),
             QString(
                 "session|read |session|%1" // the root object, and the window's own connection
-                "read U|read CN=p,DC=t|modify U homeMDB-=CN=A,GROUP|read U|read CN=B,GROUP|find "
+                "read U|read U|modify U homeMDB-=CN=A,GROUP|read U|read CN=B,GROUP|find "
                 "SERVER "
                 "(|(objectClass=msExchExchangeServer)(name=Microsoft MTA)) "
                 "objectClass,legacyExchangeDN|modify U homeMDB+=CN=B,GROUP;"

@@ -177,8 +177,9 @@ std::optional<engine::Entry> UserChanges::read(engine::Session& session,
                                                engine::SearchRequest request, const QUuid& guid) {
     const auto known = m_users.find(guid);
     const bool changed = known != m_users.end() && known->second.server;
-    if (changed) // to compare them with what was written
-        request.attributes += homeAttributeNames();
+    for (const HomeAttribute& attribute : HomeAttributes) // to compare with what was written
+        if (changed && !contains(request.attributes, attribute.name))
+            request.attributes += attribute.name;
     auto entry = one(session, request);
     if (changed) {
         User& user = known->second;
@@ -264,6 +265,10 @@ void UserChanges::write(engine::Session& session, const QString& base,
     const bool drops = home != written.end() && home->second.isEmpty();
     const bool creates = home != written.end() && !home->second.isEmpty();
     const User before = m_users[guid];
+    if (before.server && *before.server != entry.server) // rule 2
+        throw Error(
+            u"Internal error: %1 is to be changed at another domain controller than before. "
+            "Please report this."_s.arg(entry.distinguishedName));
     keepRecord(session, entry, creates && before.dropped); // rule 0
     if (creates)
         m_destinations.expect();
@@ -317,7 +322,7 @@ bool UserChanges::isKnown(engine::Session& session, const engine::Entry& entry,
     auto known = m_allowed.find(classes);
     if (known == m_allowed.end()) {
         engine::SearchRequest request;
-        request.base = entry.distinguishedName;
+        request.base = u"<GUID=%1>"_s.arg(guidOf(entry).toString(QUuid::WithoutBraces));
         request.attributes = QStringList{Allowed};
         request.server = entry.server;
         QStringList names;
