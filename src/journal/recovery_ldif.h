@@ -8,12 +8,16 @@ namespace rehome::journal {
 
 /// How a record names its object.
 enum class Naming {
-    ByGuid, ///< "<GUID=…>": an object that was renamed meanwhile is found all the same
-    ByName  ///< the distinguished name
+    /// "<GUID=" and the bytes in 32 hexadecimal digits and ">": an object that was renamed
+    /// meanwhile
+    /// is found all the same
+    ByGuid,
+    ByName ///< the distinguished name
 };
 
 /// An LDIF change record (RFC 2849) that gives the object back every attribute of the record, for
-/// ldapmodify. Ends with a line feed.
+/// ldapmodify. A `homeMTA` that names a deleted object is a comment above it, since the directory
+/// takes it no more: the attribute is cleared then. Ends with a line feed.
 QByteArray toLdif(const platform::RecoveryRecord& record, Naming naming);
 
 } // namespace rehome::journal

@@ -1,5 +1,6 @@
 // Directory services over an organisation in process.
 #include "engine_contract.h"
+#include "journal/recovery_ldif.h"
 #include "support/rehearsal.h"
 
 using namespace rehome;
@@ -103,6 +104,22 @@ private Q_SLOTS:
         QCOMPARE(engine::directorySpelling("CN=\"a,=\",OU=a=b"), "CN=a\\,\\=,OU=a\\=b");
         for (const QString kept : {"", "no \\2C name", "CN=\\FF", "CN=#0401,OU=\\,", "<GUID=0>"})
             QCOMPARE(engine::directorySpelling(kept), kept);
+    }
+
+    void aDeletedTransferAgentIsNotRestored() {
+        const QByteArray gone = "CN=MTA\\0ADEL:11111111-1111-1111-1111-111111111111,CN=Deleted "
+                                "Objects,CN=Configuration,DC=t";
+        const platform::RecoveryRecord record{
+            userDN("u1"), QByteArray(16, '\x1f'), {{"homeMTA", {gone}}, {"mail", {"a@t"}}}};
+        QCOMPARE(toLdif(record, journal::Naming::ByGuid),
+                 "# of a deleted object: homeMTA: " + gone +
+                     "\ndn:: " + ("<GUID=" + QByteArray("1f").repeated(16) + '>').toBase64() +
+                     "\nchangetype: modify\nreplace: homeMTA\n-\nreplace: mail\nmail: a@t\n-\n");
+        Rehearsal r;
+        checkPart(errorOf([&] {
+                      r.engine.openSession()->modify(userDN("u1"), {{"homeMTA", {gone}}});
+                  }),
+                  "homeMTA");
     }
 
     void recordSets() {

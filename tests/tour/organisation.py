@@ -57,7 +57,7 @@ class Organisation:
 
     def move(self, mailboxes):
         """As the tool has to."""
-        self.drops += [(mailbox.dn, f"CN={mailbox.guid}", mailbox.entry)
+        self.drops += [(mailbox.dn, f"CN={mailbox.guid.bytes_le.hex()}", mailbox.entry)
                        for mailbox in mailboxes]
         self.moved += mailboxes
         for mailbox in mailboxes:

@@ -1,6 +1,7 @@
 // The tool, and the engine's contract, over the Active Directory that samba_directory.py runs.
 #include "journal/kept_journal.h"
 #include "platform/engine_contract.h"
+#include "platform/exchange/home_attributes.h"
 #include "platform/http/directory_only_opener.h"
 #include "platform/http/http_opener.h"
 #include "platform/ldap/host_network.h"
@@ -172,6 +173,42 @@ private Q_SLOTS:
         QCOMPARE(stored(user("änderte")).values("msExchMailboxGuid").value(0).size(), 16);
         QCOMPARE(QProcess::execute("ldapmodify", {"-cQNY", "GSSAPI", "-f", file.fileName()}), 0);
         QCOMPARE(attributes(), before);
+        for (const QString& name : names)
+            change("dn: " + user(name) + "\nchangetype: delete\n");
+    }
+
+    void oneUserIsRestoredAlone() {
+        const QStringList names{"back", "stays"};
+        for (const QString& name : names)
+            change(added(user(name), "user\nmailNickname: r\nmail: " + name +
+                                         "@x\ndisplayName: " + name +
+                                         "\nproxyAddresses: SMTP:r\nhomeMDB: " + m_accounts));
+        const auto before = stored(user("back"));
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        journal::KeptJournal kept(journal::KeptJournal::Of::LiveDirectory, file.handle());
+        Live live(&kept);
+        for (const QString& name : names)
+            QCOMPARE(live.move(name, m_storeName), moved);
+        const auto other = stored(user("stays"));
+        const auto restore = [&](const QStringList& options, const QString& expected) {
+            QProcess program;
+            program.start(REHOME_RESTORE, options + QStringList{file.fileName(), "BACK@x"});
+            QVERIFY(program.waitForFinished());
+            checkPart(QString::number(program.exitCode()) + program.readAllStandardError() + '|' +
+                          program.readAllStandardOutput(),
+                      expected);
+        };
+        restore({}, "0|dn: <GUID=");
+        useTicket("none.cc");
+        restore({"--yes"}, "could not be restored.\nNothing has been changed.");
+        useTicket("admin.cc");
+        QCOMPARE(home(user("back")), m_store);
+        restore({"--yes"}, "has now:\ndn: " + user("back") + "\nhomeMDB: " + m_accounts + '\n');
+        const auto now = stored(user("back"));
+        for (const QString& name : exchange::homeAttributeNames())
+            QCOMPARE(now.values(name), before.values(name));
+        QVERIFY(stored(user("stays")).attributes() == other.attributes());
         for (const QString& name : names)
             change("dn: " + user(name) + "\nchangetype: delete\n");
     }

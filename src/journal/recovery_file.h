@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/journal.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+namespace rehome::journal {
+
+/// An active record of a recovery file.
+struct FiledRecord {
+    int Line = 0; ///< its first one in the file, from 1
+    /// What could be read of it. `Guid` is empty if it is addressed by name, as a rehearsal's are.
+    platform::RecoveryRecord Record;
+    QString Fault;     ///< why it must not be applied, with the line; empty if it is whole
+    bool Half = false; ///< the writer marked it as written in part: nothing was changed after it
+};
+
+/// The active records of the text that KeptJournal writes, in their order; comments and whatever
+/// else is between them are passed over. A record that is not whole, or that does anything but
+/// replace attributes, stays in the list with its Fault.
+QList<FiledRecord> readRecoveryText(const QByteArray& text);
+
+/// The same of a file. Throws Error if it cannot be read.
+QList<FiledRecord> readRecoveryFile(const QString& path);
+
+/// The 16 bytes of an `objectGUID` that is written with hyphens, or as 32 hexadecimal digits of its
+/// bytes in order. Empty for any other text.
+QByteArray guidOctets(const QString& text);
+
+} // namespace rehome::journal
