@@ -131,9 +131,10 @@ void apply(const companions::Choice& choice, const QString& again) {
     try {
         user = read(*session, base, user.server);
     } catch (const Error& failure) {
-        throw Error(
-            u"%1 has been restored at %2, but could not be read afterwards.\nDetails: %3"_s.arg(
-                choice.user, user.server, failure.description()));
+        print(stderr,
+              u"%1 has been restored at %2, but could not be read afterwards.\nDetails: %3\n"_s.arg(
+                  choice.user, user.server, failure.description()));
+        return;
     }
     QString now;
     for (const QString& name : exchange::homeAttributeNames())
@@ -156,7 +157,10 @@ void run(const Arguments& arguments, const QList<journal::FiledRecord>& filed) {
         print(stderr, u"rehome-restore: %1\n"_s.arg(note));
     print(stdout, ldif(choice.record) + u'\n');
 
-    QString again = u"rehome-restore --yes"_s;
+    QString again;
+    if (const QString uri = qEnvironmentVariable("LDAPURI"); !uri.isEmpty())
+        again = u"LDAPURI="_s + shellWord(uri) + u' ';
+    again += u"rehome-restore --yes"_s;
     if (arguments.operands.join(u' ').contains(QRegularExpression(u"(^| )-"_s)))
         again += u" --"_s;
     for (const QString& operand : arguments.operands)

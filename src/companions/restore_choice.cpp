@@ -3,7 +3,10 @@
 #include "platform/error.h"
 #include "platform/exchange/home_attributes.h"
 #include "platform/guid.h"
+#include "platform/shown_text.h"
 #include "platform/text_case.h"
+
+#include <QSet>
 
 #include <algorithm>
 
@@ -31,7 +34,7 @@ QString userOf(const platform::RecoveryRecord& record) {
                              ? record.DistinguishedName
                              : platform::guidFromOctets(record.Guid).toString().toUpper();
     const QString address = addressOf(record);
-    return address.isEmpty() ? name : address + u' ' + name;
+    return platform::shownText(address.isEmpty() ? name : address + u' ' + name);
 }
 
 /// One line each.
@@ -48,12 +51,12 @@ QString listOf(const QList<journal::FiledRecord>& records) {
 QList<journal::FiledRecord> firstOfEachUser(const QList<journal::FiledRecord>& filed,
                                             const auto& matches) {
     QList<journal::FiledRecord> users;
-    QList<QByteArray> known;
+    QSet<QByteArray> known;
     for (const journal::FiledRecord& one : filed) {
         const QByteArray identity = identityOf(one.Record);
         if (identity.isEmpty() || known.contains(identity) || !matches(one))
             continue;
-        known += identity;
+        known.insert(identity);
         users += one;
     }
     return users;
@@ -107,10 +110,10 @@ Choice chooseRecord(const QList<journal::FiledRecord>& filed, const QString& wan
     Choice choice{first.Record, userOf(first.Record), {}};
     check(first, choice.user);
     if (records.size() > 1)
-        choice.notes += u"The file holds %1 records of %2. The first one, on line %3, is the state "
-                        "before all changes and is used."_s.arg(records.size())
-                            .arg(choice.user)
-                            .arg(first.Line);
+        choice.notes +=
+            u"The file holds %1 records of %2. The first one, on line %3, is the state "
+            "before all changes and is used."_s.arg(QString::number(records.size()), choice.user,
+                                                    QString::number(first.Line));
     return choice;
 }
 

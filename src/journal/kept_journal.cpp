@@ -85,7 +85,7 @@ void KeptJournal::keep(const QByteArray& text) {
                                    "recovery.ldif)."));
 }
 
-QStringList KeptJournal::RestoreSteps(const QByteArray& guid) const {
+QStringList KeptJournal::RestoreSteps(const QByteArray& guid, const QString& server) const {
     if (!m_live)
         return {QStringLiteral("This is a rehearsal: its records are not for rehome-restore. Close "
                                "the window and start the rehearsal again.")};
@@ -101,8 +101,12 @@ QStringList KeptJournal::RestoreSteps(const QByteArray& guid) const {
                                            "first)")
                                 .arg(file);
     }
-    steps += QStringLiteral("rehome-restore %1 '%2'")
-                 .arg(shellQuoted(file), platform::guidFromOctets(guid).toString().toUpper());
+    // An undo at another domain controller may change nothing there, and is lost later.
+    const QString where =
+        server.isEmpty() ? QString() : QStringLiteral("LDAPURI=%1 ").arg(shellQuoted(server));
+    steps +=
+        where + QStringLiteral("rehome-restore %1 '%2'")
+                    .arg(shellQuoted(file), platform::guidFromOctets(guid).toString().toUpper());
     return steps;
 }
 

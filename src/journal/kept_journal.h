@@ -28,7 +28,7 @@ public:
 
     void Keep(const platform::RecoveryRecord& record) override;
     bool Holds(const QByteArray& guid) const override { return m_records.contains(guid); }
-    QStringList RestoreSteps(const QByteArray& guid) const override;
+    QStringList RestoreSteps(const QByteArray& guid, const QString& server) const override;
     void Tell(platform::Event event, const QString& text, const QString& mailbox) noexcept override;
 
     /// A line on the stream alone, for whoever looks for a fault.

@@ -169,6 +169,9 @@ QString MailboxUser::stateAfterFailure(const QString& newHomeMDB) const {
     } catch (const std::exception& error) {
         lines += QStringLiteral("It is not known whether %1 has a mailbox now: %2")
                      .arg(who, describe(error));
+        if (m_platform.Changes.isLeftWithoutHome(m_guid))
+            lines += QStringLiteral("This run left %1 without a mailbox%2.")
+                         .arg(who, m_platform.Changes.where(m_guid));
     }
     const QString unanswered = m_platform.Changes.unansweredChange(m_guid);
     if (home && !home->isEmpty()) {
@@ -192,8 +195,9 @@ QString MailboxUser::stateAfterFailure(const QString& newHomeMDB) const {
                      .arg(who);
     const QByteArray guid = platform::octetsFromGuid(m_guid);
     if (m_platform.Journal.Holds(guid))
-        lines += m_platform.Journal.RestoreSteps(guid);
-    if (unanswered.isEmpty())
+        lines += m_platform.Journal.RestoreSteps(
+            guid, m_platform.Changes.serverFor(m_guid, exchange::Purpose::Change));
+    if (home && unanswered.isEmpty())
         lines += QStringLiteral("Fix the cause, press Refresh, and move the mailbox again.");
     return lines.join(QStringLiteral("\r\n"));
 }

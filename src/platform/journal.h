@@ -48,9 +48,9 @@ public:
     virtual void Keep(const RecoveryRecord& record) = 0;
     /// Whether it holds a record of the object of that `objectGUID`.
     virtual bool Holds(const QByteArray& guid) const = 0;
-    /// What a person does to restore the one user whose record it holds: sentences and commands,
-    /// each a line.
-    virtual QStringList RestoreSteps(const QByteArray& guid) const = 0;
+    /// What a person does to restore the one user whose record it holds, at that domain controller:
+    /// sentences and commands, each a line.
+    virtual QStringList RestoreSteps(const QByteArray& guid, const QString& server) const = 0;
     /// Never fails. `mailbox` names the mailbox that it is about, by its address and GUID, and the
     /// text goes on from there; empty where it is about none.
     virtual void Tell(Event event, const QString& text, const QString& mailbox = {}) noexcept = 0;

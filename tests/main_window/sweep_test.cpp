@@ -87,8 +87,8 @@ struct Run final : platform::Journal, test::Window {
         calls.answers(call);
     }
     bool Holds(const QByteArray& guid) const override { return kept.Holds(guid); }
-    QStringList RestoreSteps(const QByteArray& guid) const override {
-        return kept.RestoreSteps(guid);
+    QStringList RestoreSteps(const QByteArray& guid, const QString& server) const override {
+        return kept.RestoreSteps(guid, server);
     }
     void Tell(platform::Event event, const QString& text, const QString& who) noexcept override {
         kept.Tell(event, text, who);

@@ -74,7 +74,9 @@ public:
         return std::any_of(records.begin(), records.end(),
                            [&](const auto& record) { return record.Guid == guid; });
     }
-    QStringList RestoreSteps(const QByteArray&) const override { return {"restore"}; }
+    QStringList RestoreSteps(const QByteArray&, const QString&) const override {
+        return {"restore"};
+    }
     void Tell(platform::Event, const QString& text, const QString& mailbox) noexcept override {
         lines += mailbox.isEmpty() ? text : mailbox.section(' ', 0, 0) + ": " + text;
     }

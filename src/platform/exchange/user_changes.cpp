@@ -406,6 +406,11 @@ QString UserChanges::unansweredChange(const QUuid& guid) const {
                named(user->server.value_or(QString())));
 }
 
+bool UserChanges::isLeftWithoutHome(const QUuid& guid) const {
+    const User* user = find(guid);
+    return user && user->dropped && user->unanswered.empty();
+}
+
 QString UserChanges::where(const QUuid& guid) const {
     const User* user = find(guid);
     const QString server = user ? user->server.value_or(QString()) : QString();

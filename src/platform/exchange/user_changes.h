@@ -52,6 +52,8 @@ public:
 
     /// What to say of a change of the user that was not answered; empty if there is none.
     QString unansweredChange(const QUuid& user) const;
+    /// Whether a drop is the last that this run did to the user, and was answered.
+    bool isLeftWithoutHome(const QUuid& user) const;
     /// " at " and the domain controller of the user's last change; empty if there is none or it has
     /// no name.
     QString where(const QUuid& user) const;
