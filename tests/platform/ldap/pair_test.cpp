@@ -51,11 +51,13 @@ private Q_SLOTS:
     void initTestCase() {
         QVERIFY2(m_controllers.size() == 2, "to be run by tests/support/samba_pair.py");
         for (int i = 0; i < 10; ++i)
-            change(QString("dn: CN=lost%1,OU=Staff,DC=rehome,DC=test\nchangetype: add\n"
-                           "objectClass: user\nmailNickname: lost%1\nmail: lost%1@x\n"
-                           "proxyAddresses: SMTP:lost%1@x\nmDBUseDefaults: TRUE\nhomeMDB: %2\n"
-                           "homeMTA: CN=Microsoft MTA,%3\n")
-                       .arg(QString::number(i), m_source, m_lost));
+            change(
+                QString(
+                    "dn: CN=lost%1,OU=Staff,DC=rehome,DC=test\nchangetype: add\n"
+                    "objectClass: user\ndisplayName: lost%1\nmailNickname: lost%1\nmail: lost%1@x\n"
+                    "proxyAddresses: SMTP:lost%1@x\nmDBUseDefaults: TRUE\nhomeMDB: %2\n"
+                    "homeMTA: CN=Microsoft MTA,%3\n")
+                    .arg(QString::number(i), m_source, m_lost));
         replicate();
     }
     void cleanupTestCase() {
