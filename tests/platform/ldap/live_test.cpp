@@ -1,15 +1,10 @@
 // The tool, and the engine's contract, over the Active Directory that samba_directory.py runs.
 #include "journal/kept_journal.h"
+#include "live_platform.h"
 #include "platform/engine_contract.h"
 #include "platform/exchange/home_attributes.h"
-#include "platform/http/directory_only_opener.h"
-#include "platform/http/http_opener.h"
-#include "platform/ldap/host_network.h"
-#include "platform/ldap/ldap_engine.h"
-#include "platform/ldap/ldap_probe.h"
 #include "platform/ldap/tcp_check.h"
 #include "repopulation/recreate_status.h"
-#include "support/window_driver.h"
 
 #include <QProcess>
 #include <QTemporaryFile>
@@ -18,42 +13,10 @@
 #include <netinet/tcp.h>
 
 using namespace rehome;
-using test::checkPart, test::errorOf;
+using test::checkPart, test::errorOf, test::Live;
 using namespace std::chrono_literals;
 
 const QString moved = "MailBox moved successfully", failed = "Failed to move mailbox";
-
-/// All that goes over the wire is recorded.
-struct LivePlatform {
-    explicit LivePlatform(platform::Journal* kept) : used(kept ? *kept : journal) {}
-
-    ldap::LdapEngine engine;
-    ldap::HostNetwork network;
-    ldap::LdapProbe probe{network};
-    test::RecordedCalls calls;
-    test::TestJournal journal;
-    platform::Journal& used;
-    http::DirectoryOnlyOpener directoryOnly{used};
-    http::HttpOpener opener{directoryOnly};
-    engine::ObservedEngine observed{engine, probe, opener, calls};
-    test::TestDesktop desktop;
-    platform::Platform platform{observed, probe, observed, network, desktop, used};
-};
-
-/// The main window, loaded.
-struct Live : test::WindowOver<LivePlatform> {
-    explicit Live(platform::Journal* kept = nullptr) : WindowOver(kept) { frame.Form_Load(); }
-    QModelIndex find(const QString& name) const {
-        const auto* rows = grid.model();
-        return rows->match(rows->index(0, 1), Qt::DisplayRole, name, 1, Qt::MatchExactly).value(0);
-    }
-    /// Moves a mailbox and returns the last message.
-    QString move(const QString& mailbox, const QString& store) {
-        grid.setRow(find(mailbox).row() + 1);
-        choose("comboStoreName", store);
-        return desktop.texts().value(desktop.texts().size() - 1);
-    }
-};
 
 class LiveTest : public QObject {
     Q_OBJECT
