@@ -172,6 +172,9 @@ QString MailboxUser::stateAfterFailure(const QString& newHomeMDB) const {
         if (m_platform.Changes.isLeftWithoutHome(m_guid))
             lines += QStringLiteral("This run left %1 without a mailbox%2.")
                          .arg(who, m_platform.Changes.where(m_guid));
+        // The list is read as soon as the box is closed.
+        lines.append(QStringLiteral("If your Kerberos ticket has expired, run kinit before you "
+                                    "press OK."));
     }
     const QString unanswered = m_platform.Changes.unansweredChange(m_guid);
     if (home && !home->isEmpty()) {

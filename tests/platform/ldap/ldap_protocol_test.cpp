@@ -380,6 +380,15 @@ private Q_SLOTS:
             QCOMPARE(server.requests, sent);
             QCOMPARE(server.log.count('b'), 1); // on the same connection
         }
+        // At each write of a move.
+        Server server{[&](const Request& asked) {
+            asked.result(server.requests % 2 ? LDAP_BUSY : LDAP_SUCCESS);
+        }};
+        const QList<engine::Change> drop{{"homeMDB", {"a"}, engine::Change::Kind::Delete}},
+            creation{{"homeMDB", {"b"}, engine::Change::Kind::Add}};
+        server.session->modify("CN=x", drop);
+        server.session->modify("CN=x", creation);
+        QCOMPARE(server.log.count('m'), 4);
     }
     void aFrozenDirectoryCostsOneTimeLimit() {
         Server server{[](const Request& asked) {
