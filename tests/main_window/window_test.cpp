@@ -265,6 +265,13 @@ private Q_SLOTS:
         QVERIFY(plain->values("msExchMailboxGuid").isEmpty() && plain->values("homeMTA").isEmpty());
     }
 
+    /// A snapshot may name a store that it does not hold.
+    void comesFromAStoreThatIsNoMore() {
+        OpenWindow w(test::smallOrganisation(0).user("lost", "EX9/Gone/Store"));
+        w.moveRow(1, "EX1:SG\\B");
+        QCOMPARE(w.home("CN=lost,DC=t"), OrganisationText::storeDN("EX1/SG/B"));
+    }
+
     /// Whichever right is missing, nothing is dropped.
     void missingRights() {
         const QStringList written{"homeMDB",           "homeMTA",        "msExchHomeServerName",

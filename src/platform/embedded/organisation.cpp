@@ -211,7 +211,9 @@ void Organisation::modify(const QString& name, const QList<engine::Change>& aske
         for (const QByteArray& value : values) {
             if (value.isEmpty())
                 throw Error(u"%1: an attribute has no empty values."_s.arg(attempt));
-            written.append(isOneOf(namesOfObjects, attribute)
+            // A snapshot may hold the name of an object that it does not hold; it can be deleted.
+            written.append(kind != engine::Change::Kind::Delete &&
+                                   isOneOf(namesOfObjects, attribute)
                                ? m_directory->linkTo(QString::fromUtf8(value), attempt)
                                : value);
         }
