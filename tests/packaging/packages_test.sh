@@ -23,7 +23,7 @@ hardened() {
     [[ $(readelf -hW "$1") == *"Position-Independent Executable"* &&
         $(readelf -lW "$1") == *GNU_RELRO* && $(readelf -dW "$1") == *BIND_NOW* ]] &&
         readelf -W --dyn-syms "$1" | grep -E '__stack_chk_fail@' &&
-        readelf -W --dyn-syms "$1" | grep -E '__[a-z]+_chk@' &&
+        readelf -W --dyn-syms "$1" | grep -E '__([a-z]+_chk|open_2)@' &&
         (($(objdump -d "$1" | grep -c endbr64) > 100))
 }
 no_search_path() { [[ ! $(readelf -dW "$1") =~ RU?N?PATH ]]; }
