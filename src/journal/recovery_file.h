@@ -17,7 +17,7 @@ struct FiledRecord {
     bool Half = false; ///< the writer marked it as written in part: nothing was changed after it
 };
 
-/// The active records of the text that KeptJournal writes, in their order; comments and whatever
+/// The active records of the text that KeptJournal writes, in their order; comments and what
 /// else is between them are passed over. A record that is not whole, or that does anything but
 /// replace attributes, stays in the list with its Fault.
 QList<FiledRecord> readRecoveryText(const QByteArray& text);

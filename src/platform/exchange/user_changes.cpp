@@ -3,9 +3,9 @@
 // administrators work at the same time.
 //
 // Terms. A user's own server is the domain controller at which this run sent the user's last
-// change. A change is made (its answer says so), refused (likewise; nothing was changed), or
-// unanswered: it may have been made, or may be made yet, since a domain controller that was cut off
-// or frozen carries out what it has received when it comes back.
+// change. A change is made (its answer says so), refused (its answer says so; nothing was changed),
+// or unanswered: it may have been made, or may be made yet, since a domain controller that was cut
+// off or frozen carries out what it has received when it comes back.
 //
 // Rules, each kept below where its number stands:
 //  0. Nothing is changed before its record is kept: a file has it on the disk.
@@ -28,9 +28,9 @@
 //              refused  |  | no answer
 //   as before <---------+  +------> unanswered ---- own server shows it made ----> made
 //
-// There are no further rules: no history of changes, no time limits, no clocks. Each of these was
-// left out in a search of all orders of failures, replication and colleagues' work, and each time a
-// mailbox was lost, half there, or a false word was said.
+// There are no further rules: no history of changes, no time limits, no clocks. Without any one of
+// rules 1 to 6 a mailbox is lost, torn from its user or half there, or a false word is said:
+// two_controllers_test fails then.
 #include "platform/exchange/user_changes.h"
 
 #include "platform/guid.h"

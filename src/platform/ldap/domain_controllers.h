@@ -21,7 +21,7 @@ public:
     /// object be read, within a short limit while the directory stays silent. A fault of this
     /// computer ends the round. Throws DirectoryFailed naming each reason once, with its servers.
     std::shared_ptr<ServerConnection> connect();
-    /// Signs on at that server and no other. Throws Failure.
+    /// Authenticates at that server and no other. Throws Failure.
     std::shared_ptr<ServerConnection> connectTo(const QString& server);
     /// Whether the server's root object offers the paged-results control (RFC 2696). Asked once for
     /// each server. Throws Failure where the connection is lost.
