@@ -36,6 +36,7 @@ public:
 
     std::unique_ptr<Session> openSession() override;
     QStringList attributes() const override { return m_probe.attributes(); }
+    void beginChecks(const std::vector<Entry>& servers) override { m_probe.beginChecks(servers); }
     void checkServer(const Entry& server) override;
     qint16 storeStatus(const Entry& store) override;
     void beginRound() noexcept override { m_opener.beginRound(); }
