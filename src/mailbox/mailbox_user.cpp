@@ -211,7 +211,8 @@ void MailboxUser::requireListedHome(adsi::IADsUser& user) const {
                             ? fullName(home) == m_sourceStore
                             : platform::areSameInCapitals(home, m_sourceStoreDN);
     if (!home.isEmpty() && !listed)
-        throw Error(m_platform.Changes.homeIsAnother(m_guid, GetMail(), home));
+        throw Error(m_platform.Changes.homeIsAnother(m_guid, GetMail(), home,
+                                                     m_platform.Exchange.ListedAt()));
 }
 
 void MailboxUser::DropUserMailbox() const {

@@ -10,6 +10,7 @@ namespace rehome::platform {
 /// Everything that the tool reaches the outside world through. Must outlive what it is given to,
 /// and what it is made of must outlive it.
 class Platform {
+    exchange::TopologySnapshot m_topology;
     exchange::DirectoryWatch m_watch;
     exchange::Destinations m_destinations;
     exchange::UserChanges m_changes;
@@ -19,8 +20,9 @@ class Platform {
 public:
     Platform(engine::Engine& engine, engine::ExchangeProbe& probe, engine::MailboxOpener& opener,
              platform::Network& network, platform::Desktop& desktop, platform::Journal& journal)
-        : m_watch(engine), m_changes(m_watch, journal, m_destinations), m_directory(m_changes),
-          m_exchange(m_directory, probe, opener, m_watch, m_changes, m_destinations),
+        : m_topology(engine, probe), m_watch(m_topology, journal),
+          m_changes(m_watch, journal, m_destinations), m_directory(m_changes),
+          m_exchange(m_directory, probe, opener, m_topology, m_watch, m_changes, m_destinations),
           Network(network), Desktop(desktop), Journal(journal) {}
     Platform(const Platform&) = delete;
     Platform& operator=(const Platform&) = delete;

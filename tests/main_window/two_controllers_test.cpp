@@ -97,13 +97,15 @@ struct Run final : test::WindowOver<Over> {
         });
     }
 
+    QStringList lines() const {
+        QByteArray all(lseek(stream, 0, SEEK_END), '\0');
+        const auto size = pread(stream, all.data(), size_t(all.size()), 0);
+        return QString::fromUtf8(all.first(std::max<qsizetype>(size, 0))).split('\n');
+    }
     QStringList summary() {
-        const auto end = lseek(stream, 0, SEEK_END);
+        const auto before = lines().size();
         kept.tellStates();
-        QByteArray all(lseek(stream, 0, SEEK_END) - end, '\0');
-        return pread(stream, all.data(), size_t(all.size()), end) < 0
-                   ? QStringList()
-                   : QString::fromUtf8(all).split('\n').filter(" summary: ");
+        return lines().mid(before - 1).filter(" summary: ");
     }
     /// What the summary tells of a move; null where it tells nothing.
     static QString told(const QStringList& lines, const QString& user) {
@@ -113,12 +115,9 @@ struct Run final : test::WindowOver<Over> {
 
     /// The last home that the journal tells of, or the first.
     QString lastHome(const QString& user, const QString& perhaps = {}) {
-        QByteArray all(lseek(stream, 0, SEEK_END), '\0');
-        if (pread(stream, all.data(), size_t(all.size()), 0) < 0)
-            return {};
         QString home = OrganisationText::storeDN("EX2/SG/C");
         const QRegularExpression creation(": " + perhaps + "created on (CN=.*?DC=t)(?: at |:)");
-        for (const QString& line : QString::fromUtf8(all).split('\n').filter(user + "@t {"))
+        for (const QString& line : lines().filter(user + "@t {"))
             if (const auto match = creation.match(line); match.hasMatch())
                 home = match.captured(1);
         return home;
@@ -171,6 +170,7 @@ class TwoControllersTest : public QObject {
     Q_OBJECT
 
     int m_tried = 0;
+    qsizetype m_lagged = 0;          ///< drops refused as the list came from a controller that lags
     std::map<QString, int> m_failed; ///< by kinds of events and of what is wrong
 
     /// False where the last event does not happen, as there are fewer requests. Plans whose other
@@ -188,6 +188,7 @@ class TwoControllersTest : public QObject {
         if (!run.controllers.allHappened())
             return run.controllers.plan.last().happened;
         ++m_tried;
+        m_lagged += run.lines().filter(" by this run; DC2 does not show it yet").size();
         const QStringList lines = run.summary();
         run.check(lines);
         if (run.controllers.wrong.isEmpty())
@@ -255,7 +256,7 @@ private Q_SLOTS:
         qInfo("%d plans tried", m_tried);
         for (const auto& [plans, count] : m_failed)
             qInfo("%5d fail: %s", count, qPrintable(plans));
-        QVERIFY(m_tried > 0);
+        QVERIFY(m_tried > 0 && m_lagged > 0);
     }
 };
 

@@ -88,6 +88,10 @@ inline void checkContract(engine::Engine& engine, const ContractNames& at) {
     QCOMPARE(some.attributes().size(), size_t(2));
     QVERIFY(some.attributes().at(0).name == "displayName" || // in the schema's letter case
             some.attributes().at(1).name == "displayName");
+    QVERIFY(user.values("allowedAttributes").isEmpty()); // unless asked for by name
+    const auto allowed = one(*session, at.user, {"allowedAttributes"}).values("allowedAttributes");
+    for (const char* attribute : {"homeMDB", "mDBUseDefaults", "proxyAddresses"})
+        QVERIFY2(allowed.contains(attribute), attribute);
 
     const auto fails = [&](const QString& named, const auto& action) {
         const QString said = errorOf(action);

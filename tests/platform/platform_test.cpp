@@ -135,10 +135,10 @@ private Q_SLOTS:
         QCOMPARE(std::get<QStringList>(list), {"SMTP:u1@t"});   // a list even of one
         QVERIFY_THROWS_EXCEPTION(Error, rs->Fields("homeMDB")); // not asked for
         const auto orphan = search();
-        r.calls.breakOff = true;
+        r.calls.breakOff = 1;
         QVERIFY_THROWS_EXCEPTION(Error, rs->MoveNext());
         QVERIFY_THROWS_EXCEPTION(Error, rs->Fields("mail")); // of the record before
-        r.calls.breakOff = true; // a search that fails at once does so when it is executed
+        r.calls.breakOff = 1; // a search that fails at once does so when it is executed
         QVERIFY_THROWS_EXCEPTION(Error, search());
         connection->Close();
         QVERIFY_THROWS_EXCEPTION(Error, orphan->MoveNext());

@@ -27,7 +27,7 @@ struct RecordedCalls final : engine::Observer {
     std::deque<Made> log;   ///< the same, and what came of it
     Made* struck = nullptr; ///< the chosen call, once it has been made
     size_t armed = 0;       ///< the first that could be chosen
-    bool breakOff = false;  ///< the next object found ends its search
+    int breakOff = 0;       ///< the object found so many from now ends its search, from 1
     std::function<void(const Made&)> meanwhile = [](const Made&) {}; ///< at each call
 
     /// Chooses the n-th call from here on, from 0; none where n is negative.
@@ -64,7 +64,7 @@ struct RecordedCalls final : engine::Observer {
         m_now.insert(call, &mine);
     }
     void finds(int call, const QString& name) override {
-        if (std::exchange(breakOff, false))
+        if (breakOff > 0 && --breakOff == 0)
             throw Error("the search broke off");
         Made& mine = *m_now[call];
         if (mine.call == "read")

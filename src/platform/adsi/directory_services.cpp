@@ -14,9 +14,10 @@ std::shared_ptr<engine::Session> DirectoryServices::session() {
 std::unique_ptr<IADs> DirectoryServices::BindObject(const QString& path) {
     const QString base = baseOfPath(path);
     // What is asked of the objects that are bound so, in one round trip.
-    const QStringList attributes{QStringLiteral("defaultNamingContext"),
-                                 QStringLiteral("configurationNamingContext"),
-                                 QStringLiteral("msExchESEParamBaseName")};
+    const QStringList attributes = base.isEmpty()
+                                       ? QStringList{QStringLiteral("defaultNamingContext"),
+                                                     QStringLiteral("configurationNamingContext")}
+                                       : QStringList{QStringLiteral("msExchESEParamBaseName")};
     return std::make_unique<IADs>(session(), base, attributes);
 }
 

@@ -12,6 +12,9 @@ namespace rehome::embedded {
 namespace {
 
 const QString NameAttribute = u"distinguishedName"_s;
+/// What an object may have, and what of it may be written: constructed, and only if asked for by
+/// name.
+const QStringList AllowedAttributes{u"allowedAttributes"_s, u"allowedAttributesEffective"_s};
 
 } // namespace
 
@@ -53,6 +56,9 @@ bool hasTwice(QList<QByteArray> values) {
 Selection::Selection(const QStringList& attributes, const AttributeNames& names)
     : m_names(names), m_all(attributes.isEmpty() || attributes.contains(u"*"_s)),
       m_name(m_all || attributes.contains(NameAttribute, Qt::CaseInsensitive)) {
+    for (const QString& name : AllowedAttributes)
+        if (attributes.contains(name, Qt::CaseInsensitive))
+            m_allowed += name;
     for (const QString& attribute : attributes)
         if (const int number = names.find(attribute.toUtf8()); number >= 0)
             m_numbers.push_back(number);
@@ -69,6 +75,14 @@ engine::Entry Selection::entry(const Object& object) const {
         entry.begin(m_names.at(number).text);
         for (const QByteArray& value : values)
             entry.add(value);
+    }
+    for (const QString& allowed : m_allowed) {
+        if (!entry.view(allowed).isEmpty())
+            continue;
+        entry.begin(allowed);
+        for (int number = 0; number < m_names.count(); ++number)
+            if (!m_names.at(number).ofRehearsal)
+                entry.add(m_names.at(number).text.toUtf8());
     }
     return entry;
 }

@@ -25,6 +25,7 @@ public:
     /// Less than 0 where it has none.
     int find(const QByteArray& name) const { return m_numbers.value(name.toLower(), -1); }
     const Name& at(int number) const { return m_names[static_cast<size_t>(number)]; }
+    int count() const { return int(m_names.size()); }
 
 private:
     std::vector<Name> m_names;
@@ -61,7 +62,8 @@ public:
 private:
     const AttributeNames& m_names;
     bool m_all;
-    bool m_name; ///< the object's own, which is kept beside the attributes
+    bool m_name;           ///< the object's own, which is kept beside the attributes
+    QStringList m_allowed; ///< answered with all that the organisation knows, unless the file tells
     std::vector<int> m_numbers;
 };
 

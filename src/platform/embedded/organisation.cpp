@@ -73,7 +73,10 @@ private:
 
 class Organisation::Directory {
 public:
-    explicit Directory(std::unique_ptr<OrganisationContent> read) : content(std::move(read)) {}
+    explicit Directory(std::unique_ptr<OrganisationContent> read) : content(std::move(read)) {
+        for (const QStringView attribute : ofOneValue) // although the file may not hold them
+            content->names.number(attribute.toUtf8());
+    }
 
     /// Throws Error where there is no such object, beginning with `attempt`.
     Place placeOf(const QString& name, const QString& attempt) const {

@@ -19,16 +19,36 @@ auto DirectoryWatch::watched(const Action& action) {
 
 class DirectoryWatch::WatchedEntries final : public engine::Entries {
 public:
-    WatchedEntries(DirectoryWatch& watch, std::unique_ptr<engine::Entries> entries)
-        : m_watch(watch), m_entries(std::move(entries)) {}
+    enum class Of { AnyServer, OneServer, List };
+
+    WatchedEntries(DirectoryWatch& watch, std::unique_ptr<engine::Entries> entries, Of of)
+        : m_watch(watch), m_entries(std::move(entries)), m_of(of) {}
     std::optional<engine::Entry> next() override {
-        return m_watch.watched([&] { return m_entries->next(); });
+        if (m_of == Of::List) // which fails by itself
+            return noted(m_entries->next());
+        return noted(m_watch.watched([&] { return m_entries->next(); }));
     }
 
 private:
+    std::optional<engine::Entry> noted(std::optional<engine::Entry> entry) {
+        if (entry && m_of != Of::OneServer)
+            m_watch.noteServer(entry->server);
+        if (entry && m_of == Of::List)
+            m_watch.m_listedAt = entry->server;
+        return entry;
+    }
+
     DirectoryWatch& m_watch;
     std::unique_ptr<engine::Entries> m_entries;
+    Of m_of;
 };
+
+void DirectoryWatch::noteServer(const QString& server) {
+    if (server == m_inUse)
+        return;
+    m_inUse = server;
+    m_journal.Tell(platform::Event::Remark, u"domain controller in use: "_s + server);
+}
 
 class DirectoryWatch::WatchedSession final : public engine::Session {
 public:
@@ -36,16 +56,18 @@ public:
         : m_watch(watch), m_session(std::move(session)) {}
 
     std::unique_ptr<engine::Entries> search(const engine::SearchRequest& request) override {
+        using Of = WatchedEntries::Of;
         // The configuration and what is below it begin with "CN=".
         if (request.scope == engine::Scope::Subtree &&
             request.base.startsWith(u"DC="_s, Qt::CaseInsensitive)) {
             if (!m_watch.m_failure.isEmpty())
                 throw Error(std::exchange(m_watch.m_failure, QString()) +
                             u" Press Exit, then start again."_s);
-            return m_session->search(request); // a long list, which fails by itself
+            return std::make_unique<WatchedEntries>(m_watch, m_session->search(request), Of::List);
         }
         return std::make_unique<WatchedEntries>(
-            m_watch, m_watch.watched([&] { return m_session->search(request); }));
+            m_watch, m_watch.watched([&] { return m_session->search(request); }),
+            request.server.isEmpty() ? Of::AnyServer : Of::OneServer);
     }
     void modify(const QString& name, const QList<engine::Change>& changes,
                 const QString& server) override {

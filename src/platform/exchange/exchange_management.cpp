@@ -5,20 +5,20 @@ namespace rehome::exchange {
 void ExchangeManagement::BeginEnumeration() noexcept {
     m_watch.begin();
     m_destinations.forget();
-    m_listed.forget();
+    m_topology.begin();
     m_changes.beginRound();
 }
 
 std::unique_ptr<ExchangeServer> ExchangeManagement::CreateExchangeServer() {
-    return std::make_unique<ExchangeServer>(m_directory, m_probe, m_listed);
+    return std::make_unique<ExchangeServer>(m_directory, m_probe);
 }
 
 std::unique_ptr<StorageGroup> ExchangeManagement::CreateStorageGroup() {
-    return std::make_unique<StorageGroup>(m_directory, m_probe, m_listed);
+    return std::make_unique<StorageGroup>(m_directory, m_probe);
 }
 
 std::unique_ptr<MailboxStoreDB> ExchangeManagement::CreateMailboxStoreDB() {
-    return std::make_unique<MailboxStoreDB>(m_directory, m_probe, m_listed);
+    return std::make_unique<MailboxStoreDB>(m_directory, m_probe);
 }
 
 std::unique_ptr<Person> ExchangeManagement::CreatePerson() {
@@ -26,6 +26,7 @@ std::unique_ptr<Person> ExchangeManagement::CreatePerson() {
 }
 
 void ExchangeManagement::BeginRound() noexcept {
+    m_topology.end();
     m_round.states.clear();
     m_changes.beginRound();
     m_opener.beginRound();

@@ -21,15 +21,4 @@ engine::Entry readObject(engine::Session& session, const QString& name, const Ob
     return std::move(*found);
 }
 
-void ListedObjects::add(const QString& objectClass, const engine::Entry& object) {
-    m_objects[{objectClass, object.distinguishedName}] = object;
-}
-
-std::optional<engine::Entry> ListedObjects::take(const QString& objectClass, const QString& name) {
-    auto found = m_objects.extract({objectClass, name});
-    if (found.empty())
-        return std::nullopt;
-    return std::move(found.mapped());
-}
-
 } // namespace rehome::exchange

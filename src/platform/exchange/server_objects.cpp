@@ -29,10 +29,8 @@ QStringList NamedObject::readAttributes() const {
 void NamedObject::Open(const QString& address, const OpenArguments& arguments) {
     m_entry.reset();
     requireStatedArguments(arguments);
-    auto found = m_listed.take(m_kind.objectClass, address);
-    if (!found)
-        found = readObject(*m_directory.session(), address, m_kind, readAttributes());
-    opening(*found);
+    auto found = readObject(*m_directory.session(), address, m_kind, readAttributes());
+    opening(found);
     m_entry = std::move(found);
 }
 
@@ -55,19 +53,16 @@ QStringList NamedObject::children(engine::Scope scope, const ObjectKind& kind) {
     request.base = entry().distinguishedName;
     request.scope = scope;
     request.filter = QStringLiteral("(objectClass=%1)").arg(kind.objectClass);
-    request.attributes = readAttributes();
+    request.attributes = QStringList{QStringLiteral("distinguishedName")};
     const auto entries = m_directory.session()->search(request);
     QStringList names;
-    while (const auto found = entries->next()) {
-        m_listed.add(kind.objectClass, *found);
+    while (const auto found = entries->next())
         names += found->distinguishedName;
-    }
     return names;
 }
 
-ExchangeServer::ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                               ListedObjects& listed)
-    : NamedObject(directory, probe, listed,
+ExchangeServer::ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe)
+    : NamedObject(directory, probe,
                   {QStringLiteral("msExchExchangeServer"), QStringLiteral("an Exchange server")}) {
 }
 
@@ -83,18 +78,16 @@ QStringList ExchangeServer::StorageGroups() {
     return children(engine::Scope::Subtree, storageGroupKind());
 }
 
-StorageGroup::StorageGroup(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                           ListedObjects& listed)
-    : NamedObject(directory, probe, listed, storageGroupKind()) {
+StorageGroup::StorageGroup(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe)
+    : NamedObject(directory, probe, storageGroupKind()) {
 }
 
 QStringList StorageGroup::MailboxStoreDBs() {
     return children(engine::Scope::OneLevel, mailboxStoreKind());
 }
 
-MailboxStoreDB::MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                               ListedObjects& listed)
-    : NamedObject(directory, probe, listed, mailboxStoreKind()) {
+MailboxStoreDB::MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe)
+    : NamedObject(directory, probe, mailboxStoreKind()) {
 }
 
 platform::Field MailboxStoreDB::Fields(const QString& name) const {

@@ -14,9 +14,8 @@ namespace rehome::exchange {
 class NamedObject : public IDataSource {
 public:
     /// All must outlive it.
-    NamedObject(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                ListedObjects& listed, ObjectKind kind)
-        : m_directory(directory), m_probe(probe), m_listed(listed), m_kind(std::move(kind)) {}
+    NamedObject(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe, ObjectKind kind)
+        : m_directory(directory), m_probe(probe), m_kind(std::move(kind)) {}
 
     void Open(const QString& address, const OpenArguments& arguments) override;
 
@@ -36,7 +35,6 @@ private:
 
     adsi::DirectoryServices& m_directory;
     engine::ExchangeProbe& m_probe;
-    ListedObjects& m_listed;
     ObjectKind m_kind;
     std::optional<engine::Entry> m_entry;
 };
@@ -44,8 +42,7 @@ private:
 /// Opened on an Exchange server's distinguished name; fails where the server does not answer.
 class ExchangeServer final : private NamedObject {
 public:
-    ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                   ListedObjects& listed);
+    ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
     IDataSource& DataSource() { return *this; }
     /// The distinguished names of its storage groups. Throws Error.
     QStringList StorageGroups();
@@ -57,8 +54,7 @@ private:
 /// Opened on a storage group's distinguished name.
 class StorageGroup final : private NamedObject {
 public:
-    StorageGroup(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                 ListedObjects& listed);
+    StorageGroup(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
     IDataSource& DataSource() { return *this; }
     /// The distinguished names of its mailbox stores. Throws Error.
     QStringList MailboxStoreDBs();
@@ -68,8 +64,7 @@ public:
 /// Opened on a mailbox store's distinguished name.
 class MailboxStoreDB final : private NamedObject {
 public:
-    MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                   ListedObjects& listed);
+    MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
     IDataSource& DataSource() { return *this; }
     /// The item "distinguishedName" and no other.
     platform::Field Fields(const QString& name) const;

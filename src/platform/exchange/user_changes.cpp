@@ -360,15 +360,14 @@ void UserChanges::requireRights() {
                                                                          entry.distinguishedName));
 }
 
-QString UserChanges::homeIsAnother(const QUuid& guid, const QString& name,
-                                   const QString& home) const {
+QString UserChanges::homeIsAnother(const QUuid& guid, const QString& name, const QString& home,
+                                   const QString& listedAt) const {
     const User* user = find(guid);
     const auto written = user ? user->written.find(HomeMdb) : Values::const_iterator();
     if (user && written != user->written.end() &&
         QString::fromUtf8(written->second.value(0)).compare(home, Qt::CaseInsensitive) == 0)
-        return u"%1 was moved to %2 by this run; the domain controller that the list came from "
-               u"does "
-               "not show it yet: wait for replication, then press Refresh"_s.arg(name, home);
+        return u"%1 was moved to %2 by this run; %3 does not show it yet: wait for replication, "
+               "then press Refresh"_s.arg(name, home, named(listedAt));
     return u"%1 is on %2 now: press Refresh"_s.arg(name, home);
 }
 

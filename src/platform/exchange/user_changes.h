@@ -42,8 +42,9 @@ public:
     /// creation after it, write (`allowedAttributesEffective`).
     void requireRights();
     /// The description of a drop's refusal, for a user whose home is not the one that the list
-    /// showed.
-    QString homeIsAnother(const QUuid& user, const QString& name, const QString& home) const;
+    /// from `listedAt`, a domain controller, showed.
+    QString homeIsAnother(const QUuid& user, const QString& name, const QString& home,
+                          const QString& listedAt) const;
 
     /// The user that `find` finds: anywhere at first (with an empty argument), and at the user's
     /// own server if what is found does not show all that this run wrote. Throws Error if the own

@@ -94,6 +94,8 @@ private Q_SLOTS:
         QCOMPARE(users(1, moved).filter("dn: ").size(), 6);
         QVERIFY(file.seek(0));
         const QString journal = file.readAll();
+        for (const QString& controller : m_controllers)
+            test::checkPart(journal, "domain controller in use: " + controller + '\n');
         QVERIFY(journal.contains(
             QRegularExpression(dropped + "@x [^:\n]*: dropped from .* at " + m_controllers[0])));
         const QStringList whole = users(1, "(cn=" + dropped + ")"); // who has not seen the drop
