@@ -1,6 +1,7 @@
 // The process as a whole, in programs that this one starts of itself.
 #include "app/composition.h"
 #include "app/progress_observer.h"
+#include "platform/ldap/waiting.h"
 #include "support/window_driver.h"
 
 #include <QDialog>
@@ -15,10 +16,22 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <thread>
 
 using namespace rehome;
+
+namespace {
+
+int synced = 0; ///< how often files have been written to the disk
+}
+
+/// In place of the C library's.
+extern "C" int fdatasync(int descriptor) {
+    ++synced;
+    return int(syscall(SYS_fdatasync, descriptor));
+}
 
 namespace {
 
@@ -66,9 +79,10 @@ int move(app::Application& application, const QByteArray& what) {
         QTest::qSleep(300);
     }
     if (what == "drop") { // the end of the process is asked for from outside
-        w.calls.meanwhile = [](const auto& made) {
+        w.calls.meanwhile = [&](const auto& made) {
             if (made.call == "modify")
                 std::raise(SIGTERM);
+            ldap::awaitEvent(-1, 0, QDeadlineTimer(1), &application.interruption());
         };
         w.choose("comboDestMBx", "EX1:SG\\B");
         w.button("btnMove").click();
@@ -168,7 +182,11 @@ private Q_SLOTS:
         limitFiles(8);
         QVERIFY_THROWS_EXCEPTION(Error, stream.keep("dn: half a record"));
         limitFiles(RLIM_INFINITY);
+        QCOMPARE(std::exchange(synced, 0), 0);
+        stream.tell("");
+        QCOMPARE(synced, 0);
         stream.keep("next");
+        QCOMPARE(synced, 1); // a record is on the disk
         char written[99]{};
         QVERIFY(pread(file, written, sizeof written, 0) > 0);
         QCOMPARE(written, "dn: half!\n!\n\nnext");

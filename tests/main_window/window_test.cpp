@@ -269,10 +269,14 @@ private Q_SLOTS:
             if (made.details.startsWith("homeMDB+=CN=") && ++n != 3)
                 throw Error("refused");
         };
-        for (const auto left : {9 - 5, 1}) { // and the stores are enumerated anew in between
+        // How often the store is read, which counts as usable only while creations succeed there.
+        for (const auto& [left, reads] : {std::pair(9 - 5, 12), {1, 5}}) { // and the stores are enumerated anew in between
+            w.calls.made.clear();
             w.pick("comboDestMBx", "EX1:SG\\B");
             w.press("btnMove");
             QCOMPARE(w.state.GridMailboxes.Count(), left);
+            QCOMPARE(w.calls.made.filter("read " + OrganisationText::storeDN("EX1/SG/B")).size(),
+                     reads);
         }
         QVERIFY(w.desktop.texts().contains("ERROR : Unable to move 8 MailBoxes of 9"));
     }
