@@ -1,11 +1,15 @@
 #include "app/application.h"
 
+#include "app/desktop_manners.h"
 #include "main_window/look.h"
 #include "main_window/message_dialog.h"
 
 #include <QDir>
 #include <QIcon>
+#include <QPlatformSurfaceEvent>
 #include <QSocketNotifier>
+#include <QTimer>
+#include <QWindow>
 
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +17,9 @@
 namespace rehome::app {
 
 namespace {
+
+/// Milliseconds of work after which somebody may have turned to another window.
+constexpr int LongWork = 10'000;
 
 QIcon icon() {
     QIcon icon;
@@ -36,6 +43,7 @@ Application::Application(int& argc, char** argv, const QString& title,
     setWindowIcon(icon());
     main_window::applyLook(*this);
     setQuitOnLastWindowClosed(false);
+    m_sinceBox.start();
     auto* asked = new QSocketNotifier(m_signals.descriptor(), QSocketNotifier::Read, this);
     connect(asked, &QSocketNotifier::activated, this, [this] { m_signals.checkpoint(); });
 }
@@ -49,7 +57,16 @@ platform::Answer Application::Show(const platform::MessageBox& box) {
             window->windowType() == Qt::Window)
             owner = window;
     }
-    return main_window::MessageDialog(box, m_title, owner).ask();
+    platform::Answer answer{};
+    {
+        main_window::MessageDialog dialog(box, m_title, owner);
+        if (m_sinceBox.hasExpired(LongWork))
+            QTimer::singleShot(0, &dialog, [&dialog] { alert(&dialog); });
+        answer = dialog.ask();
+    }
+    showWhatWasCovered();
+    m_sinceBox.start();
+    return answer;
 }
 
 void Application::End(int status) {
@@ -75,7 +92,14 @@ void Application::Fail(const QString& description) {
 
 bool Application::notify(QObject* receiver, QEvent* event) {
     try {
-        return QApplication::notify(receiver, event);
+        const bool handled = QApplication::notify(receiver, event);
+        const auto* window = event->type() == QEvent::PlatformSurface
+                                 ? qobject_cast<const QWindow*>(receiver)
+                                 : nullptr;
+        if (window && static_cast<QPlatformSurfaceEvent*>(event)->surfaceEventType() ==
+                          QPlatformSurfaceEvent::SurfaceCreated)
+            promiseNoAnswers(*window);
+        return handled;
     } catch (const std::exception& error) {
         if (!m_ending)
             Fail(describe(error));

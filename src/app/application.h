@@ -5,6 +5,7 @@
 #include "platform/desktop.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 
 namespace rehome::app {
 
@@ -39,6 +40,7 @@ private:
     journal::KeptJournal& m_journal;
     Signals& m_signals;
     bool m_ending = false;
+    QElapsedTimer m_sinceBox; ///< since the last box was answered
 };
 
 } // namespace rehome::app

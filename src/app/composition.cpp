@@ -3,10 +3,12 @@
 #include "app/progress_observer.h"
 #include "app/trace.h"
 #include "main_window/main_window.h"
+#include "main_window/screen_frame.h"
 
 #include <QThread>
 #include <QTime>
 
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 
@@ -17,7 +19,24 @@ namespace {
 // Qt's message handler, atexit and set_terminate take functions without a context.
 journal::KeptJournal* theJournal = nullptr;
 
+/// Whether a window system is named at all. Qt would abort.
+bool hasDisplay() {
+    return !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") ||
+           !qEnvironmentVariableIsEmpty("DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+/// Ends a process that can open no window.
+[[noreturn]] void endWithoutDisplay() {
+    std::fputs("No window can be opened here: start the program in a desktop session, or over "
+               "ssh -X.\n",
+               stderr);
+    std::_Exit(EXIT_FAILURE);
+}
+
 void writeMessage(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+    if (type == QtFatalMsg && QGuiApplication::platformName().isEmpty())
+        endWithoutDisplay();
     const QString time = QTime::currentTime().toString(QStringLiteral("HH:mm:ss.zzz"));
     QStringList lines;
     for (const QString& line : text.split(u'\n', Qt::SkipEmptyParts))
@@ -60,8 +79,9 @@ int runWindow(Application& application, const Engines& engines, const QString& c
     const platform::Platform platform(engines.directory, engines.probe, engines.opener,
                                       engines.network, application, application.journal());
     main_window::frmMain window(platform, caption);
+    main_window::ScreenFrame frame(window);
     window.Form_Load();
-    window.show();
+    frame.show();
     return QApplication::exec();
 }
 
@@ -79,6 +99,8 @@ int runReporting(Application& application, const Engines& engines, const QString
 int runProgram(int argc, char** argv, const QString& title, journal::KeptJournal::Of of,
                const std::function<int(Application&)>& body) {
     journal::fillStandardDescriptors();
+    if (!hasDisplay())
+        endWithoutDisplay();
     journal::KeptJournal journal(of);
     theJournal = &journal;
     qInstallMessageHandler(writeMessage);

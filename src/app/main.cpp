@@ -1,3 +1,4 @@
+#include "app/command_line.h"
 #include "app/composition.h"
 
 #include "platform/http/directory_only_opener.h"
@@ -28,11 +29,6 @@ QString whoWorks() {
 }
 
 int work(app::Application& application, const QString& title) {
-    // Whoever names a file here believes that they are rehearsing.
-    if (QApplication::arguments().size() > 1)
-        throw Error(QStringLiteral("rehome %1 works on the directory itself and takes no "
-                                   "arguments. To rehearse on a file, run rehome-rehearsal.")
-                        .arg(app::version()));
     application.journal().Tell(platform::Event::Remark, whoWorks(), {});
     ldap::LdapSettings settings;
     settings.interruption = &application.interruption();
@@ -47,6 +43,18 @@ int work(app::Application& application, const QString& title) {
 } // namespace
 
 int main(int argc, char** argv) {
+    const app::CommandLine commandLine{
+        QStringLiteral("rehome"),
+        QStringLiteral(
+            "Usage: rehome\n"
+            "Lists the mailboxes of an Exchange organisation, and brings those of a lost "
+            "server\nhome to a store of the local one. Keep what it writes to the "
+            "standard error stream:\n    rehome 2> recovery.ldif\nSee rehome(1).\n"),
+        // Whoever names a file here believes that they are rehearsing.
+        QStringLiteral("rehome works on the directory itself and takes no arguments. To rehearse "
+                       "on a file, run rehome-rehearsal.")};
+    if (const auto status = app::answerCommandLine(argc, argv, commandLine))
+        return *status;
     const QString title = QStringLiteral("Rehome");
     return app::runProgram(argc, argv, title, journal::KeptJournal::Of::LiveDirectory,
                            [&](app::Application& application) { return work(application, title); });

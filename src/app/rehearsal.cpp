@@ -1,3 +1,4 @@
+#include "app/command_line.h"
 #include "app/composition.h"
 
 #include "platform/embedded/embedded_engine.h"
@@ -9,35 +10,14 @@
 
 #include <QFileInfo>
 
-#include <cstdio>
-#include <cstdlib>
-#include <string_view>
-
 using namespace rehome;
 
 namespace {
-
-/// What is answered without a display; empty where a window is wanted.
-QString answer(int argc, char** argv) {
-    const std::string_view asked = argc == 2 ? argv[1] : "";
-    if (asked == "--version")
-        return QStringLiteral("rehome-rehearsal %1\n").arg(app::version());
-    if (asked != "--help" && asked != "-h")
-        return {};
-    return QStringLiteral(
-        "Usage: rehome-rehearsal [ORGANISATION.LDIF]\n"
-        "Rehearses a mailbox recovery on the organisation that ships, or on a snapshot of a\n"
-        "directory, which rehome-snapshot takes. Nothing real is touched, and the file is not\n"
-        "written. See rehome-rehearsal(1).\n");
-}
 
 embedded::Organisation openOrganisation(const QStringList& arguments) {
     if (arguments.isEmpty())
         return embedded::readOrganisation(embedded::shippedOrganisation(),
                                           QStringLiteral("the organisation that ships"));
-    if (arguments.size() > 1)
-        throw Error(QStringLiteral("Too many arguments. Usage: rehome-rehearsal "
-                                   "[organisation.ldif]"));
     return embedded::readOrganisationFile(arguments.constFirst());
 }
 
@@ -61,10 +41,16 @@ void warnWithoutLocalServer(platform::Journal& journal, embedded::EmbeddedNetwor
 } // namespace
 
 int main(int argc, char** argv) {
-    if (const QString text = answer(argc, argv); !text.isEmpty()) {
-        std::fputs(text.toUtf8().constData(), stdout);
-        return EXIT_SUCCESS;
-    }
+    const app::CommandLine commandLine{
+        QStringLiteral("rehome-rehearsal"),
+        QStringLiteral(
+            "Usage: rehome-rehearsal [ORGANISATION.LDIF]\n"
+            "Rehearses a mailbox recovery on the organisation that ships, or on a snapshot of a\n"
+            "directory, which rehome-snapshot takes. Nothing real is touched, and the file is not\n"
+            "written. See rehome-rehearsal(1).\n"),
+        QStringLiteral("It takes one LDIF file, or none: see rehome-rehearsal --help."), true};
+    if (const auto status = app::answerCommandLine(argc, argv, commandLine))
+        return *status;
     const QString title = QStringLiteral("Rehome rehearsal");
     return app::runProgram(
         argc, argv, title, journal::KeptJournal::Of::Rehearsal, [](app::Application& application) {

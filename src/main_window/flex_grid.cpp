@@ -4,6 +4,8 @@
 #include "platform/error.h"
 #include "platform/twips.h"
 
+#include <QAccessible>
+#include <QApplication>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QPainter>
@@ -73,6 +75,7 @@ void FlexGrid::publish() {
     setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     updateGeometries();
     showCurrentCell();
+    tellCurrentCell();
 }
 
 void FlexGrid::setCols(int columns) {
@@ -280,6 +283,11 @@ bool FlexGrid::heading(QEvent* event) {
     }
 }
 
+void FlexGrid::wheelEvent(QWheelEvent* event) {
+    QTableView::wheelEvent(event);
+    event->accept(); // at the end of the list, too: nothing around the grid is to scroll
+}
+
 void FlexGrid::keyPressEvent(QKeyEvent* event) {
     const int last = Rows() - 1;
     int row = m_row;
@@ -313,9 +321,18 @@ void FlexGrid::keyPressEvent(QKeyEvent* event) {
         ++column;
         break;
     default:
-        event->ignore();
+        if (control || event->modifiers().testFlag(Qt::AltModifier) || event->text().isEmpty() ||
+            !event->text().at(0).isPrint())
+            event->ignore();
+        else
+            jumpTo(event->text());
         return;
     }
+    goTo(row, column);
+}
+
+void FlexGrid::goTo(int row, int column) {
+    const int last = Rows() - 1;
     if (last < 1)
         return;
     row = std::clamp(row, 1, last);
@@ -329,9 +346,36 @@ void FlexGrid::keyPressEvent(QKeyEvent* event) {
     Q_EMIT Click();
 }
 
+void FlexGrid::jumpTo(const QString& typed) {
+    const bool goesOn =
+        m_sinceTyped.isValid() && !m_sinceTyped.hasExpired(QApplication::keyboardInputInterval());
+    m_sinceTyped.start();
+    const QString before = goesOn ? m_typed : QString();
+    const bool again = before == typed; // one letter again and again: the next one each time
+    m_typed = again ? typed : before + typed;
+    const int last = Rows() - 1, first = before.isEmpty() || again ? m_row + 1 : m_row;
+    for (int i = 0; i < last; ++i) {
+        const int row = (std::max(first, 1) - 1 + i) % last + 1;
+        if (m_model.text(row, 1).startsWith(m_typed, Qt::CaseInsensitive))
+            return goTo(row, m_column);
+    }
+}
+
+/// To a screen reader, if it is in the grid.
+void FlexGrid::tellCurrentCell() {
+    if (m_row == 0 || m_model.filling() || !hasFocus())
+        return;
+    // The children of a table are numbered with its headers, which are row and column 0.
+    QAccessibleEvent told(this, QAccessible::Focus);
+    told.setChild(m_row * (m_model.columns() + 1) + m_column + 1);
+    QAccessible::updateAccessibility(&told);
+}
+
 void FlexGrid::focusInEvent(QFocusEvent* event) {
     // QAbstractItemView would make a cell of its own choice current.
     QAbstractScrollArea::focusInEvent(event); // NOLINT(bugprone-parent-virtual-call)
+    // Qt tells of the grid itself as soon as this returns.
+    QMetaObject::invokeMethod(this, &FlexGrid::tellCurrentCell, Qt::QueuedConnection);
     viewport()->update();
 }
 

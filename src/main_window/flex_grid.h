@@ -2,13 +2,14 @@
 
 #include "main_window/grid_model.h"
 
+#include <QElapsedTimer>
 #include <QTableView>
 
 namespace rehome::main_window {
 
 /// A grid with one fixed heading row (0), one fixed column (0), a current cell, and cell metrics in
-/// twips. Rows are all of one height: the least that is not below RowHeightMin and leaves no part
-/// of a row at the lower edge.
+/// twips. Typing makes the next row current whose first text begins so. Rows are all of one height:
+/// the least that is not below RowHeightMin and leaves no part of a row at the lower edge.
 class FlexGrid final : public QTableView {
     Q_OBJECT
 
@@ -74,6 +75,7 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -83,6 +85,9 @@ private:
     void applyColumnWidths();
     void layOutRows();
     void showCurrentCell();
+    void goTo(int row, int column);
+    void jumpTo(const QString& typed);
+    void tellCurrentCell();
     int rowHeight() const;
     int headingHeight() const;
     int rowsInView() const;
@@ -98,6 +103,8 @@ private:
     bool m_redraw = true;
     bool m_userScrolls = false;
     bool m_paintReported = false;
+    QString m_typed; ///< the beginning of a display name
+    QElapsedTimer m_sinceTyped;
 };
 
 } // namespace rehome::main_window

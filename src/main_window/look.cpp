@@ -1,5 +1,7 @@
 #include "main_window/look.h"
 
+#include "main_window/screen_frame.h"
+
 #include <QAccessibleWidget>
 #include <QApplication>
 #include <QFont>
@@ -92,10 +94,12 @@ QPalette lightPalette() {
     return palette;
 }
 
-/// To Qt, a window that is a plain widget is a filler, where nobody looks for controls.
+/// To Qt, a window that is a plain widget or scrolls is a filler, where nobody looks for controls.
 QAccessibleInterface* windowForReaders(const QString& className, QObject* object) {
     auto* widget = qobject_cast<QWidget*>(object);
-    if (className != QLatin1String("QWidget") || !widget || widget->windowType() != Qt::Window)
+    const bool plain = className == QLatin1String("QWidget") ||
+                       className == QLatin1String(ScreenFrame::staticMetaObject.className());
+    if (!plain || !widget || widget->windowType() != Qt::Window)
         return nullptr;
     return new QAccessibleWidget(widget, QAccessible::Window);
 }
@@ -110,6 +114,7 @@ void applyLook(QApplication& application) {
     QAccessible::installFactory(windowForReaders);
     application.setStyle(new LayoutStyle); // the application takes ownership
     application.setPalette(lightPalette());
+    application.setLayoutDirection(Qt::LeftToRight); // texts and places are fixed
     QFont font;
     font.setFamilies({QStringLiteral("Arial"), QStringLiteral("Liberation Sans")});
     font.setPixelSize(11); // eight and a quarter points at 96 dots per inch

@@ -1,4 +1,5 @@
 // The process as a whole, in programs that this one starts of itself.
+#include "app/command_line.h"
 #include "app/composition.h"
 #include "app/progress_observer.h"
 #include "platform/ldap/waiting.h"
@@ -164,6 +165,30 @@ private Q_SLOTS:
             const QString seen = run(QString("exec 3>&1; \"$0\" ") + command);
             const QRegularExpression expected("(?s)^status " + pattern);
             QVERIFY2(expected.match(seen).hasMatch(), qPrintable(command + (": " + seen)));
+        }
+        for (const char* display : {"", ":77"}) {
+            const QString seen = run(QString("WAYLAND_DISPLAY= QT_QPA_PLATFORM= DISPLAY=%1 \"$0\" "
+                                             "one 2>stream")
+                                         .arg(display));
+            QVERIFY2(seen.startsWith("status 1\n") && seen.contains("No window can be opened"),
+                     qPrintable(seen));
+        }
+        for (const auto& [arguments, status] : {std::pair("", -1),
+                                                {"file", -1},
+                                                {"file file", 2},
+                                                {"-x", 2},
+                                                {"-style x", 2},
+                                                {"--help", 0},
+                                                {"--version", 0},
+                                                {"--version x", 2}}) {
+            const QByteArrayList words =
+                ("rehome " + QByteArray(arguments)).simplified().split(' ');
+            std::vector<char*> argv;
+            for (const QByteArray& word : words)
+                argv.push_back(const_cast<char*>(word.constData()));
+            const auto answered = app::answerCommandLine(int(argv.size()), argv.data(),
+                                                         {"rehome", "help", "no", true});
+            QVERIFY2(answered.value_or(-1) == status, arguments);
         }
         // At a terminal the line of what is waited for goes away.
         const QString asked = run("QT_LOGGING_RULES=*=false script -qec \"'$0' box\" /dev/null");

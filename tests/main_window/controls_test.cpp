@@ -1,3 +1,4 @@
+#include "main_window/screen_frame.h"
 #include "repopulation/recreate_status.h"
 #include "support/window_driver.h"
 
@@ -173,7 +174,14 @@ private Q_SLOTS:
             QCOMPARE(grid.Row(), row);
             stands(w);
         }
-        QCOMPARE(events, QStringList(3, "click 1"));
+        QTest::keyClicks(&grid, "display U7"); // the first letter, and the last
+        QCoreApplication::processEvents();
+        QCOMPARE(grid.Row(), 7);
+        stands(w);
+        QTest::keySequence(&grid, QKeySequence("Ctrl+End, Ctrl+U, Alt+D"));
+        QCOMPARE(grid.Row(), 40);
+        QCOMPARE(events,
+                 QStringList(6, "click 1")); // no scrolling, which makes the top row current
         events.clear();
         QTest::keyClick(&grid, Qt::Key_Tab);
         QVERIFY(!grid.hasFocus());
@@ -215,6 +223,32 @@ private Q_SLOTS:
         events.clear();
         grid.verticalScrollBar()->setValue(0); // not the user's doing
         QVERIFY(events.isEmpty());
+    }
+
+    void smallScreens() {
+        Window w(test::smallOrganisation(40));
+        main_window::ScreenFrame frame(w.frame);
+        w.frame.Form_Load();
+        frame.show();
+        frame.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&frame));
+        for (const QSize screen : {QSize(1024, 768), QSize(683, 384), QSize(1024, 600)}) {
+            frame.fit(screen);
+            QCoreApplication::processEvents();
+            QTRY_VERIFY(frame.width() <= screen.width() && frame.height() <= screen.height());
+            QCOMPARE(frame.size() == QSize(666, 600), screen.height() == 768);
+            for (const char* name : {"btnExit", "comboDestMBx", "rdoALL", "btnRefresh"}) {
+                auto& control = w.control<QWidget>(name);
+                control.setFocus();
+                const QPoint at = control.mapTo(frame.viewport(), QPoint());
+                QVERIFY2(frame.viewport()->rect().contains(QRect(at, control.size())), name);
+            }
+            w.grid.setFocus();
+            const int scrolled = frame.verticalScrollBar()->value();
+            for (const int steps : {20, 1, -20, -1}) // also at the ends of the list
+                turnWheel(*w.grid.viewport(), steps);
+            QCOMPARE(frame.verticalScrollBar()->value(), scrolled);
+        }
     }
 
     void messageBoxes() {

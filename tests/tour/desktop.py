@@ -118,7 +118,16 @@ class Program:
                 if (window.name, window.role) == (title, role) and window.has("SHOWING")]
 
     def window(self, title, role="dialog"):
-        return until(f'a window titled "{title}"', lambda: self.windows(title, role))[0]
+        found = until(f'a window titled "{title}"', lambda: self.windows(title, role))[0]
+        # A window that has promised to answer pings is killed while it works.
+        shown = run(["xdotool", "search", "--onlyvisible", "--pid", str(self.process.pid)],
+                    check=True, stdout=PIPE, text=True).stdout.split()
+        for window in shown:
+            told = run(["xprop", "-id", window, "WM_PROTOCOLS"], stdout=PIPE, text=True).stdout
+            agree("the promises to the window manager",
+                  ("WM_DELETE_WINDOW" in told, "PING" in told), (bool(told), False))
+        agree("a window is shown", shown != [], True)
+        return found
 
     def answer(self, title, text, key="Return", meanwhile=lambda: None):
         """Answers a message box, having compared its text."""

@@ -157,7 +157,7 @@ def closes_by_title_bar(desktop, program, ldif):
     xdotool("key", "alt+F4")
     elapses()
     xdotool("key", "Escape")
-    refuses(desktop, MESSAGE, "Too many arguments", program, file, file, meanwhile=elapses)
+    refuses(desktop, MESSAGE, "gone.ldif", program, "gone.ldif", meanwhile=elapses)
     exits(main, "alt+F4", "closed-by-title-bar", traced=True)
 
 
