@@ -72,7 +72,7 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
 }
 
 void KeptJournal::keep(const QByteArray& text) {
-    m_progress.erase();
+    m_progress.makeRoom();
     m_stream.keep(text);
     // A rehearsal has nothing to lose.
     if (!m_live || m_stream.isFile())
@@ -125,7 +125,7 @@ void KeptJournal::Tell(Event event, const QString& text, const QString& mailbox)
 }
 
 void KeptJournal::trace(const QString& line) noexcept {
-    m_progress.erase();
+    m_progress.makeRoom();
     m_stream.tell("# " + platform::shownText(line).toUtf8() + '\n');
 }
 

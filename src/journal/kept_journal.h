@@ -29,6 +29,9 @@ public:
     void Keep(const platform::RecoveryRecord& record) override;
     bool Holds(const QByteArray& guid) const override { return m_records.contains(guid); }
     QStringList RestoreSteps(const QByteArray& guid, const QString& server) const override;
+    void Expect(platform::Work work, int mailboxes) noexcept override {
+        m_progress.expect(work, mailboxes);
+    }
     void Tell(platform::Event event, const QString& text, const QString& mailbox) noexcept override;
 
     /// A line on the stream alone, for whoever looks for a fault.

@@ -4,9 +4,6 @@
 
 #include <QStringList>
 
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 namespace rehome::journal {
 
 using platform::Event;
@@ -15,19 +12,20 @@ namespace {
 
 constexpr qint64 Pause = 250; ///< milliseconds between two rewritings
 
-int columnsOf(int terminal) {
-    winsize size{};
-    return ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-}
-
-void put(int terminal, const QString& text) {
-    const QByteArray bytes = text.toUtf8();
-    static_cast<void>(!write(terminal, bytes.constData(), size_t(bytes.size())));
+/// " of " and the number; empty if it is not known.
+QString of(int expected) {
+    return expected > 0 ? QStringLiteral(" of %1").arg(expected) : QString();
 }
 
 } // namespace
 
-Progress::Progress(int stream) : m_stream(stream), m_terminal(isatty(stream) == 1) {
+Progress::Progress(int stream) : m_terminal(stream) {
+}
+
+void Progress::expect(platform::Work work, int mailboxes) {
+    m_work = work;
+    m_expected = mailboxes;
+    m_opened = 0;
 }
 
 void Progress::count(Event event) {
@@ -43,7 +41,7 @@ void Progress::count(Event event) {
         ++m_opened;
         break;
     case Event::Listed:
-        m_listed = m_moved = m_failed = 0;
+        m_listed = m_moved = m_failed = m_expected = 0;
         m_awaited.clear();
         erase();
         return;
@@ -59,6 +57,9 @@ void Progress::countListed(int number) {
 }
 
 void Progress::waitFor(const QString& what) {
+    // Between two rounds the mailbox that was tried last is still waited for.
+    if (m_work == platform::Work::Openings && !what.startsWith(QLatin1String("the mailbox ")))
+        return;
     m_awaited = what;
     if (!what.isEmpty())
         update();
@@ -66,10 +67,12 @@ void Progress::waitFor(const QString& what) {
 
 QString Progress::text() const {
     QStringList parts;
-    if (m_moved + m_failed > 0)
-        parts += QStringLiteral("mailboxes moved: %1, failed: %2").arg(m_moved).arg(m_failed);
-    if (m_opened > 0)
-        parts += QStringLiteral("mailboxes opened: %1").arg(m_opened);
+    const bool opening = m_work == platform::Work::Openings;
+    if (m_moved + m_failed > 0 && !opening)
+        parts += QStringLiteral("mailboxes moved: %1, failed: %2").arg(m_moved).arg(m_failed) +
+                 of(m_expected);
+    if (opening)
+        parts += QStringLiteral("mailboxes opened: %1").arg(m_opened) + of(m_expected);
     if (m_listed > 0)
         parts += QStringLiteral("mailboxes listed: %1").arg(m_listed);
     else if (!m_awaited.isEmpty())
@@ -78,20 +81,25 @@ QString Progress::text() const {
 }
 
 void Progress::update() {
-    if (!m_terminal || (m_sinceDrawn.isValid() && !m_sinceDrawn.hasExpired(Pause)))
+    if (!m_terminal.exists() || (m_sinceDrawn.isValid() && !m_sinceDrawn.hasExpired(Pause)))
         return;
-    const QString line = text().left(columnsOf(m_stream) - 1);
+    const QString line = text().left(m_terminal.columns() - 1);
     if (line.isEmpty())
         return;
     m_sinceDrawn.start();
     m_drawn = true;
-    put(m_stream, QStringLiteral("\r") + line + QStringLiteral("\x1b[K"));
+    m_terminal.write("\r" + line.toUtf8() + "\x1b[K");
 }
 
 void Progress::erase() {
     if (m_drawn)
-        put(m_stream, QStringLiteral("\r\x1b[K"));
+        m_terminal.write("\r\x1b[K");
     m_drawn = false;
+}
+
+void Progress::makeRoom() {
+    if (m_terminal.isStream())
+        erase();
 }
 
 } // namespace rehome::journal

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "journal/terminal.h"
 #include "platform/journal.h"
 
 #include <QElapsedTimer>
@@ -9,7 +10,7 @@ namespace rehome::journal {
 
 /// One line at a terminal that says what is being done and how far it is, for whoever waits before
 /// a window that cannot paint. Rewritten at most four times a second, and gone when it is over.
-/// Nothing at all where the stream is no terminal.
+/// Nothing at all if there is no terminal. A terminal that is stopped holds nothing up.
 class Progress {
 public:
     explicit Progress(int stream);
@@ -17,24 +18,28 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    bool shown() const { return m_terminal; }
+    bool shown() const { return m_terminal.exists(); }
+    void expect(platform::Work work, int mailboxes);
     void count(platform::Event event);
     /// Mailboxes listed so far.
     void countListed(int number);
     /// What an answer is awaited from; empty: nothing any more.
     void waitFor(const QString& what);
-    /// Brings the line up to date where that is due.
+    /// Brings the line up to date if that is due.
     void update();
     void erase();
+    /// Before something else is written to the stream.
+    void makeRoom();
 
 private:
     QString text() const;
 
-    int m_stream;
-    bool m_terminal;
+    Terminal m_terminal;
     bool m_drawn = false;
     QElapsedTimer m_sinceDrawn;
     QString m_awaited;
+    platform::Work m_work = platform::Work::Moves;
+    int m_expected = 0; ///< moves or openings, with those done; 0: not known
     int m_listed = 0;
     int m_moved = 0;
     int m_failed = 0;

@@ -16,8 +16,6 @@ namespace rehome::journal {
 
 namespace {
 
-constexpr int Patience = 5000; ///< milliseconds for a reader who is slow
-
 /// Makes half a record one that ldapmodify takes for wrong as a whole.
 constexpr const char* Spoiler = "!\n!\n\n";
 
@@ -47,7 +45,13 @@ void fillStandardDescriptors() {
             static_cast<void>(open("/dev/null", descriptor == 1 ? O_WRONLY : O_RDONLY));
 }
 
-void RecoveryStream::writeWhole(const QByteArray& text) {
+RecoveryStream::RecoveryStream(int descriptor, int limit)
+    : m_reopened(descriptor),
+      m_descriptor(m_reopened.descriptor() >= 0 ? m_reopened.descriptor() : descriptor),
+      m_limit(limit) {
+}
+
+void RecoveryStream::writeWhole(const QByteArray& text, int limit) {
     const char* next = text.constData();
     auto left = size_t(text.size());
     while (left > 0) {
@@ -61,7 +65,10 @@ void RecoveryStream::writeWhole(const QByteArray& text) {
         if (written < 0 && errno == EINTR)
             continue;
         pollfd state{m_descriptor, POLLOUT, 0};
-        if (written < 0 && errno == EAGAIN && poll(&state, 1, Patience) > 0)
+        m_stuck = written < 0 && errno == EAGAIN && poll(&state, 1, limit) <= 0;
+        if (m_stuck)
+            fail(ETIMEDOUT);
+        if (written < 0 && errno == EAGAIN)
             continue;
         fail(written < 0 ? errno : ENOSPC);
     }
@@ -70,10 +77,12 @@ void RecoveryStream::writeWhole(const QByteArray& text) {
 void RecoveryStream::write(const QByteArray& text, bool sync) {
     const off_t start = filePosition(m_descriptor);
     const bool broken = m_broken;
+    // Comments do not wait again for a reader who has not read; records do.
+    const int limit = m_stuck && !sync ? 0 : m_limit;
     try {
         if (broken)
-            writeWhole(Spoiler);
-        writeWhole(text);
+            writeWhole(Spoiler, limit);
+        writeWhole(text, limit);
         if (sync && start >= 0 && fdatasync(m_descriptor) != 0)
             fail(errno);
     } catch (const Error&) {

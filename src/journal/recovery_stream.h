@@ -1,5 +1,7 @@
 #pragma once
 
+#include "journal/terminal.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -13,7 +15,8 @@ void fillStandardDescriptors();
 /// The standard error stream, as the place of recovery records.
 class RecoveryStream {
 public:
-    explicit RecoveryStream(int descriptor = 2) : m_descriptor(descriptor) {}
+    /// `limit`: milliseconds for the reader of a pipe or a terminal to take some more.
+    explicit RecoveryStream(int descriptor = 2, int limit = 5000);
 
     /// Writes all of it and, where the stream is a regular file, has it synced; what could only be
     /// written in part is taken back there, and made no record of elsewhere. Throws Error.
@@ -31,9 +34,12 @@ public:
 private:
     /// `sync`: for a regular file, only returns once it is on the disk.
     void write(const QByteArray& text, bool sync);
-    void writeWhole(const QByteArray& text);
+    void writeWhole(const QByteArray& text, int limit);
 
+    Reopened m_reopened;
     int m_descriptor;
+    int m_limit;
+    bool m_stuck = false;  ///< nobody has read for the whole limit
     bool m_broken = false; ///< it ends in the middle of what was written last
 };
 

@@ -61,6 +61,10 @@ bool BatchMove::confirmed() {
 }
 
 bool BatchMove::qualifies(const mailbox::MailboxUser& user, const Choice& choice) const {
+    // Who is there already stays.
+    if (platform::areSameInCapitals(user.GetSourceStore(), m_state.DestStoreName) ||
+        mailbox::isOn(user, m_state.DestStoreName, m_state.StoreList))
+        return false;
     switch (choice.mode) {
     case Source::All:
         return true;
@@ -73,18 +77,17 @@ bool BatchMove::qualifies(const mailbox::MailboxUser& user, const Choice& choice
 }
 
 BatchMove::Outcome BatchMove::moveAll(const Choice& choice) {
-    Outcome outcome;
+    std::vector<std::shared_ptr<const mailbox::MailboxUser>> chosen;
+    for (const auto& user : m_state.GridMailboxes)
+        if (qualifies(*user, choice))
+            chosen.push_back(user);
+    Outcome outcome{qint16(chosen.size())};
+    m_platform.Journal.Expect(platform::Work::Moves, outcome.attempted);
     // A mailbox that cannot be moved is counted, and the run goes on: the next one may well move.
-    for (const auto& user : m_state.GridMailboxes) {
-        if (!qualifies(*user, choice) ||
-            platform::areSameInCapitals(user->GetSourceStore(), m_state.DestStoreName) ||
-            mailbox::isOn(*user, m_state.DestStoreName, m_state.StoreList))
-            continue;
-        ++outcome.attempted;
+    for (const auto& user : chosen)
         if (mailbox::MoveMailbox2(user, m_state.DestStoreName, m_state.StoreList,
                                   m_state.MovedMailboxes))
             ++outcome.moved;
-    }
     return outcome;
 }
 

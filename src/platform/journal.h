@@ -37,6 +37,9 @@ enum class Event {
     GivenUp,   ///< with the state of every moved mailbox
 };
 
+/// What takes long, while nothing can be painted.
+enum class Work { Moves, Openings };
+
 /// Where that is written which must survive the process.
 class Journal {
 public:
@@ -54,6 +57,11 @@ public:
     /// Never fails. `mailbox` names the mailbox that it is about, by its address and GUID, and the
     /// text goes on from there; empty where it is about none.
     virtual void Tell(Event event, const QString& text, const QString& mailbox = {}) noexcept = 0;
+    /// So many mailboxes are moved or opened from here on.
+    virtual void Expect(Work work, int mailboxes) noexcept {
+        static_cast<void>(work);
+        static_cast<void>(mailboxes);
+    }
 };
 
 } // namespace rehome::platform

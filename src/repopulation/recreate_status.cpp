@@ -73,6 +73,7 @@ void frmRecreateMailboxStatus::Prepare(const mailbox::Mailboxes& Mailboxes) {
     m_targetMailboxes = &Mailboxes;
     m_repopulatedMailboxes = {};
     m_lblTotal->setText(QString::number(Mailboxes.Count()));
+    m_platform.Journal.Expect(platform::Work::Openings, int(Mailboxes.Count()));
     showRecreated();
     m_succeeded = false;
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);

@@ -14,6 +14,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <pty.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -190,7 +191,11 @@ private Q_SLOTS:
                                                          {"rehome", "help", "no", true});
             QVERIFY2(answered.value_or(-1) == status, arguments);
         }
-        // At a terminal the line of what is waited for goes away.
+        // At a terminal the line of what is waited for goes away; wherever the stream leads.
+        const QString filed = run("script -qec \"'$0' box >/dev/null 2>stream\" /dev/null");
+        QVERIFY2(filed.contains("\rwaiting for the server S\x1b[K\r\x1b[K") &&
+                     !filed.section("stream:", 1).contains("waiting for"),
+                 qPrintable(filed));
         const QString asked = run("QT_LOGGING_RULES=*=false script -qec \"'$0' box\" /dev/null");
         QVERIFY2(asked.startsWith("status 130\n") && !asked.contains("dn:") &&
                      asked.contains("\rwaiting for the server S\x1b[K\r\x1b[KAre you sure") &&
@@ -215,6 +220,23 @@ private Q_SLOTS:
         char written[99]{};
         QVERIFY(pread(file, written, sizeof written, 0) > 0);
         QCOMPARE(written, "dn: half!\n!\n\nnext");
+    }
+
+    void nobodyReads() {
+        int ends[2], terminal = -1, slave = -1;
+        QVERIFY(pipe(ends) == 0 && openpty(&terminal, &slave, nullptr, nullptr, nullptr) == 0);
+        for (const int stuck : {ends[1], slave}) {
+            journal::RecoveryStream stream(stuck, 100);
+            QElapsedTimer timer;
+            timer.start();
+            for (int i = 0; i < 100; ++i)
+                stream.tell(QByteArray(10'000, 'x'));
+            QVERIFY(timer.elapsed() < 5'000);
+            QVERIFY_THROWS_EXCEPTION(Error, stream.keep("record"));
+        }
+        journal::Terminal(slave).write(QByteArray(100'000, 'x'));
+        for (const int end : {ends[0], ends[1], terminal, slave})
+            close(end);
     }
 
     void tellsTheSystemLog() {

@@ -73,7 +73,8 @@ class Desktop:
 
     def picture(self, name):
         file = f"{self.pictures}/{len(os.listdir(self.pictures)) + 1:02}-{name}.png"
-        run(["import", "-silent", "-window", "root", file], check=True)
+        # Without the empty desktop around the windows.
+        run(["import", "-silent", "-window", "root", "-trim", "+repage", file], check=True)
 
     def legible(self, *widgets):
         """Compares what is behind the texts with what stands out most, as WCAG 2.1 has it."""

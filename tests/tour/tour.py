@@ -1,8 +1,9 @@
 #!/usr/bin/python3
-"""Usage: tour.py PROGRAM PICTURES
+"""Usage: tour.py PROGRAM PICTURES [whole]
 
-The whole job from outside, on the organisation that ships, with a picture of each step. The first
-thing that differs from what it should be ends the tour."""
+The main job from outside, on the organisation that ships, with a picture of each step, and a page of
+them, index.html; "whole": what else happens to the windows, too. The first thing that differs from
+what it should be ends the tour."""
 
 import base64, os, re, shutil, socket, subprocess, sys, tempfile, time
 from pathlib import Path
@@ -203,13 +204,18 @@ def refuses(_, title, reason, *command, meanwhile=lambda: None):
     agree("the standard error stream", refused.ended(1).splitlines()[-1][22:], text)
 
 
-def tour(desktop, program):
+def main_job(desktop, program):
     ldif = SHIPPED.read_text(encoding="utf-8")
     main = MainWindow(desktop, Organisation(ldif), TITLE, MESSAGE, program)
     moves_one(main)
     moves_batch(main, "Offline")
     moves_batch(main, "Unreachable")
     exits(main, slow=1)
+
+
+def whole(desktop, program):
+    main_job(desktop, program)
+    ldif = SHIPPED.read_text(encoding="utf-8")
     closes_by_title_bar(desktop, program, ldif)
     waits(desktop, program.removesuffix("-rehearsal"))
     loses_its_display(desktop, program, ldif)
@@ -226,9 +232,14 @@ def run(steps, pictures, *arguments):
             desktop.picture("failed")
             print(f"THE TOUR FAILED; the last picture in {pictures} shows the screen.")
             raise
+    figures = (f'<figure><img src="{file.name}" alt=""><figcaption>{file.stem[3:].replace("-", " ")}'
+               "</figcaption></figure>" for file in sorted(Path(pictures).glob("*.png")))
+    Path(pictures, "index.html").write_text(
+        '<!DOCTYPE html><html lang="en"><meta charset="utf-8"><title>A rehearsed recovery</title>'
+        f"<h1>A rehearsed recovery</h1>{''.join(figures)}</html>\n", encoding="utf-8")
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 3 or not Path(sys.argv[1]).exists():
+    if sys.argv[3:] not in ([], ["whole"]) or len(sys.argv) < 3 or not Path(sys.argv[1]).exists():
         sys.exit(__doc__)
-    run(tour, sys.argv[2], sys.argv[1])
+    run(whole if sys.argv[3:] else main_job, sys.argv[2], sys.argv[1])
