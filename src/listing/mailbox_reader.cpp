@@ -6,10 +6,14 @@ namespace rehome::listing {
 
 namespace {
 
-const QString MailboxQuery = QStringLiteral(
-    ">;(&(&(& (mailnickname=*) (| (&(objectCategory=person)(objectClass=user)(|(homeMDB=*)"
-    "(msExchHomeServerName=*))) ))));ADsPath,displayName,distinguishedName,homeMDB,mailNickname,"
-    "objectGUID,mail,legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses;subtree");
+const QString MailboxFilter =
+    QStringLiteral("(&(&(& (mailnickname=*) (| (&(objectCategory=person)(objectClass=user)"
+                   "(|(homeMDB=*)(msExchHomeServerName=*))) ))))");
+const QString MailboxQuery =
+    QStringLiteral(
+        ">;%1;ADsPath,displayName,distinguishedName,homeMDB,mailNickname,objectGUID,mail,"
+        "legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses;subtree")
+        .arg(MailboxFilter);
 
 QString text(const adsi::RecordSet& rs, const QString& column) {
     return platform::toText(rs.Fields(column));
@@ -17,8 +21,7 @@ QString text(const adsi::RecordSet& rs, const QString& column) {
 
 bool isListed(const adsi::RecordSet& rs) {
     return !rs.Octets(QStringLiteral("mail")).isEmpty() &&
-           !rs.Utf8(QStringLiteral("distinguishedName"))
-                .contains(",CN=Microsoft Exchange System Objects,");
+           !isSystemObject(rs.Utf8(QStringLiteral("distinguishedName")));
 }
 
 QString displayName(const adsi::RecordSet& rs) {
@@ -26,6 +29,14 @@ QString displayName(const adsi::RecordSet& rs) {
 }
 
 } // namespace
+
+QString mailboxFilter() {
+    return MailboxFilter;
+}
+
+bool isSystemObject(QByteArrayView distinguishedName) {
+    return distinguishedName.contains(",CN=Microsoft Exchange System Objects,");
+}
 
 void MailboxReader::read(adsi::Connection& connection, const QString& context,
                          const RowSink& take) {
