@@ -5,6 +5,7 @@
 #include "platform/shown_text.h"
 
 #include <QCoreApplication>
+#include <QRegularExpression>
 
 #include <cstdlib>
 #include <optional>
@@ -55,6 +56,21 @@ int run(const Program& program) {
 
 void print(std::FILE* stream, const QString& text) {
     std::fputs(platform::shownMessage(text).toUtf8().constData(), stream);
+}
+
+QString ldifLine(const QString& name, const QByteArray& value) {
+    const QString text = QString::fromUtf8(value);
+    const bool shows =
+        text.toUtf8() == value && platform::shownText(text) == text && text == text.trimmed();
+    return shows ? name + u": "_s + text + u'\n'
+                 : name + u":: "_s + QString::fromLatin1(value.toBase64()) + u'\n';
+}
+
+QString shellWord(QString text) {
+    static const QRegularExpression plain(u"\\A[-A-Za-z0-9_@%+=:,./]+\\z"_s);
+    if (plain.match(text).hasMatch())
+        return text;
+    return u'\'' + text.replace(u'\'', "'\\''"_L1) + u'\'';
 }
 
 int runConsole(int argc, char** argv, const Program& program) {

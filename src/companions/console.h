@@ -14,6 +14,13 @@ inline constexpr int CannotStart = 2;
 /// Control characters are replaced: names come from a directory that others write to.
 void print(std::FILE* stream, const QString& text);
 
+/// A line of LDIF, in base64 only if a terminal could not show the value as it is, or LDIF could
+/// not hold it.
+QString ldifLine(const QString& name, const QByteArray& value);
+
+/// As a POSIX shell takes it for one word.
+QString shellWord(QString text);
+
 /// The words of a command line, options and operands in any order; "--" ends the options.
 struct CommandLine {
     QStringList options;

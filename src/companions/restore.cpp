@@ -27,22 +27,6 @@ const QString Usage =
     "  --help     show this help\n"
     "  --version  show the version\n"_s;
 
-/// As a POSIX shell takes it for one word.
-QString shellWord(QString text) {
-    static const QRegularExpression plain(u"\\A[-A-Za-z0-9_@%+=:,./]+\\z"_s);
-    if (plain.match(text).hasMatch())
-        return text;
-    return u'\'' + text.replace(u'\'', "'\\''"_L1) + u'\'';
-}
-
-/// A line of LDIF, in base64 only if a terminal could not show the value as it is.
-QString ldifLine(const QString& name, const QByteArray& value) {
-    const QString text = QString::fromUtf8(value);
-    const bool shows = text.toUtf8() == value && platform::shownText(text) == text;
-    return shows ? name + u": "_s + text + u'\n'
-                 : name + u":: "_s + QString::fromLatin1(value.toBase64()) + u'\n';
-}
-
 QString ldif(const platform::RecoveryRecord& record) {
     QString text = ldifLine(u"dn"_s, record.DistinguishedName.toUtf8()) + u"changetype: modify\n"_s;
     for (const auto& [name, values] : record.Attributes) {
