@@ -67,9 +67,10 @@ int check(const Source& source) {
     Report report;
     checkServers(report, exchange, source.localHint);
     checkUsers(report, exchange, people);
-    checkWhereabouts(report, exchange, people, others);
-    report.remark({u"%1 mailboxes were looked at; findings: %2"_s.arg(
-        QString::number(people.listed.size()), QString::number(report.findings()))});
+    const qsizetype onLost = checkWhereabouts(report, exchange, people, others);
+    report.remark({u"%1 mailboxes were looked at, %2 of them on lost servers; findings: %3"_s.arg(
+        QString::number(people.listed.size()), QString::number(onLost),
+        QString::number(report.findings()))});
     if (report.hasRemedies())
         report.remark({u"Next: complete the LDIF above in a file, then: ldapmodify -QY GSSAPI -f "
                        "FILE, and rehome-check again"_s});
@@ -145,6 +146,8 @@ int checkSnapshots(const QStringList& paths) {
 }
 
 int run(const CommandLine& line) {
+    if (line.has("--controller"_L1) && !line.operands.isEmpty())
+        throw Error(u"--controller goes with the directory, not with a snapshot."_s);
     return line.operands.isEmpty() ? checkDirectory(line.has("--controller"_L1))
                                    : checkSnapshots(line.operands);
 }

@@ -19,10 +19,6 @@ namespace {
 
 using Users = std::vector<const engine::Entry*>;
 
-QString values(const engine::Entry& object, const QString& attribute) {
-    return QString::fromUtf8(object.values(attribute).join(' '));
-}
-
 /// Groups of two and more objects that have a key in common, by that key.
 std::map<QString, Users> shared(const Users& objects, const auto& keysOf) {
     std::map<QString, Users> groups;
@@ -71,9 +67,7 @@ QStringList addresses(const engine::Entry& user) {
 /// Empty if the name has too few components.
 QString storeName(const QString& store) {
     try {
-        return topology::MakeStoreFullName(topology::GetServerFromDN(store),
-                                           topology::GetGroupFromDN(store),
-                                           topology::GetStoreFromDN(store));
+        return topology::StoreFullNameFromDN(store);
     } catch (const Error&) {
         return {};
     }
@@ -153,9 +147,8 @@ void checkHome(Report& report, const QSet<QString>& stores, const engine::Entry&
              u"Get the permission (guide, section 7)."_s});
         report.blank();
     } else if (home.isEmpty() && !isOfGoneServer) {
-        report.finding(
-            {u"%1 has no home store: the list stops there."_s.arg(name),
-             u"By its home server it was on "_s + values(user, u"msExchHomeServerName"_s)});
+        report.finding({u"%1 has no home store: the list stops there."_s.arg(name),
+                        u"By its home server it was on "_s + user.text(u"msExchHomeServerName"_s)});
         report.remedy(user, u"add"_s, u"homeMDB"_s, hint);
     } else if (!home.isEmpty() && !stores.contains(nameKey(home))) {
         report.finding({u"The home store of %1 is no mailbox store: %2"_s.arg(name, home),
@@ -231,15 +224,15 @@ QString commandFor(const OtherDomain& other) {
     for (const auto* kind : {&other.people.listed, &other.people.unlisted})
         for (const engine::Entry& user : *kind)
             server = user.server;
-    return server.isEmpty() ? u"rehome-check, with the snapshot of that domain first"_s
-                            : u"LDAPURI=%1 rehome-check"_s.arg(shellWord(server));
+    return u"LDAPURI=%1 rehome-check"_s.arg(server.isEmpty() ? u"ldap://HOST."_s + other.domain.name
+                                                             : shellWord(server));
 }
 
 /// Why the list does not show a mailbox, and the attributes that it lacks.
 QString reason(const engine::Entry& user, QStringList& lacks) {
     const auto classes = user.values(u"objectClass"_s);
     if (!classes.isEmpty() && !classes.contains("user"))
-        return u"it is no user, but of the class "_s + QString::fromUtf8(classes.last());
+        return u"no user object, but of the class "_s + QString::fromUtf8(classes.last());
     QStringList reasons;
     for (const auto& [attribute, words] :
          {std::pair(u"mailNickname"_s, u"no alias (mailNickname)"_s),
@@ -249,7 +242,7 @@ QString reason(const engine::Entry& user, QStringList& lacks) {
             lacks += attribute;
         }
     }
-    return reasons.isEmpty() ? u"it is no person"_s : reasons.join(u" and "_s);
+    return reasons.isEmpty() ? u"not of the category person"_s : reasons.join(u" and "_s);
 }
 
 void tellUnlisted(Report& report, const Residents& on, bool isLost) {
@@ -418,7 +411,8 @@ qsizetype checkWhereabouts(Report& report, const Exchange& exchange, const Peopl
             continue;
         report.finding(
             {u"The domain %1 could not be asked, so its mailboxes are not counted: %2"_s.arg(
-                other.domain.name, other.failure)});
+                 other.domain.name, other.failure),
+             u"Next for them: "_s + commandFor(other)});
         report.blank();
     }
     return onLost;

@@ -123,9 +123,7 @@ std::vector<Fate> fatesOf(const std::vector<journal::RecoveryFile>& files) {
 
 QString storeName(const QString& distinguishedName) {
     try {
-        return topology::MakeStoreFullName(topology::GetServerFromDN(distinguishedName),
-                                           topology::GetGroupFromDN(distinguishedName),
-                                           topology::GetStoreFromDN(distinguishedName));
+        return topology::StoreFullNameFromDN(distinguishedName);
     } catch (const Error&) {
         return distinguishedName;
     }

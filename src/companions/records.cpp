@@ -121,6 +121,8 @@ int tell(const CommandLine& line) {
     bool whole = true;
     for (const QString& path : line.operands) {
         files.push_back(journal::readRecoveryFile(path));
+        if (files.back().Records.isEmpty() && files.back().Lines.isEmpty())
+            throw Error(u"\"%1\" is no recovery file of rehome."_s.arg(path));
         for (const journal::FiledRecord& record : files.back().Records) {
             if (record.Fault.isEmpty() || record.Half)
                 continue;

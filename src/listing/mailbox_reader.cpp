@@ -78,8 +78,7 @@ const MailboxReader::Home& MailboxReader::homeOf(const adsi::RecordSet& rs) {
     if (known != m_homes.constEnd())
         return *known;
     const QString dn = QString::fromUtf8(sent);
-    const QString store = topology::MakeStoreFullName(
-        topology::GetServerFromDN(dn), topology::GetGroupFromDN(dn), topology::GetStoreFromDN(dn));
+    const QString store = topology::StoreFullNameFromDN(dn);
     if (!topology::CollectionContains(store, m_sourceStores))
         m_sourceStores.Add(store, store);
     const auto* listed = m_storeList.find(dn);

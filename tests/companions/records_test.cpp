@@ -114,6 +114,9 @@ private Q_SLOTS:
                  "0\nu1@t\t{33221100-5544-7766-8899-AABBCCDDEEFF}\t(msExchMailboxGuid=\\00\\11\\22"
                  "\\33\\44\\55\\66\\77\\88\\99\\aa\\bb\\cc\\dd\\ee\\ff)\tEX3:SG\\Old at Home\n");
         QVERIFY(run({"none"}).startsWith("2\n") && run({}).startsWith("2\nUsage"));
+        writeRuns({{}});
+        QCOMPARE(run({"1"}), "0\n");
+        QVERIFY(run({REHOME_RECORDS}).contains("is no recovery file"));
     }
 
     void comparesWithTheDirectory() {
