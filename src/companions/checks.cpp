@@ -19,6 +19,8 @@ namespace {
 
 using Users = std::vector<const engine::Entry*>;
 
+const QString HomeHint = u"The distinguished name of a mailbox store"_s;
+
 /// Groups of two and more objects that have a key in common, by that key.
 std::map<QString, Users> shared(const Users& objects, const auto& keysOf) {
     std::map<QString, Users> groups;
@@ -137,39 +139,40 @@ void checkLocalServer(Report& report, const Exchange& exchange, const QString& l
     report.blank();
 }
 
-void checkHome(Report& report, const QSet<QString>& stores, const engine::Entry& user,
-               bool isHidden, bool isOfGoneServer) {
-    const QString home = user.text(u"homeMDB"_s), name = nameOf(user);
-    const QStringList hint{u"The distinguished name of a mailbox store"_s};
-    if (home.isEmpty() && isHidden) {
-        report.finding(
-            {u"You have no permission to read homeMDB of %1: the list stops there."_s.arg(name),
-             u"Get the permission (guide, section 7)."_s});
-        report.blank();
-    } else if (home.isEmpty() && !isOfGoneServer) {
-        report.finding({u"%1 has no home store: the list stops there."_s.arg(name),
-                        u"By its home server it was on "_s + user.text(u"msExchHomeServerName"_s)});
-        report.remedy(user, u"add"_s, u"homeMDB"_s, hint);
-    } else if (!home.isEmpty() && !stores.contains(nameKey(home))) {
-        report.finding({u"The home store of %1 is no mailbox store: %2"_s.arg(name, home),
-                        u"The list "_s + (storeName(home).isEmpty() ? u"stops there."_s
-                                                                    : u"calls it Unreachable."_s)});
-        report.remedy(user, u"replace"_s, u"homeMDB"_s, hint);
-    }
+void checkStore(Report& report, const QSet<QString>& stores, const engine::Entry& user) {
+    const QString home = user.text(u"homeMDB"_s);
+    if (stores.contains(nameKey(home)))
+        return;
+    report.finding({u"The home store of %1 is no mailbox store: %2"_s.arg(nameOf(user), home),
+                    u"The list "_s + (storeName(home).isEmpty() ? u"stops there."_s
+                                                                : u"calls it Unreachable."_s)});
+    report.remedy(user, u"replace"_s, u"homeMDB"_s, {HomeHint});
 }
 
-/// A directory takes a store's name out of all users when the store is deleted.
-void checkGoneServer(Report& report, const Exchange& exchange, const QString& server,
-                     const Users& users) {
+/// `server` is the key of a census, that of the users. A directory removes a store's name from all
+/// users when the store is deleted.
+void checkHomeless(Report& report, const Exchange& exchange, const QString& server,
+                   const Users& users) {
+    const bool isGone = server.startsWith(u'/');
+    if (!isGone && users.size() == 1) {
+        report.finding({u"%1 has no home store: the list stops there."_s.arg(nameOf(*users[0])),
+                        u"By its home server it was on "_s + serverName(server)});
+        return report.remedy(*users[0], u"add"_s, u"homeMDB"_s, {HomeHint});
+    }
+    const QString problem =
+        isGone ? u"The Exchange server %1 was removed from the directory, and %2 of its users have "
+                 "no home store: the list stops at the first one. To move them:"_s
+               : u"%2 users of the Exchange server %1 have no home store, as if the store had been "
+                 u"removed "
+                 "from the directory: the list stops at the first one. To move them:"_s;
     report.finding(
-        {u"The Exchange server %1 was removed from the directory, and %2 of its users have no home "
-         "store: the list stops at the first one. To move them:"_s.arg(
-             serverName(server), QString::number(users.size())),
+        {problem.arg(serverName(server), QString::number(users.size())),
          u"1. Make an empty mailbox store on %1 with Exchange's own tools, for this alone."_s.arg(
              exchange.local),
          u"2. Save the LDIF below as gone.ldif. Write the store's distinguished name into it and "
          "apply it:"_s,
-         u"   sed -i 's/^homeMDB ??? (the empty store)/homeMDB: CN=STORE,CN=GROUP,CN=InformationStore,…/' gone.ldif"_s,
+         u"   sed -i 's/^homeMDB ??? (the empty store)/homeMDB: CN=STORE,CN=GROUP,"
+         "CN=InformationStore,…/' gone.ldif"_s,
          u"   ldapmodify -QY GSSAPI -f gone.ldif"_s,
          u"3. In Rehome, press Refresh. Choose \"Mailboxes from store\" and that store, and move "
          "them to another store of %1."_s.arg(exchange.local)});
@@ -322,7 +325,7 @@ void checkUsers(Report& report, const Exchange& exchange, const People& people) 
         for (const QByteArray& user : store.values(u"homeMDBBL"_s))
             residents.insert(nameKey(QString::fromUtf8(user)));
     }
-    std::map<QString, Users> gone;
+    std::map<QString, Users> homeless;
     for (const engine::Entry* user : listed) {
         if (user->values(u"displayName"_s).isEmpty()) {
             report.finding({u"A user has no display name: the list stops there."_s});
@@ -330,15 +333,20 @@ void checkUsers(Report& report, const Exchange& exchange, const People& people) 
                 *user, u"add"_s, u"displayName"_s,
                 {u"Such as: displayName: "_s + engine::firstValue(user->distinguishedName)});
         }
-        const QString server = homeServer(exchange, *user);
-        const bool isOfGoneServer = server.startsWith(u'/');
-        const bool isHidden = residents.contains(nameKey(user->distinguishedName));
-        checkHome(report, stores, *user, isHidden, isOfGoneServer);
-        if (isOfGoneServer && !isHidden)
-            gone[server].push_back(user);
+        if (!user->values(u"homeMDB"_s).isEmpty()) {
+            checkStore(report, stores, *user);
+        } else if (residents.contains(nameKey(user->distinguishedName))) {
+            report.finding(
+                {u"You have no permission to read homeMDB of %1: the list stops there."_s.arg(
+                     nameOf(*user)),
+                 u"Get the permission (guide, section 7)."_s});
+            report.blank();
+        } else {
+            homeless[homeServer(exchange, *user)].push_back(user);
+        }
     }
-    for (const auto& [server, users] : gone)
-        checkGoneServer(report, exchange, server, users);
+    for (const auto& [server, users] : homeless)
+        checkHomeless(report, exchange, server, users);
     Users everybody = listed;
     for (const auto* kind : {&people.unlisted, &people.stores, &people.homeless})
         for (const engine::Entry* user : pointers(*kind))

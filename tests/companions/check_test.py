@@ -54,6 +54,7 @@ CASES = [
      f"1 more that you have no permission to read:\n# CN=hidden,{CONTEXT}\n", 1),
     (f"({FIELD})((?:.*\\n)*?dn: CN=Anja Kuhn,(?:.+\\n)*?)homeMDB: .*\\n",
      rf"\1homeMDBBL: CN=Anja Kuhn,OU=Hamburg,{CONTEXT}\n\2", "no permission to read homeMDB of Anja Kuhn", 1),
+    ("homeMDB: .*CN=EX2,CN=Servers,.*\n", "", "25 users of the Exchange server EX2 have no home store", 1),
     ("dn:(: Q049VmVy| .*CN=EX3,CN=Servers,)(?:.+\n)*\n|homeMDB:(: Q049VmVy| .*CN=EX3,CN=Servers,).*\n", "",
      "EX3 was removed from the directory, and 24 of its users have no home store", 1),
     (ABOVE, CHILD, "child.nordwind.example could not be asked", 1),
