@@ -50,10 +50,10 @@ set(CPACK_DEBIAN_COMPANIONS_PACKAGE_DEPENDS "${common}, ldap-utils, libsasl2-mod
 set(CPACK_DEBIAN_COMPANIONS_PACKAGE_RECOMMENDS "krb5-user")
 set(CPACK_DEBIAN_COMPANIONS_DESCRIPTION
     "mailbox recovery: checks, records, restoring and snapshots
-The programs without a window of Rehome: rehome-check says beforehand what would
-stop a recovery and who is where, rehome-records what became of each mailbox,
-rehome-restore restores one user, and rehome-snapshot takes a snapshot of a
-directory to rehearse on.")
+The programs of Rehome without a window. rehome-check says beforehand what
+would stop a recovery, and who is where. rehome-records says what became of
+each mailbox, rehome-restore restores one user, and rehome-snapshot takes a
+snapshot of a directory to rehearse on.")
 
 set(CPACK_DEBIAN_COMMON_PACKAGE_NAME rehome-common)
 set(CPACK_DEBIAN_COMMON_PACKAGE_ARCHITECTURE all)
