@@ -4,7 +4,7 @@ set(CPACK_PACKAGE_NAME rehome)
 set(CPACK_PACKAGE_CONTACT ${REHOME_CONTACT})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
-set(CPACK_COMPONENTS_ALL rehome rehearsal common)
+set(CPACK_COMPONENTS_ALL rehome rehearsal companions common)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_SOURCE_DIR}/directories.cmake)
 set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_BINARY_DIR}/source_date.cmake)
@@ -17,12 +17,15 @@ set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-set(common "rehome-common (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+set(same_version "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+set(common "rehome-common ${same_version}")
+set(companions "rehome-companions ${same_version}")
 # What a window needs that no library names: the X11 side of Qt, and the font that it is laid out in.
 set(window "qt6-qpa-plugins, fonts-liberation2 | fonts-liberation")
 
 set(CPACK_DEBIAN_REHOME_PACKAGE_NAME rehome)
-set(CPACK_DEBIAN_REHOME_PACKAGE_DEPENDS "${common}, ${window}, libsasl2-modules-gssapi-mit, xauth")
+set(CPACK_DEBIAN_REHOME_PACKAGE_DEPENDS
+    "${common}, ${companions}, ${window}, libsasl2-modules-gssapi-mit, xauth")
 set(CPACK_DEBIAN_REHOME_PACKAGE_RECOMMENDS "krb5-user")
 set(CPACK_DEBIAN_REHOME_PACKAGE_SUGGESTS "rehome-rehearsal")
 set(CPACK_DEBIAN_REHOME_DESCRIPTION
@@ -35,21 +38,28 @@ until all are there, restoring e-mail addresses that changed on the way.
 It works on Active Directory, with your Kerberos ticket.")
 
 set(CPACK_DEBIAN_REHEARSAL_PACKAGE_NAME rehome-rehearsal)
-set(CPACK_DEBIAN_REHEARSAL_PACKAGE_DEPENDS "${common}, ${window}")
+set(CPACK_DEBIAN_REHEARSAL_PACKAGE_DEPENDS "${common}, ${companions}, ${window}")
 set(CPACK_DEBIAN_REHEARSAL_DESCRIPTION
     "rehearse a mailbox recovery on a copy of the directory
 The window of Rehome over an organisation held in process: the one that ships,
 or a snapshot of your own directory. Nothing real is touched.")
 
+set(CPACK_DEBIAN_COMPANIONS_PACKAGE_NAME rehome-companions)
+# What rehome-snapshot runs, and what undoes a run.
+set(CPACK_DEBIAN_COMPANIONS_PACKAGE_DEPENDS "${common}, ldap-utils, libsasl2-modules-gssapi-mit")
+set(CPACK_DEBIAN_COMPANIONS_PACKAGE_RECOMMENDS "krb5-user")
+set(CPACK_DEBIAN_COMPANIONS_DESCRIPTION
+    "mailbox recovery: checks, records, restoring and snapshots
+The programs of Rehome without a window. rehome-check says beforehand what
+would stop a recovery, and who is where. rehome-records says what became of
+each mailbox, rehome-restore restores one user, and rehome-snapshot takes a
+snapshot of a directory to rehearse on.")
+
 set(CPACK_DEBIAN_COMMON_PACKAGE_NAME rehome-common)
 set(CPACK_DEBIAN_COMMON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_COMMON_PACKAGE_SHLIBDEPS OFF)
-set(CPACK_DEBIAN_COMMON_PACKAGE_DEPENDS "ldap-utils, libsasl2-modules-gssapi-mit, python3:any")
-set(CPACK_DEBIAN_COMMON_DESCRIPTION
-    "mailbox recovery: snapshots, checks and the guide
-What the packages of Rehome share: rehome-snapshot, which takes a snapshot of a
-directory to rehearse on, rehome-check, which tells beforehand what would stop
-a recovery, the icon and the administrator's guide.")
+set(CPACK_DEBIAN_COMMON_DESCRIPTION "mailbox recovery: the icon and the guide
+What the packages of Rehome share: the icon and the administrator's guide.")
 
 # Debian's documents of a package.
 configure_file(changelog.Debian.in changelog.Debian @ONLY)

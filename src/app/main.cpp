@@ -8,8 +8,6 @@
 #include "platform/ldap/ldap_probe.h"
 #include "platform/ldap/ticket.h"
 
-#include <QUuid>
-
 #include <pwd.h>
 #include <unistd.h>
 
@@ -17,19 +15,18 @@ using namespace rehome;
 
 namespace {
 
-QString whoWorks() {
+QString whoWorks(const QString& run) {
     const passwd* user = getpwuid(getuid());
     const ldap::Ticket ticket = ldap::currentTicket();
     return QStringLiteral("run %1 started by %2, %3")
-        .arg(QUuid::createUuid().toString(QUuid::WithoutBraces).left(8),
-             user ? QString::fromLocal8Bit(user->pw_name) : QString::number(getuid()),
+        .arg(run, user ? QString::fromLocal8Bit(user->pw_name) : QString::number(getuid()),
              ticket.principal.isEmpty() ? QStringLiteral("without a Kerberos ticket")
                                         : QStringLiteral("authenticating as %1 in the domain %2")
                                               .arg(ticket.principal, ticket.realm));
 }
 
 int work(app::Application& application, const QString& title) {
-    application.journal().Tell(platform::Event::Remark, whoWorks(), {});
+    application.journal().Tell(platform::Event::Remark, whoWorks(application.journal().run()), {});
     ldap::LdapSettings settings;
     settings.interruption = &application.interruption();
     ldap::LdapEngine engine(settings);

@@ -27,14 +27,15 @@ bool toldOnce(Event event) {
            event == Event::NotOpened;
 }
 
-/// The local time. Qt's own is gone already when the process exits under a lost display.
+/// The local time with its offset. Qt's own is gone already when the process exits under a lost
+/// display.
 QString now() {
     const std::time_t seconds = std::time(nullptr);
     tm parts{};
     localtime_r(&seconds, &parts);
     std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%FT%T", &parts);
-    return QString::fromLatin1(text.data());
+    std::strftime(text.data(), text.size(), "%FT%T%z", &parts);
+    return QString::fromLatin1(text.data()).insert(22, u':'); // +0100 is +01:00 in ISO 8601
 }
 
 /// As a POSIX shell takes it for one word.
@@ -50,7 +51,9 @@ QByteArray asComment(QByteArray ldif) {
 } // namespace
 
 KeptJournal::KeptJournal(Of of, int stream)
-    : m_live(of == Of::LiveDirectory), m_stream(stream), m_progress(stream) {
+    : m_live(of == Of::LiveDirectory),
+      m_run(QUuid::createUuid().toString(QUuid::WithoutBraces).left(8)), m_stream(stream),
+      m_progress(stream) {
     if (m_live)
         m_log = std::make_unique<SystemLog>("rehome");
 }
@@ -67,22 +70,27 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
     // Blank lines around it keep a line that some library writes from becoming a part of it.
     keep(known == m_records.constEnd()
              ? '\n' + where + ldif + '\n'
-             : where + "# as it was before a later change:\n" + asComment(ldif));
+             : where + "# as it was before a later change:\n" + asComment(ldif),
+         record.Guid);
     m_records.insert(record.Guid, ldif);
 }
 
-void KeptJournal::keep(const QByteArray& text) {
+void KeptJournal::keep(const QByteArray& text, const QByteArray& guid) {
     m_progress.makeRoom();
     m_stream.keep(text);
     // A rehearsal has nothing to lose.
     if (!m_live || m_stream.isFile())
         return;
-    m_logged = m_log->keep(text);
+    m_logged = m_log->keep(text, fieldsOfRecord(guid) + runField());
     if (m_stream.keepsNothing() && !m_logged)
         throw Error(QStringLiteral("The recovery record would be lost: the standard error stream "
                                    "is the null device, and no system log took it. Start the tool "
                                    "from a terminal, with that stream in a file (2> "
                                    "recovery.ldif)."));
+}
+
+QList<QByteArray> KeptJournal::runField() const {
+    return {"REHOME_RUN=" + m_run.toLatin1()};
 }
 
 QStringList KeptJournal::RestoreSteps(const QByteArray& guid, const QString& server) const {
@@ -93,10 +101,9 @@ QStringList KeptJournal::RestoreSteps(const QByteArray& guid, const QString& ser
     QString file = m_stream.fileName();
     if (file.isEmpty()) {
         file = QStringLiteral("recovery-%1.ldif").arg(getpid());
-        steps += m_logged ? QStringLiteral("journalctl -b -t rehome _TRANSPORT=journal _PID=%1 "
-                                           "-o cat > %2")
-                                .arg(getpid())
-                                .arg(file)
+        steps += m_logged ? QStringLiteral("journalctl -t rehome REHOME_EVENT=record "
+                                           "REHOME_RUN=%1 -o cat > %2")
+                                .arg(m_run, file)
                           : QStringLiteral("(copy the record from the terminal into the file %1 "
                                            "first)")
                                 .arg(file);
@@ -111,15 +118,16 @@ QStringList KeptJournal::RestoreSteps(const QByteArray& guid, const QString& ser
 }
 
 void KeptJournal::Tell(Event event, const QString& text, const QString& mailbox) noexcept {
-    const QString line = mailbox.isEmpty() ? text : mailbox + QStringLiteral(": ") + text;
+    const LogLine line{{}, mailbox, text};
     m_states.take(event, mailbox);
     m_progress.count(event);
     if (toldOnce(event)) {
-        if (m_told.contains(line))
+        const QString told = textOf(line);
+        if (m_told.contains(told))
             return;
-        m_told.insert(line);
+        m_told.insert(told);
     }
-    tell(line, isFailure(event));
+    tell(line, event);
     if (event == Event::GivenUp)
         tellStates();
 }
@@ -130,14 +138,16 @@ void KeptJournal::trace(const QString& line) noexcept {
 }
 
 void KeptJournal::tellStates() noexcept {
-    for (const QString& line : m_states.lines())
-        tell(QStringLiteral("summary: ") + line, false);
+    for (const QString& mailbox : m_states.mailboxes())
+        tell({{}, mailbox, m_states.find(mailbox)->text(), true}, std::nullopt);
 }
 
-void KeptJournal::tell(const QString& line, bool failure) noexcept {
-    trace(now() + u' ' + line);
+void KeptJournal::tell(const LogLine& line, std::optional<Event> event) noexcept {
+    const QString text = textOf(line);
+    trace(now() + u' ' + text);
     if (m_log)
-        m_log->tell(platform::shownText(line), failure);
+        m_log->tell(platform::shownText(text), event && isFailure(*event),
+                    fieldsOf(line, event) + runField());
 }
 
 } // namespace rehome::journal

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "journal/log_line.h"
 #include "journal/move_states.h"
 #include "journal/progress.h"
 #include "journal/recovery_ldif.h"
@@ -34,6 +35,8 @@ public:
     }
     void Tell(platform::Event event, const QString& text, const QString& mailbox) noexcept override;
 
+    /// What the system log calls this run: 8 hexadecimal digits.
+    const QString& run() const { return m_run; }
     /// A line on the stream alone, for whoever looks for a fault.
     void trace(const QString& line) noexcept;
     /// What is done meanwhile; every line of the journal's own takes its place.
@@ -42,10 +45,13 @@ public:
     void tellStates() noexcept;
 
 private:
-    void tell(const QString& line, bool failure) noexcept;
-    void keep(const QByteArray& text);
+    /// `event`: none for a summary.
+    void tell(const LogLine& line, std::optional<platform::Event> event) noexcept;
+    void keep(const QByteArray& text, const QByteArray& guid);
+    QList<QByteArray> runField() const;
 
     bool m_live;
+    QString m_run;
     RecoveryStream m_stream;
     Progress m_progress;
     std::unique_ptr<SystemLog> m_log; ///< none of a rehearsal

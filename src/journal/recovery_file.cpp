@@ -49,7 +49,7 @@ class Reader {
 public:
     /// A line with its continuations.
     void take(const QByteArray& text, int number);
-    QList<FiledRecord> finish();
+    RecoveryFile finish();
 
 private:
     void begin(const QByteArray& text, int number);
@@ -57,15 +57,18 @@ private:
     void endRecord();
     void fail(int number, const QString& reason);
 
-    QList<FiledRecord> m_records;
+    RecoveryFile m_file;
     std::optional<FiledRecord> m_record; ///< the one that is being read
     bool m_typed = false;                ///< its changetype was read
     bool m_replaces = false;             ///< its last attribute may have further values
 };
 
 void Reader::take(const QByteArray& text, int number) {
-    if (text.startsWith('#'))
+    if (text.startsWith('#')) {
+        if (const auto line = parsedLogLine(QString::fromUtf8(text)))
+            m_file.Lines.append({number, *line});
         return;
+    }
     if (text.isEmpty())
         endRecord();
     else if (text.left(3).toLower() == "dn:")
@@ -129,19 +132,19 @@ void Reader::endRecord() {
     if (m_record) {
         if (m_replaces || m_record->Record.Attributes.isEmpty())
             fail(m_record->Line, u"the record that begins here is not whole"_s);
-        m_records.append(*std::exchange(m_record, std::nullopt));
+        m_file.Records.append(*std::exchange(m_record, std::nullopt));
     }
     m_typed = m_replaces = false;
 }
 
-QList<FiledRecord> Reader::finish() {
+RecoveryFile Reader::finish() {
     endRecord();
-    return std::move(m_records);
+    return std::move(m_file);
 }
 
 } // namespace
 
-QList<FiledRecord> readRecoveryText(const QByteArray& text) {
+RecoveryFile readRecoveryText(const QByteArray& text) {
     Reader reader;
     QByteArray line; // with its continuations
     int first = 0, number = 0;
@@ -162,7 +165,7 @@ QList<FiledRecord> readRecoveryText(const QByteArray& text) {
     return reader.finish();
 }
 
-QList<FiledRecord> readRecoveryFile(const QString& path) {
+RecoveryFile readRecoveryFile(const QString& path) {
     QFile file(path);
     const bool opened = file.open(QFile::ReadOnly);
     const QByteArray text = opened ? file.readAll() : QByteArray();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "journal/log_line.h"
 #include "platform/journal.h"
 
 #include <QByteArray>
@@ -17,13 +18,24 @@ struct FiledRecord {
     bool Half = false; ///< the writer marked it as written in part: nothing was changed after it
 };
 
-/// The active records of the text that KeptJournal writes, in their order; comments and what
-/// else is between them are passed over. A record that is not whole, or that does anything but
-/// replace attributes, stays in the list with its Fault.
-QList<FiledRecord> readRecoveryText(const QByteArray& text);
+/// What happened, as a comment of the file tells it.
+struct FiledLine {
+    int Line = 0; ///< its number in the file, from 1
+    LogLine Told;
+};
+
+struct RecoveryFile {
+    QList<FiledRecord> Records; ///< the active ones
+    QList<FiledLine> Lines;
+};
+
+/// What stands in the text that KeptJournal writes, in its order; what else is between is passed
+/// over. A record that is not whole, or that does anything but replace attributes, stays in the
+/// list with its Fault.
+RecoveryFile readRecoveryText(const QByteArray& text);
 
 /// The same of a file. Throws Error if it cannot be read.
-QList<FiledRecord> readRecoveryFile(const QString& path);
+RecoveryFile readRecoveryFile(const QString& path);
 
 /// The 16 bytes of an `objectGUID` that is written with hyphens, or as 32 hexadecimal digits of its
 /// bytes in order. Empty for any other text.

@@ -7,7 +7,7 @@
 #include <systemd/sd-journal.h>
 #include <unistd.h>
 
-#include <array>
+#include <vector>
 
 namespace rehome::journal {
 
@@ -30,17 +30,30 @@ SystemLog::~SystemLog() {
     closelog();
 }
 
-void SystemLog::tell(const QString& line, bool failure) noexcept {
-    syslog(failure ? LOG_WARNING : LOG_NOTICE, "%s", line.toUtf8().constData());
+void SystemLog::tell(const QString& line, bool failure, const QList<QByteArray>& fields) noexcept {
+    const int level = failure ? LOG_WARNING : LOG_NOTICE;
+    const QByteArray message = line.toUtf8();
+    if (!send(message, level, fields))
+        syslog(level, "%s", message.constData());
 }
 
-bool SystemLog::keep(const QByteArray& record) noexcept {
+bool SystemLog::keep(const QByteArray& record, const QList<QByteArray>& fields) noexcept {
+    return send(record, LOG_NOTICE, fields);
+}
+
+bool SystemLog::send(const QByteArray& message, int level, QList<QByteArray> fields) noexcept {
     if (access(LogSocket, W_OK) != 0)
         return false;
-    const QByteArray message = "MESSAGE=" + record, priority = "PRIORITY=5",
-                     identity = QByteArray("SYSLOG_IDENTIFIER=") + m_identity;
-    const std::array fields{field(message), field(priority), field(identity)};
-    return sd_journal_sendv(fields.data(), int(fields.size())) == 0;
+    // These are those that syslog() would give it.
+    fields = QList<QByteArray>{"MESSAGE=" + message, "PRIORITY=" + QByteArray::number(level),
+                               QByteArray("SYSLOG_IDENTIFIER=") + m_identity,
+                               "SYSLOG_FACILITY=" + QByteArray::number(LOG_USER >> 3),
+                               "SYSLOG_PID=" + QByteArray::number(getpid())} +
+             fields;
+    std::vector<iovec> sent;
+    for (const QByteArray& one : fields)
+        sent.push_back(field(one));
+    return sd_journal_sendv(sent.data(), int(sent.size())) == 0;
 }
 
 } // namespace rehome::journal

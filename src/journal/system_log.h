@@ -1,11 +1,12 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QString>
 
 namespace rehome::journal {
 
-/// The system log (syslog, facility user).
+/// The system log (facility user): systemd's with fields of our own, or syslog without them.
 class SystemLog {
 public:
     /// Lines are logged under `identity`, which must outlive it, with the process number.
@@ -14,13 +15,15 @@ public:
     SystemLog(const SystemLog&) = delete;
     SystemLog& operator=(const SystemLog&) = delete;
 
-    /// One line. `failure`: at level warning, else notice.
-    void tell(const QString& line, bool failure) noexcept;
+    /// One line. `failure`: at level warning, else notice. `fields`: each "NAME=VALUE".
+    void tell(const QString& line, bool failure, const QList<QByteArray>& fields) noexcept;
     /// Keeps a record where the log tells whether it took it, as systemd's does. False where there
     /// is no such log or it refused.
-    [[nodiscard]] bool keep(const QByteArray& record) noexcept;
+    [[nodiscard]] bool keep(const QByteArray& record, const QList<QByteArray>& fields) noexcept;
 
 private:
+    bool send(const QByteArray& message, int level, QList<QByteArray> fields) noexcept;
+
     const char* m_identity;
 };
 

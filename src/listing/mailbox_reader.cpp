@@ -6,10 +6,14 @@ namespace rehome::listing {
 
 namespace {
 
-const QString MailboxQuery = QStringLiteral(
-    ">;(&(&(& (mailnickname=*) (| (&(objectCategory=person)(objectClass=user)(|(homeMDB=*)"
-    "(msExchHomeServerName=*))) ))));ADsPath,displayName,distinguishedName,homeMDB,mailNickname,"
-    "objectGUID,mail,legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses;subtree");
+const QString MailboxFilter =
+    QStringLiteral("(&(&(& (mailnickname=*) (| (&(objectCategory=person)(objectClass=user)"
+                   "(|(homeMDB=*)(msExchHomeServerName=*))) ))))");
+const QString MailboxQuery =
+    QStringLiteral(
+        ">;%1;ADsPath,displayName,distinguishedName,homeMDB,mailNickname,objectGUID,mail,"
+        "legacyExchangeDN,msExchHideFromAddressLists,proxyAddresses;subtree")
+        .arg(MailboxFilter);
 
 QString text(const adsi::RecordSet& rs, const QString& column) {
     return platform::toText(rs.Fields(column));
@@ -17,8 +21,7 @@ QString text(const adsi::RecordSet& rs, const QString& column) {
 
 bool isListed(const adsi::RecordSet& rs) {
     return !rs.Octets(QStringLiteral("mail")).isEmpty() &&
-           !rs.Utf8(QStringLiteral("distinguishedName"))
-                .contains(",CN=Microsoft Exchange System Objects,");
+           !isSystemObject(rs.Utf8(QStringLiteral("distinguishedName")));
 }
 
 QString displayName(const adsi::RecordSet& rs) {
@@ -26,6 +29,14 @@ QString displayName(const adsi::RecordSet& rs) {
 }
 
 } // namespace
+
+QString mailboxFilter() {
+    return MailboxFilter;
+}
+
+bool isSystemObject(QByteArrayView distinguishedName) {
+    return distinguishedName.contains(",CN=Microsoft Exchange System Objects,");
+}
 
 void MailboxReader::read(adsi::Connection& connection, const QString& context,
                          const RowSink& take) {
@@ -67,8 +78,7 @@ const MailboxReader::Home& MailboxReader::homeOf(const adsi::RecordSet& rs) {
     if (known != m_homes.constEnd())
         return *known;
     const QString dn = QString::fromUtf8(sent);
-    const QString store = topology::MakeStoreFullName(
-        topology::GetServerFromDN(dn), topology::GetGroupFromDN(dn), topology::GetStoreFromDN(dn));
+    const QString store = topology::StoreFullNameFromDN(dn);
     if (!topology::CollectionContains(store, m_sourceStores))
         m_sourceStores.Add(store, store);
     const auto* listed = m_storeList.find(dn);

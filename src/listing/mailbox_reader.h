@@ -11,6 +11,14 @@
 
 namespace rehome::listing {
 
+/// The filter of the list's search (RFC 4515). Of what it finds, the list leaves out who has no
+/// `mail`, and system objects.
+QString mailboxFilter();
+
+/// Whether the object with that distinguished name is one of a store's own, such as its system
+/// mailbox.
+bool isSystemObject(QByteArrayView distinguishedName);
+
 /// A mailbox as the list shows it, read from the first member to the last.
 struct Row {
     // None where reading did not come so far.

@@ -62,6 +62,14 @@ QString MakeStoreFullName(const QString& server, const QString& group, const QSt
     return server + u':' + group + u'\\' + store;
 }
 
+QString StoreFullNameFromDN(const QString& dn) {
+    return MakeStoreFullName(GetServerFromDN(dn), GetGroupFromDN(dn), GetStoreFromDN(dn));
+}
+
+bool isRecoveryBaseName(const QString& baseName) {
+    return baseName.startsWith(u'R');
+}
+
 QString GuidToString(const QUuid& guid) {
     return platform::upperCase(guid.toString(QUuid::WithBraces));
 }

@@ -24,6 +24,14 @@ QString GetServerFromDN(const QString& dn);
 /// "server:group\store", the text by which grid and lists name a mailbox store.
 QString MakeStoreFullName(const QString& server, const QString& group, const QString& store);
 
+/// The same of the store with that distinguished name. Throws Error where it has too few
+/// components.
+QString StoreFullNameFromDN(const QString& dn);
+
+/// True for the base name of a recovery storage group: `msExchESEParamBaseName`, the prefix of its
+/// transaction logs, begins with a capital R.
+bool isRecoveryBaseName(const QString& baseName);
+
 /// The registry form of a GUID: 38 characters, braced, in capitals.
 QString GuidToString(const QUuid& guid);
 

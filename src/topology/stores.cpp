@@ -1,5 +1,7 @@
 #include "topology/stores.h"
 
+#include "topology/names.h"
+
 namespace rehome::topology {
 
 void StoreEnumeration::GetServerStores(const QString& serverName, const QString& localServerName,
@@ -51,7 +53,7 @@ bool StoreEnumeration::IsRecoveryStorageGroup(const QString& storageGroupDN) {
     const auto group = m_directory.BindObject(QStringLiteral("LDAP://") + storageGroupDN);
     group->GetInfoEx({baseName}, 0);
     try {
-        return group->GetEx(baseName).constFirst().startsWith(u'R');
+        return isRecoveryBaseName(group->GetEx(baseName).constFirst());
     } catch (const std::exception&) {
         return false;
     }

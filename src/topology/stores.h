@@ -30,8 +30,7 @@ private:
     void enumerate(const QString& serverName, const QString& localServerName,
                    const KeyedCollection<QString>& ServerDNs, StoreCatalogue& StoreList,
                    const LocalStoreSink& addLocalStore);
-    /// True for a storage group whose base name (`msExchESEParamBaseName`, the prefix of its
-    /// transaction logs) begins with a capital R.
+    /// See isRecoveryBaseName.
     bool IsRecoveryStorageGroup(const QString& storageGroupDN);
 
     adsi::DirectoryServices& m_directory;

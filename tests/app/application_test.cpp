@@ -162,6 +162,10 @@ private Q_SLOTS:
               {"drop 2>stream",
                "143\n.*stream:\n(?!.* summary: .* summary: ).* summary: u1@t \\{[^\n]*\\}: moved; "
                "not opened; address not checked\n"},
+              // The journal's reader knows the words of a real run.
+              {"one 2>stream; " REHOME_RECORDS " stream",
+               "1\n.*\nu1@t \\{[^\n]*: from EX2:SG\\\\C to EX1:SG\\\\B: moved; not opened; address "
+               "not checked\nstream:"},
               {"terminate 2>stream", "134\n.* error.*: it failed\n.* summary: .*; not opened"}}) {
             const QString seen = run(QString("exec 3>&1; \"$0\" ") + command);
             const QRegularExpression expected("(?s)^status " + pattern);
@@ -258,6 +262,14 @@ private Q_SLOTS:
             QFile::remove(address.sun_path);
         }
         QCOMPARE(records.count("changetype: modify\nreplace: homeMDB\n"), 1);
+        const QRegularExpression fields(
+            "(?s)MESSAGE_ID=11f28031[^\n]*\nREHOME_EVENT=record\nREHOME_GUID=([-0-9A-F]{36})\n"
+            "REHOME_RUN=([0-9a-f]{8})\n.*\nMESSAGE=u1@t [^\n]*created on "
+            "(CN=B,[^\n]*)\nPRIORITY=5\n"
+            "SYSLOG_IDENTIFIER=rehome\nSYSLOG_FACILITY=1\nSYSLOG_PID=\\d+\nMESSAGE_ID=f2ebbe41[^\n]"
+            "*\n"
+            "REHOME_EVENT=created\nREHOME_GUID=\\1\nREHOME_STORE=\\3\nREHOME_RUN=\\2\n");
+        QVERIFY2(fields.match(records).hasMatch(), qPrintable(records));
         const QString listed = ".*: listed 4 mailboxes; 4 mailbox stores on 2 servers\n";
         const QString moves = ".*: u1@t \\{[-0-9A-F]{36}\\}: ";
         const QRegularExpression all('^' + listed + moves + "dropped from CN=C,.*\n" + moves +

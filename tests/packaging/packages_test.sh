@@ -54,23 +54,23 @@ depends() { dpkg-deb -f "$work/packages/$1"_*.deb Depends | grep -F "$2"; }
 while read -r package needs; do
     check "$package needs $needs" depends "$package" "$needs"
 done <tests/packaging/dependencies
-for program in {build,"$root/usr"}/bin/rehome{,-rehearsal,-restore}; do
+for program in {build,"$root/usr"}/bin/rehome{,-check,-records,-rehearsal,-restore}; do
     check "$program is hardened" hardened "$program"
     check "$program has no search path for libraries" no_search_path "$program"
 done
 check "the menu entries" desktop-file-validate "$root"/usr/share/applications/*
 check "what the catalogue says" appstreamcli validate --no-net "$root"/usr/share/metainfo/*
-for program in rehome-{as,rehearsal,restore,snapshot,check}; do
+for program in rehome-{as,check,records,rehearsal,restore,snapshot}; do
     check "$program knows its version" grep -Fx \
         "$program $(dpkg-deb -f "$work"/packages/rehome_*.deb Version | sed 's/-1$//')" \
         <("$root/usr/bin/$program" --version)
     check "$program's help" grep -E "^Usage: $program" <("$root/usr/bin/$program" --help)
 done
-for program in rehome-{rehearsal,restore}; do
+for program in rehome-{check,records,rehearsal,restore}; do
     check "a file of $program is completed" completes "$program" \
         src/platform/embedded/organ{,isation.ldif}
 done
-for program in rehome-{as,rehearsal,restore}; do
+for program in rehome-{as,check,records,rehearsal,restore}; do
     check "an option of $program is completed" completes "$program" --v --version
 done
 

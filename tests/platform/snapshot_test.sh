@@ -14,7 +14,8 @@ case $* in
 *) printf 'objectClass: %s\n' "${NO_SERVER:-msExchExchangeServer}" "${NO_STORE:-msExchPrivateMDB}" ;;
 esac
 END
-chmod +x "$work/ldapsearch"
+echo 'echo ldap://dc1' >"$work/rehome-check"
+chmod +x "$work/ldapsearch" "$work/rehome-check"
 export PATH=$work:$PATH
 file=$work/old.ldif
 echo before >"$file"
@@ -25,9 +26,10 @@ for lack in NO_SERVER NO_STORE NO_USER BROKEN PART; do
         echo "$lack: a snapshot was taken all the same" && exit 1
     fi
     [[ $lack == BROKEN || $words =~ "was found below DC=t"|"(mail;range=0-1 of dn:" ]] || { echo "$words" && exit 1; }
-    [[ $(cat "$file") == before && $(ls "$work") == $'ldapsearch\nold.ldif' ]]
+    [[ $(cat "$file") == before && $(ls "$work") == $'ldapsearch\nold.ldif\nrehome-check' ]]
 done
 exec 3<"$file" # somebody who reads it already
 "$1" "$file"
-[[ $(stat -c %a "$file") == 600 && $(grep -c objectClass: "$file") == 3 && $(cat <&3) == before ]]
+[[ $(stat -c %a "$file") == 600 && $(grep -c objectClass: "$file") == 5 && $(cat <&3) == before ]]
+[[ $(grep -c -- '-H ldap://dc1' "$file") == 4 && $("$1" - -x | grep -c -- '-H') == 0 ]]
 [[ $("$1" | wc -l) == $(wc -l <"$file") ]]

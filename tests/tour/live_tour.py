@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Usage: live_tour.py PICTURES PROGRAM SNAPSHOT
+"""Usage: live_tour.py PICTURES PROGRAM SNAPSHOT CHECK
 
 The tour's twin over the Active Directory and the web server that samba_directory.py runs. What the
 window has to show, and what the directory must hold in the end, is told from snapshots of it."""
@@ -43,7 +43,8 @@ def asked():
     return [tuple(line.split()[:5]) for line in (PLACE / "asked.log").read_text().splitlines()]
 
 
-def tour(desktop, program, snapshot):
+def tour(desktop, program, snapshot, check):
+    os.environ["PATH"] = f"{pathlib.Path(check).parent}:{os.environ['PATH']}"  # for the snapshot
     # Finds the directory by the SRV records of the ticket's domain, asked of its own name server.
     # Nothing may go by the proxy. A sanitizer's library comes before all others.
     before_all = re.findall(r"=> (\S*libasan\S*)", subprocess.check_output(["ldd", program], text=True))
@@ -81,11 +82,20 @@ def tour(desktop, program, snapshot):
     agree("the directory", *({m.guid: m.entry for m in mailboxes} for mailboxes in (
         Organisation(look()).mailboxes, main.expected.mailboxes)))
 
-    # What would stop the list is found here as it is in a snapshot.
-    check = pathlib.Path(snapshot).with_name("check")
-    for status, what in (0, "replace: displayName\ndisplayName: Alone"), (1, "delete: displayName"):
-        change(main.mailbox, what)
-        agree("rehome-check", subprocess.run([check], stdout=subprocess.DEVNULL).returncode, status)
+    # The object of a lost server is deleted, and with it the home of its users.
+    def checks(status, words):
+        done = subprocess.run([check], stdout=subprocess.PIPE, text=True)
+        agree(f"rehome-check: {done.stdout}", (done.returncode, words in done.stdout), (status, True))
+        return done.stdout
+    lost = os.environ["REHOME_TEST_SERVER"].replace(LOCAL, "EXDOWN", 1)
+    change(main.mailbox, "replace: displayName\ndisplayName: Alone\n-\nreplace: msExchHomeServerName\n"
+           "msExchHomeServerName: /cn=EXDOWN\n-\nreplace: homeMDB\nhomeMDB: CN=Mailbox Store,CN=First Storage "
+           f"Group,CN=InformationStore,{lost}")
+    subprocess.run(["ldapdelete", "-QrNY", "GSSAPI", lost], check=True)
+    remedy = checks(1, "EXDOWN was removed from the directory, and 1 of its users have no home store")
+    subprocess.run(["ldapmodify", "-QNY", "GSSAPI"], check=True, text=True, stdout=subprocess.DEVNULL,
+                   input=remedy.replace("homeMDB ??? (the empty store)", "homeMDB: " + main.mailbox.home))
+    checks(0, "; writable; synchronised; its clock is ")
     os.environ["KRB5CCNAME"] = "/nowhere"
     refuses(desktop, "Rehome", "elsewhere.test", *finding)
 

@@ -201,7 +201,7 @@ def refuses(_, title, reason, *command, meanwhile=lambda: None):
     text, = refused.window(title).texts()
     agree(f'"{reason}" is in the message "{text}"', reason in text, True)
     refused.answer(title, text, meanwhile=meanwhile)
-    agree("the standard error stream", refused.ended(1).splitlines()[-1][22:], text)
+    agree("the standard error stream", refused.ended(1).splitlines()[-1][28:], text)
 
 
 def main_job(desktop, program):

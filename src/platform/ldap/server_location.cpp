@@ -131,4 +131,15 @@ QStringList locateServers() {
         "sign on to the domain first (kinit)."_s);
 }
 
+QStringList locateServersOf(const QString& domain) {
+    Resolver resolver;
+    std::mt19937 chance{std::random_device{}()};
+    const QStringList servers =
+        resolver.ready ? inOrder(lookUp(resolver, domain), chance) : QStringList();
+    if (servers.isEmpty())
+        throw Error(u"No domain controller of %1 was found. Have the domain's name servers asked "
+                    "(resolv.conf)."_s.arg(domain));
+    return servers;
+}
+
 } // namespace rehome::ldap

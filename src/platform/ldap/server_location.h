@@ -25,4 +25,7 @@ struct ServiceRecord {
 /// LDAP URIs by priority; within one priority by chance, weighted as RFC 2782 says.
 QStringList inOrder(std::vector<ServiceRecord> records, std::mt19937& chance);
 
+/// The servers of that domain, by its SRV records alone. Throws Error where these name none.
+QStringList locateServersOf(const QString& domain);
+
 } // namespace rehome::ldap

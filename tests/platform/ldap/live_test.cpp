@@ -159,6 +159,12 @@ private Q_SLOTS:
         QCOMPARE(live.move("back", m_storeName), failed);
         QCOMPARE(home(user("back")), QString());
         const auto other = stored(user("stays"));
+        QProcess records;
+        records.start(REHOME_RECORDS, {"--now", file.fileName()});
+        QVERIFY(records.waitForFinished() && records.exitCode() == 1);
+        const QString told = records.readAllStandardOutput();
+        checkPart(told, "now as after at ldap://");
+        checkPart(told, "now without a mailbox at ldap://");
         // What the box says is done to the letter, and then what its command says.
         const auto follow = [](const QString& text) {
             const QString command =

@@ -1,0 +1,165 @@
+// rehome-check: says beforehand what would stop the list of mailboxes or a move, and who is where.
+#include "companions/checks.h"
+#include "companions/console.h"
+#include "companions/controllers.h"
+#include "platform/embedded/embedded_engine.h"
+#include "platform/embedded/embedded_network.h"
+#include "platform/embedded/embedded_probe.h"
+#include "platform/embedded/organisation_file.h"
+#include "platform/error.h"
+#include "platform/ldap/host_network.h"
+#include "platform/ldap/ldap_engine.h"
+#include "platform/ldap/ldap_probe.h"
+#include "platform/ldap/server_location.h"
+
+#include <cstdlib>
+#include <limits>
+
+using namespace rehome;
+using namespace rehome::companions;
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+const QString Usage =
+    u"Usage: rehome-check [SNAPSHOT...]\n"
+    "       rehome-check --controller\n"
+    "Says what would stop Rehome's list of mailboxes or a move, each with its remedy as LDIF to be "
+    "completed, and who is where. A line that is still to be completed, such as \"displayName "
+    "???\", is refused by ldapmodify. Nothing is changed.\n"
+    "Without SNAPSHOT, the program asks the directory, which it finds as rehome does. SNAPSHOT is "
+    "a "
+    "file that rehome-snapshot took; further ones are of other domains of the same forest.\n"
+    "  --controller  print the domain controller that would be used, as an LDAP URI\n"
+    "  --help        show this help\n"
+    "  --version     show the version\n"
+    "Exit status: 0 nothing was found; 1 something was found; 2 the program could not look.\n"_s;
+
+/// Calls `read` with a session of another domain. Throws Error if there is none.
+using AskDomain =
+    std::function<void(const Domain& domain, const std::function<void(engine::Session&)>& read)>;
+
+struct Source {
+    engine::Session& session;
+    engine::ExchangeProbe& probe;
+    platform::Network& network;
+    AskDomain askDomain;
+    QString localHint; ///< "%1": the servers' names
+    QString next;      ///< the command that comes next if nothing was found
+};
+
+int check(const Source& source) {
+    const Exchange exchange =
+        readExchange(source.session, source.probe, source.network.ComputerName());
+    const People people = readPeople(source.session, exchange.domain);
+    std::vector<OtherDomain> others;
+    for (const Domain& domain : otherDomains(source.session, exchange)) {
+        others.push_back({domain, {}, {}});
+        try {
+            source.askDomain(domain, [&](engine::Session& session) {
+                others.back().people = readPeople(session, domain.context);
+            });
+        } catch (const Error& error) {
+            others.back().failure = error.description();
+        }
+    }
+
+    Report report;
+    checkServers(report, exchange, source.localHint);
+    checkUsers(report, exchange, people);
+    const qsizetype onLost = checkWhereabouts(report, exchange, people, others);
+    report.remark({u"%1 mailboxes were looked at, %2 of them on lost servers; findings: %3"_s.arg(
+        QString::number(people.listed.size()), QString::number(onLost),
+        QString::number(report.findings()))});
+    if (report.hasRemedies())
+        report.remark({u"Next: complete the LDIF above in a file, then: ldapmodify -QY GSSAPI -f "
+                       "FILE, and rehome-check again"_s});
+    else
+        report.remark({u"Next: "_s + source.next});
+    return report.findings() > 0 ? EXIT_FAILURE : EXIT_SUCCESS;
+}
+
+void tellControllers() {
+    for (const QString& server : ldap::locateServers()) {
+        ldap::LdapSettings settings;
+        settings.servers = QStringList{server};
+        settings.connectLimit = std::chrono::seconds(3);
+        QString state;
+        try {
+            ldap::LdapEngine engine(settings);
+            engine::SearchRequest request;
+            request.attributes = controllerAttributes();
+            const auto root = engine.openSession()->search(request)->next();
+            state = controllerState(root.value_or(engine::Entry()), QDateTime::currentDateTime());
+        } catch (const Error& error) {
+            state = error.description();
+        }
+        Report().remark({u"Domain controller %1: %2"_s.arg(server, state)});
+    }
+}
+
+int checkDirectory(bool controllerOnly) {
+    ldap::LdapEngine engine;
+    const auto session = engine.openSession();
+    engine::SearchRequest request;
+    request.attributes = QStringList{u"dnsHostName"_s};
+    const auto root = session->search(request)->next();
+    if (controllerOnly) {
+        print(stdout, root.value_or(engine::Entry()).server + u'\n');
+        return EXIT_SUCCESS;
+    }
+    tellControllers();
+    ldap::HostNetwork network;
+    ldap::LdapProbe probe(network);
+    const auto askDomain = [](const Domain& domain, const auto& read) {
+        ldap::LdapSettings settings;
+        settings.servers = ldap::locateServersOf(domain.name);
+        ldap::LdapEngine other(settings);
+        read(*other.openSession());
+    };
+    return check({*session, probe, network, askDomain,
+                  u"Run the programs under the name of one of these servers (rehome-as NAME): %1"_s,
+                  u"rehome 2> recovery-$(date +%F-%H%M%S).ldif"_s});
+}
+
+int checkSnapshots(const QStringList& paths) {
+    std::vector<std::unique_ptr<embedded::Organisation>> organisations;
+    for (const QString& path : paths)
+        organisations.emplace_back(
+            new embedded::Organisation(embedded::readOrganisationFile(path)));
+    embedded::Organisation& own = *organisations.front();
+    embedded::EmbeddedEngine engine(own);
+    embedded::EmbeddedProbe probe(own);
+    embedded::EmbeddedNetwork network(own);
+    const auto askDomain = [&](const Domain& domain, const auto& read) {
+        for (const auto& organisation : organisations) {
+            const QString context = organisation->rootObject().text(u"defaultNamingContext"_s);
+            if (nameKey(context) == nameKey(domain.context))
+                return read(*embedded::EmbeddedEngine(*organisation).openSession());
+        }
+        throw Error(u"No snapshot of it was given."_s);
+    };
+    return check({*engine.openSession(), probe, network, askDomain,
+                  u"Name one of these servers in the attribute rehomeLocalServer of the snapshot's "
+                  "root object: %1"_s,
+                  u"rehome-rehearsal "_s + paths.constFirst()});
+}
+
+int run(const CommandLine& line) {
+    if (line.has("--controller"_L1) && !line.operands.isEmpty())
+        throw Error(u"--controller goes with the directory, not with a snapshot."_s);
+    return line.operands.isEmpty() ? checkDirectory(line.has("--controller"_L1))
+                                   : checkSnapshots(line.operands);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    return runConsole(argc, argv,
+                      {u"rehome-check"_s,
+                       Usage,
+                       {u"--controller"_s},
+                       0,
+                       std::numeric_limits<qsizetype>::max(),
+                       run});
+}

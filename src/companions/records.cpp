@@ -1,0 +1,154 @@
+// rehome-records: says what became of each mailbox of one or more recovery files.
+#include "companions/console.h"
+#include "companions/fates.h"
+#include "platform/error.h"
+#include "platform/guid.h"
+#include "platform/ldap/ldap_engine.h"
+#include "platform/ldap/server_location.h"
+
+#include <cstdlib>
+#include <limits>
+#include <utility>
+
+using namespace rehome;
+using namespace rehome::companions;
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+const QString Usage =
+    u"Usage: rehome-records [--now | --old] FILE...\n"
+    "Says what became of each mailbox of recovery files of rehome, one line each. Name the files "
+    "in the order of the runs. Nothing is changed.\n"
+    "  --now      also compare with the directory, on each domain controller\n"
+    "  --old      show the address, the mailbox GUID, a filter for it and the old store instead\n"
+    "  --help     show this help\n"
+    "  --version  show the version\n"
+    "Exit status: 0 each mailbox was moved and opened, and has its address; 1 something is left to "
+    "do; 2 a file could not be read, or no domain controller could be asked.\n"_s;
+
+/// What the domain controllers say of a mailbox: the servers, by what they say.
+using Answers = std::vector<std::pair<QString, QStringList>>;
+
+void add(Answers& answers, const QString& said, const QString& server) {
+    for (auto& [known, servers] : answers) {
+        if (known == said) {
+            servers += server;
+            return;
+        }
+    }
+    answers.push_back({said, {server}});
+}
+
+std::optional<engine::Entry> read(engine::Session& session, const QByteArray& guid) {
+    engine::SearchRequest request;
+    request.base =
+        u"<GUID="_s + platform::guidFromOctets(guid).toString(QUuid::WithoutBraces) + u'>';
+    request.attributes = QStringList{u"homeMDB"_s, u"msExchHomeServerName"_s};
+    try {
+        return session.search(request)->next();
+    } catch (const engine::DirectoryFailed&) {
+        throw;
+    } catch (const Error&) {
+        return std::nullopt; // there is no such object, or it cannot be read
+    }
+}
+
+/// Of each mailbox. Throws Error if no domain controller can be asked.
+std::vector<Answers> askAll(const std::vector<Fate>& fates) {
+    std::vector<Answers> answers(fates.size());
+    const QStringList servers = ldap::locateServers();
+    qsizetype failures = 0;
+    for (const QString& server : servers) {
+        ldap::LdapSettings settings;
+        settings.servers = QStringList{server};
+        ldap::LdapEngine engine(settings);
+        size_t next = 0;
+        try {
+            const auto session = engine.openSession();
+            for (; next < fates.size(); ++next)
+                add(answers[next], comparison(fates[next], read(*session, fates[next].guid)),
+                    server);
+        } catch (const Error& error) {
+            print(stderr, u"rehome-records: %1\n"_s.arg(error.description()));
+            ++failures;
+            for (; next < fates.size(); ++next)
+                add(answers[next], u"not known"_s, server);
+        }
+    }
+    if (failures == servers.size())
+        throw Error(u"No domain controller could be asked."_s);
+    return answers;
+}
+
+/// One line each; returns whether all is well.
+bool tellStates(const std::vector<Fate>& fates, const std::vector<Answers>& answers) {
+    bool well = true;
+    for (size_t i = 0; i < fates.size(); ++i) {
+        const Fate& fate = fates[i];
+        QString line = fate.mailbox + u':';
+        if (!fate.from.isEmpty())
+            line += u" from "_s + storeName(fate.from);
+        if (!fate.to.isEmpty())
+            line += u" to "_s + storeName(fate.to);
+        line += u": "_s + fate.state.text();
+        well = well && fate.state.isWell();
+        if (!answers.empty()) {
+            for (const auto& [said, servers] : answers[i])
+                line += u"; now "_s + said + u" at "_s + servers.join(u", "_s);
+            well = well && answers[i].size() == 1 && answers[i][0].first == AsAfter;
+        }
+        print(stdout, line + u'\n');
+    }
+    return well;
+}
+
+/// What those need who bring old contents back, parted by tabulators.
+void tellOld(const std::vector<Fate>& fates) {
+    for (const Fate& fate : fates) {
+        const QByteArray guid = fate.recorded(u"msExchMailboxGuid"_s).value(0);
+        QStringList columns{fate.address(), u"no mailbox GUID"_s, u"-"_s, storeName(fate.from)};
+        if (guid.size() == 16) {
+            columns[1] = platform::guidFromOctets(guid).toString().toUpper();
+            columns[2] = u"(msExchMailboxGuid=\\"_s + QString::fromLatin1(guid.toHex('\\')) + u')';
+        }
+        print(stdout, columns.join(u'\t') + u'\n');
+    }
+}
+
+int tell(const CommandLine& line) {
+    std::vector<journal::RecoveryFile> files;
+    bool whole = true;
+    for (const QString& path : line.operands) {
+        files.push_back(journal::readRecoveryFile(path));
+        if (files.back().Records.isEmpty() && files.back().Lines.isEmpty())
+            throw Error(u"\"%1\" is no recovery file of rehome."_s.arg(path));
+        for (const journal::FiledRecord& record : files.back().Records) {
+            if (record.Fault.isEmpty() || record.Half)
+                continue;
+            whole = false;
+            print(stderr, u"rehome-records: %1: The record on line %2 cannot be used: %3.\n"_s.arg(
+                              path, QString::number(record.Line), record.Fault));
+        }
+    }
+    const std::vector<Fate> fates = fatesOf(files);
+    if (line.has("--old"_L1)) {
+        tellOld(fates);
+        return whole ? EXIT_SUCCESS : EXIT_FAILURE;
+    }
+    const bool now = line.has("--now"_L1) && !fates.empty();
+    const bool well = tellStates(fates, now ? askAll(fates) : std::vector<Answers>());
+    return well && whole ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    return runConsole(argc, argv,
+                      {u"rehome-records"_s,
+                       Usage,
+                       {u"--now"_s, u"--old"_s},
+                       1,
+                       std::numeric_limits<qsizetype>::max(),
+                       tell});
+}
