@@ -4,55 +4,37 @@
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_probe.h"
 
-#include <QProcess>
+#include <QTcpServer>
+#include <QTcpSocket>
 
-#include <arpa/inet.h>
-#include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
 
 using namespace rehome;
 using namespace std::chrono_literals;
-
-namespace {
-
-struct Listener {
-    explicit Listener(const char* host, int queue, quint16 port = 0) {
-        sockaddr_in address{AF_INET, htons(port), {inet_addr(host)}, {}};
-        auto* name = reinterpret_cast<sockaddr*>(&address);
-        if (bind(descriptor, name, size) != 0 || listen(descriptor, queue) != 0)
-            qFatal("no listener at %s", host);
-        getsockname(descriptor, name, &size);
-        number = ntohs(address.sin_port);
-        if (queue == 0) // a full one is a silent server
-            connect(queued, name, size);
-    }
-    ~Listener() { close(descriptor), close(queued); }
-
-    const int descriptor = socket(AF_INET, SOCK_STREAM, 0);
-    const int queued = socket(AF_INET, SOCK_STREAM, 0);
-    socklen_t size = sizeof(sockaddr_in);
-    quint16 number = 0;
-};
 
 /// A request to end the process, which is met by an exception.
 struct Request final : platform::Interruption {
     struct Met {};
     int descriptor() const override { return event; }
     void checkpoint() override {
-        if (pollfd state{event, POLLIN, 0}; poll(&state, 1, 0) > 0)
+        if (event >= 0)
             throw Met();
     }
     bool held() const override { return false; }
     void waitFor(const QString& what) override { waits += what; }
 
-    const int event = eventfd(0, 0);
+    int event = -1;
     QStringList waits;
 };
 
 struct Checks {
     explicit Checks(std::chrono::milliseconds limit = 2s)
-        : probe(network, &request, limit, good.number) {}
+        : probe(network, &request, limit, good.serverPort()) {
+        silent.setListenBacklogSize(0); // and full with the first
+        silent.listen(QHostAddress("127.0.0.2"), good.serverPort());
+        queued.connectToHost("127.0.0.2", good.serverPort());
+        queued.waitForConnected();
+    }
     void begin(int count, const QStringList& hosts) {
         servers.resize(size_t(count));
         for (int i = 0; i < count; ++i) {
@@ -66,14 +48,16 @@ struct Checks {
         return test::errorOf([&] { probe.checkServer(servers.at(i)); });
     }
 
-    const Listener good{"127.0.0.1", 256}, silent{"127.0.0.2", 0, good.number};
+    struct Good : QTcpServer {
+        Good() { setListenBacklogSize(256), listen(QHostAddress("127.0.0.1")); }
+    } good;
+    QTcpServer silent;
+    QTcpSocket queued;
     ldap::HostNetwork network;
     Request request;
     ldap::LdapProbe probe;
     std::vector<engine::Entry> servers;
 };
-
-} // namespace
 
 class ServerChecksTest : public QObject {
     Q_OBJECT
@@ -95,41 +79,25 @@ private Q_SLOTS:
         Checks checks;
         checks.begin(2, {"127.0.0.1"});
         for (int i = 0; i < 2; ++i)
-            QVERIFY(accept(checks.good.descriptor, nullptr, nullptr) >= 0);
+            QVERIFY(checks.good.waitForNewConnection(30'000));
         QCOMPARE(checks.check(0) + checks.check(0), QString());
-        shutdown(checks.good.descriptor, SHUT_RDWR);
+        checks.good.close();
         QCOMPARE(checks.check(1), QString());
         test::checkPart(checks.check(1), "CN=EX1 does not answer at 127.0.0.1, TCP port");
     }
     void aSignalIsMetWhileChecksAreUnderWay() {
         Checks checks(1h);
         checks.begin(32, {"127.0.0.2"});
-        eventfd_write(checks.request.event, 1);
+        checks.request.event = eventfd(1, 0);
         QVERIFY_THROWS_EXCEPTION(Request::Met, checks.check(31));
     }
-    void nothingWaitsForCallsAtTheEnd() {
-        QProcess program;
-        program.start(QCoreApplication::applicationFilePath(), {"end"});
-        QVERIFY(program.waitForFinished());
-        QVERIFY2(program.exitCode() == 0, program.readAllStandardError());
+    /// The program ends with calls and checks under way, some of which end in the middle of it.
+    void cleanupTestCase() {
+        platform::BlockingCall<int> forEver(pause);
+        Checks(1h).begin(64, {"127.0.0.2", "127.0.0.1", "no.rehome.test"});
+        QVERIFY(!forEver.await(QDeadlineTimer(100), nullptr));
     }
 };
 
-/// Ends with calls and checks under way, some of which end in the middle of it.
-static int end() {
-    const platform::BlockingCall<int> forEver(pause);
-    std::vector<platform::BlockingCall<QByteArray>> calls;
-    for (int i = 0; i < 50; ++i)
-        calls.emplace_back([i] { return usleep(i * 1000), QByteArray(99, 'x'); });
-    Checks(1h).begin(64, {"127.0.0.2", "127.0.0.1", "no.rehome.test"});
-    return forEver.ended();
-}
-
-int main(int argc, char** argv) {
-    if (argc > 1 && qstrcmp(argv[1], "end") == 0)
-        return end();
-    QCoreApplication application(argc, argv);
-    ServerChecksTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+QTEST_GUILESS_MAIN(ServerChecksTest)
 #include "server_checks_test.moc"
