@@ -1,5 +1,6 @@
 #include "app/signals.h"
 
+#include "app/trace.h"
 #include "platform/error.h"
 
 #include <fcntl.h>
@@ -71,6 +72,13 @@ void Signals::checkpoint() {
     m_progress.erase();
     std::signal(signal, SIG_DFL);
     std::raise(signal);
+}
+
+void Signals::waitFor(const QString& what) {
+    m_progress.waitFor(what);
+    if (what != m_awaited)
+        qCDebug(traceCategory).noquote() << "waiting for" << what;
+    m_awaited = what;
 }
 
 void Signals::release() {

@@ -20,7 +20,7 @@ public:
     int descriptor() const override;
     void checkpoint() override;
     bool held() const override { return m_holds > 0; }
-    void waitFor(const QString& what) override { m_progress.waitFor(what); }
+    void waitFor(const QString& what) override;
 
     void hold() { ++m_holds; }
     /// Also a checkpoint.
@@ -41,6 +41,7 @@ public:
 private:
     std::function<void()> m_last;
     journal::Progress& m_progress;
+    QString m_awaited;
     int m_holds = 0;
 };
 

@@ -20,7 +20,7 @@ class MailboxOpener {
 public:
     virtual ~MailboxOpener() = default;
 
-    /// A round begins. What was known of servers is forgotten, and time counts anew.
+    /// A round begins. What the directory told of servers is forgotten, and time counts anew.
     virtual void beginRound() noexcept = 0;
     /// The location of a folder of the mailbox, not empty. Throws Error while it cannot be opened.
     /// What has to be known of its server is read from `directory`.

@@ -63,8 +63,11 @@ Error describeNoAnswer(const Attempt& attempt, const NoAnswer& failure,
                                u"Put the authority that issued it into this computer's store "
                                "(update-ca-certificates); it must name %1."_s.arg(attempt.host));
     case Late:
-        return describeFailure(attempt, u"no answer within %1 seconds"_s.arg(
-                                            double(settings.attemptLimit.count()) / 1000));
+        return describeFailure(
+            attempt,
+            u"no answer within %1 seconds"_s.arg(double(settings.attemptLimit.count()) / 1000),
+            u"Check that the server and the Kerberos server answer (kvno "
+            "HTTP/%1)."_s.arg(attempt.host));
     case TooLong:
         return describeFailure(attempt,
                                u"its answer is longer than %1 bytes"_s.arg(settings.answerLimit));

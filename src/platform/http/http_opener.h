@@ -8,14 +8,17 @@
 #include <QSet>
 
 #include <chrono>
+#include <map>
+#include <optional>
 
 namespace rehome::http {
 
 /// Opens a mailbox where its server offers its folders over HTTP (WebDAV): asks for the location of
-/// its contacts folder. A round never lasts: a server that has given no answer is not asked again
-/// in it, and once its attempts have taken their time no more are sent. Whoever is turned away for
-/// want of time comes before all others in the next round; whoever's server was silent, only before
-/// those of that server, for it may stay so.
+/// its contacts folder. A round never lasts: an answer that takes long is taken in a later round, a
+/// server that has given none is not asked again in it, nor for a while after it kept a round
+/// waiting, and once the waits of a round have taken their time no more is sent. Whoever is turned
+/// away for want of time comes before all others in the next round; whoever's server was silent,
+/// only before those of that server, for it may stay so.
 class HttpOpener final : public engine::MailboxOpener {
 public:
     /// `directoryOnly` is handed the mailboxes of servers that the directory shows to offer no such
@@ -27,22 +30,34 @@ public:
     QString open(engine::Session& directory, const engine::Mailbox& mailbox) override;
 
 private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Host {
+        WebClient client;
+        QString url{}; ///< what the last request was for
+        Clock::time_point asked{};
+        std::optional<NoAnswer> silence{}; ///< it is not asked, for that reason
+        QDeadlineTimer silentUntil{};      ///< and the round that this is in is over
+        QSet<QString> first{};             ///< users that come before all others of the host
+        QSet<QString> turnedAway{};        ///< users that will in the next round
+    };
+
     const WebService& serviceOf(engine::Session& directory, const QString& server);
-    void takeTurn(const Attempt& attempt);
-    QString ask(const Attempt& attempt);
+    Host& hostOf(const QString& name, const QString& server);
+    void takeTurn(const Attempt& attempt, Host& host);
+    std::optional<Answer> await(Host& host, QDeadlineTimer deadline) const;
 
     engine::MailboxOpener& m_directoryOnly;
     HttpSettings m_settings;
-    WebClient m_client;
+    platform::Interruption* m_interruption;
+    std::map<QString, Host> m_hosts;
 
     // What counts for a round.
     QHash<QString, WebService> m_services; ///< by the server's distinguished name
-    QHash<QString, QString> m_silent;      ///< hosts, and what was found instead of an answer
+    QHash<QString, Answer> m_answers;      ///< by URL; to requests of earlier rounds
     std::chrono::nanoseconds m_taken{};
-    QSet<QString> m_first;                      ///< users that come before all others
-    QSet<QString> m_turnedAway;                 ///< users that will in the next round
-    QHash<QString, QSet<QString>> m_firstThere; ///< likewise, before all of their host
-    QHash<QString, QSet<QString>> m_turnedAwayThere;
+    QSet<QString> m_first;      ///< users that come before all others
+    QSet<QString> m_turnedAway; ///< users that will in the next round
 };
 
 } // namespace rehome::http

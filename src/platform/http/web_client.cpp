@@ -1,5 +1,7 @@
 #include "platform/http/web_client.h"
 
+#include <QRegularExpression>
+
 #include <curl/curl.h>
 
 namespace rehome::http {
@@ -11,15 +13,6 @@ namespace {
 struct EasyCleanup {
     void operator()(CURL* curl) const { curl_easy_cleanup(curl); }
 };
-struct MultiCleanup {
-    void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
-};
-/// Takes a transfer out again, however it has ended.
-struct Added {
-    CURLM* multi;
-    CURL* curl;
-    ~Added() { curl_multi_remove_handle(multi, curl); }
-};
 struct ListFree {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
@@ -27,8 +20,8 @@ struct ListFree {
 /// What is being received. Each callback returns another number than `size` if the limit is
 /// exceeded, and libcurl then ends the transfer with CURLE_WRITE_ERROR.
 struct Reception {
-    qsizetype left; ///< bytes, of head and body
-    QByteArray body;
+    qsizetype left = 0; ///< bytes, of head and body
+    QByteArray body{};
 
     static size_t takeBody(char* data, size_t, size_t size, void* reception) {
         auto& self = *static_cast<Reception*>(reception);
@@ -67,11 +60,19 @@ NoAnswer::Kind kindOf(CURLcode code) {
 
 } // namespace
 
-struct WebClient::Handles {
-    std::unique_ptr<CURLM, MultiCleanup> multi{curl_multi_init()}; ///< keeps the connections
-    std::unique_ptr<CURL, EasyCleanup> curl{curl_easy_init()};
+/// All that a request uses, in whose thread it may stay.
+struct WebClient::Transfer {
+    std::unique_ptr<CURL, EasyCleanup> curl{curl_easy_init()}; ///< keeps the connection
     std::unique_ptr<curl_slist, ListFree> headers;
     char detail[CURL_ERROR_SIZE] = "";
+    QByteArray body;
+    Reception reception;
+    bool connected = false;
+
+    static int noteConnection(void* transfer, char*, char*, int, int) {
+        static_cast<Transfer*>(transfer)->connected = true;
+        return CURL_PREREQFUNC_OK;
+    }
 
     /// Most options decide whom a ticket goes to: one that is not understood is not passed over.
     template <class Value>
@@ -84,11 +85,13 @@ struct WebClient::Handles {
     }
 };
 
-WebClient::WebClient(const HttpSettings& settings, platform::Interruption* interruption)
-    : m_settings(settings), m_interruption(interruption), m_handles(std::make_unique<Handles>()) {
-    if (!m_handles->curl || !m_handles->multi)
+WebClient::WebClient(const HttpSettings& settings, std::chrono::milliseconds connectLimit,
+                     platform::Interruption* interruption)
+    : m_settings(settings), m_connectLimit(connectLimit), m_interruption(interruption),
+      m_transfer(std::make_shared<Transfer>()) {
+    if (!m_transfer->curl)
         throw Error(u"libcurl cannot be set up."_s);
-    Handles& h = *m_handles;
+    Transfer& h = *m_transfer;
     h.set(CURLOPT_PROTOCOLS_STR, "https");
     h.set(CURLOPT_SSL_VERIFYPEER, 1L);
     h.set(CURLOPT_SSL_VERIFYHOST, 2L);
@@ -105,6 +108,8 @@ WebClient::WebClient(const HttpSettings& settings, platform::Interruption* inter
     h.set(CURLOPT_FOLLOWLOCATION, 0L);
     h.set(CURLOPT_HTTP_VERSION, long(CURL_HTTP_VERSION_1_1));
     h.set(CURLOPT_TIMEOUT_MS, long(settings.attemptLimit.count()));
+    h.set(CURLOPT_CONNECTTIMEOUT_MS, long(connectLimit.count()));
+    h.set(CURLOPT_NOSIGNAL, 1L); // not in the first thread
     // A look-up that takes too long is left to itself, not waited for.
     h.set(CURLOPT_QUICK_EXIT, 1L);
     h.set(CURLOPT_ERRORBUFFER, h.detail);
@@ -119,53 +124,47 @@ WebClient::WebClient(const HttpSettings& settings, platform::Interruption* inter
     h.set(CURLOPT_HTTPHEADER, h.headers.get());
     h.set(CURLOPT_WRITEFUNCTION, &Reception::takeBody);
     h.set(CURLOPT_HEADERFUNCTION, &Reception::takeHead);
+    h.set(CURLOPT_WRITEDATA, &h.reception);
+    h.set(CURLOPT_HEADERDATA, &h.reception);
+    h.set(CURLOPT_PREREQFUNCTION, &Transfer::noteConnection);
+    h.set(CURLOPT_PREREQDATA, &h);
 }
 
-WebClient::~WebClient() = default;
-
-/// A CURLcode.
-int WebClient::perform() {
-    CURLM* multi = m_handles->multi.get();
-    if (curl_multi_add_handle(multi, m_handles->curl.get()) != CURLM_OK)
-        return CURLE_FAILED_INIT;
-    const Added added{multi, m_handles->curl.get()};
-    for (;;) {
-        int running = 0;
-        if (curl_multi_perform(multi, &running) != CURLM_OK)
-            return CURLE_FAILED_INIT;
-        int left = 0;
-        while (const CURLMsg* message = curl_multi_info_read(multi, &left))
-            if (message->msg == CURLMSG_DONE)
-                return message->data.result;
-        if (m_interruption)
-            m_interruption->checkpoint();
-        const bool watched = m_interruption && !m_interruption->held();
-        curl_waitfd request{watched ? m_interruption->descriptor() : -1, CURL_WAIT_POLLIN, 0};
-        if (curl_multi_poll(multi, &request, watched ? 1 : 0, 200, nullptr) != CURLM_OK)
-            return CURLE_FAILED_INIT;
-    }
-}
-
-Answer WebClient::propfind(const QByteArray& url, const QByteArray& body) {
-    Handles& h = *m_handles;
-    Reception reception{m_settings.answerLimit, {}};
-    h.set(CURLOPT_URL, url.constData());
-    h.set(CURLOPT_POSTFIELDSIZE, long(body.size()));
-    h.set(CURLOPT_POSTFIELDS, body.constData());
-    h.set(CURLOPT_WRITEDATA, &reception);
-    h.set(CURLOPT_HEADERDATA, &reception);
+void WebClient::propfind(const QByteArray& url, const QByteArray& body) {
+    if (m_call)
+        return;
+    Transfer& h = *m_transfer;
+    h.reception = {m_settings.answerLimit, {}};
+    h.body = body;
+    h.connected = false;
     *h.detail = '\0';
+    h.set(CURLOPT_URL, url.constData());
+    h.set(CURLOPT_POSTFIELDSIZE, long(h.body.size()));
+    h.set(CURLOPT_POSTFIELDS, h.body.constData());
     if (m_interruption)
         m_interruption->waitFor(QString::fromLatin1(url));
-    const CURLcode code = CURLcode(perform());
-    if (code != CURLE_OK)
-        throw NoAnswer(kindOf(code),
-                       QString::fromUtf8(*h.detail ? h.detail : curl_easy_strerror(code)));
+    m_call.emplace([transfer = m_transfer] { return curl_easy_perform(transfer->curl.get()); });
+}
+
+std::optional<Answer> WebClient::await(QDeadlineTimer deadline) {
+    const auto ended = m_call ? m_call->await(deadline, m_interruption) : std::nullopt;
+    if (!ended)
+        return std::nullopt;
+    m_call.reset();
+    Transfer& h = *m_transfer;
+    const CURLcode code = CURLcode(*ended);
+    if (code != CURLE_OK) {
+        QString detail = QString::fromUtf8(*h.detail ? h.detail : curl_easy_strerror(code));
+        // Another time at every attempt, and so a new reason.
+        static const QRegularExpression time(u" after [0-9]+ (ms|milliseconds)"_s);
+        const bool silent = code == CURLE_OPERATION_TIMEDOUT && !h.connected;
+        throw NoAnswer(silent ? NoAnswer::Kind::NoConnection : kindOf(code), detail.remove(time));
+    }
     long status = 0;
     char* redirect = nullptr;
     curl_easy_getinfo(h.curl.get(), CURLINFO_RESPONSE_CODE, &status);
     curl_easy_getinfo(h.curl.get(), CURLINFO_REDIRECT_URL, &redirect);
-    return {int(status), reception.body, QString::fromUtf8(redirect)};
+    return Answer{int(status), h.reception.body, QString::fromUtf8(redirect)};
 }
 
 } // namespace rehome::http

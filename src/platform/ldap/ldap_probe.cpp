@@ -3,7 +3,8 @@
 #include "platform/engine/escape.h"
 #include "platform/engine/network_address.h"
 #include "platform/error.h"
-#include "platform/ldap/tcp_check.h"
+
+#include <QScopeGuard>
 
 namespace rehome::ldap {
 
@@ -19,21 +20,73 @@ QStringList LdapProbe::attributes() const {
     return {engine::NetworkAddress, Offline};
 }
 
+bool LdapProbe::isLocal(const engine::Entry& server) {
+    return engine::firstValue(server.distinguishedName)
+               .compare(m_network.ComputerName(), Qt::CaseInsensitive) == 0;
+}
+
+void LdapProbe::beginChecks(const std::vector<engine::Entry>& servers) {
+    m_checks.clear();
+    try {
+        for (const engine::Entry& server : servers) {
+            const QString host = engine::tcpHost(server);
+            if (host.isEmpty() || isLocal(server))
+                continue;
+            const auto begin = std::max(m_nextBegin, TcpCheck::Clock::now());
+            m_nextBegin = begin + std::chrono::microseconds(100'000) / ChecksAtOnce;
+            m_checks.try_emplace(server.distinguishedName, host, m_port,
+                                 QDeadlineTimer(begin + m_limit), begin);
+        }
+    } catch (const Error&) {
+        // No computer name, or no thread left: the rest are checked when it is their turn, and
+        // fail for themselves.
+    }
+    m_begun = m_checks.size();
+    if (m_interruption && m_begun > 0)
+        m_interruption->waitFor(silentServers());
+}
+
 void LdapProbe::checkServer(const engine::Entry& server) {
     const QString& serverName = server.distinguishedName;
-    if (engine::firstValue(serverName).compare(m_network.ComputerName(), Qt::CaseInsensitive) == 0)
+    if (isLocal(server))
         return;
     const QString host = engine::tcpHost(server);
     if (host.isEmpty())
         throw Error(u"The server %1 cannot be asked: its attribute networkAddress names no TCP "
                     "address (ncacn_ip_tcp:)."_s.arg(serverName));
+    const auto begun = m_checks.find(serverName);
+    const auto consumed = qScopeGuard([&] {
+        if (begun != m_checks.end())
+            m_checks.erase(begun);
+    });
     try {
-        checkTcpPort(host, m_port, QDeadlineTimer(m_limit), m_interruption);
+        if (begun != m_checks.end())
+            awaitAnswer(begun->second);
+        else
+            checkTcpPort(host, m_port, QDeadlineTimer(m_limit), m_interruption);
     } catch (const Error& error) {
         throw Error(u"The server %1 does not answer at %2, TCP port %3: %4. Check that it is "
                     "running and that no firewall is in between."_s.arg(
                         serverName, host, QString::number(m_port), error.description()));
     }
+}
+
+void LdapProbe::awaitAnswer(TcpCheck& check) {
+    while (!check.isOver()) {
+        if (m_interruption)
+            m_interruption->waitFor(silentServers());
+        check.wait(QDeadlineTimer(250), m_interruption);
+    }
+    check.requireAnswer();
+}
+
+/// How many of the servers have not answered yet, and which.
+QString LdapProbe::silentServers() const {
+    QStringList names;
+    for (const auto& [name, check] : m_checks)
+        if (!check.isOver())
+            names += engine::firstValue(name);
+    return u"%1 of %2 servers: "_s.arg(names.size()).arg(m_begun) + names.join(u", "_s);
 }
 
 qint16 LdapProbe::storeStatus(const engine::Entry& store) {

@@ -1,9 +1,9 @@
-#include "platform/ldap/waiting.h"
+#include "platform/waiting.h"
 
 #include <array>
 #include <cerrno>
 
-namespace rehome::ldap {
+namespace rehome::platform {
 
 namespace {
 
@@ -11,8 +11,7 @@ constexpr qint64 Part = 250; ///< milliseconds between two checkpoints
 
 } // namespace
 
-int awaitEvent(int descriptor, short event, QDeadlineTimer deadline,
-               platform::Interruption* interruption) {
+int awaitEvent(int descriptor, short event, QDeadlineTimer deadline, Interruption* interruption) {
     for (;;) {
         const bool heard = interruption && !interruption->held();
         std::array<pollfd, 2> states{pollfd{descriptor, event, 0},
@@ -29,4 +28,4 @@ int awaitEvent(int descriptor, short event, QDeadlineTimer deadline,
     }
 }
 
-} // namespace rehome::ldap
+} // namespace rehome::platform
