@@ -1,5 +1,7 @@
 #include "journal/system_log.h"
 
+#include "platform/error.h"
+
 // The macro variants, which name the source's line, would make each entry's place ours.
 #define SD_JOURNAL_SUPPRESS_LOCATION
 #include <sys/uio.h>
@@ -20,6 +22,22 @@ iovec field(const QByteArray& text) {
     return {const_cast<char*>(text.constData()), size_t(text.size())};
 }
 
+/// To systemd's log. False if there is none, or it refused.
+bool send(const QByteArray& message, int level, const char* identity, QList<QByteArray> fields) {
+    if (access(LogSocket, W_OK) != 0)
+        return false;
+    // These are those that syslog() would give it.
+    fields = QList<QByteArray>{"MESSAGE=" + message, "PRIORITY=" + QByteArray::number(level),
+                               QByteArray("SYSLOG_IDENTIFIER=") + identity,
+                               "SYSLOG_FACILITY=" + QByteArray::number(LOG_USER >> 3),
+                               "SYSLOG_PID=" + QByteArray::number(getpid())} +
+             fields;
+    std::vector<iovec> sent;
+    for (const QByteArray& one : fields)
+        sent.push_back(field(one));
+    return sd_journal_sendv(sent.data(), int(sent.size())) == 0;
+}
+
 } // namespace
 
 SystemLog::SystemLog(const char* identity) : m_identity(identity) {
@@ -32,28 +50,29 @@ SystemLog::~SystemLog() {
 
 void SystemLog::tell(const QString& line, bool failure, const QList<QByteArray>& fields) noexcept {
     const int level = failure ? LOG_WARNING : LOG_NOTICE;
-    const QByteArray message = line.toUtf8();
-    if (!send(message, level, fields))
-        syslog(level, "%s", message.constData());
+    within([message = line.toUtf8(), level, identity = m_identity, fields] {
+        if (!send(message, level, identity, fields))
+            syslog(level, "%s", message.constData());
+        return true;
+    });
 }
 
 bool SystemLog::keep(const QByteArray& record, const QList<QByteArray>& fields) noexcept {
-    return send(record, LOG_NOTICE, fields);
+    return within([record, identity = m_identity, fields] {
+        return send(record, LOG_NOTICE, identity, fields);
+    });
 }
 
-bool SystemLog::send(const QByteArray& message, int level, QList<QByteArray> fields) noexcept {
-    if (access(LogSocket, W_OK) != 0)
+bool SystemLog::within(std::function<bool()> call) noexcept {
+    using namespace std::chrono_literals;
+    if (m_call && !m_call->ended())
         return false;
-    // These are those that syslog() would give it.
-    fields = QList<QByteArray>{"MESSAGE=" + message, "PRIORITY=" + QByteArray::number(level),
-                               QByteArray("SYSLOG_IDENTIFIER=") + m_identity,
-                               "SYSLOG_FACILITY=" + QByteArray::number(LOG_USER >> 3),
-                               "SYSLOG_PID=" + QByteArray::number(getpid())} +
-             fields;
-    std::vector<iovec> sent;
-    for (const QByteArray& one : fields)
-        sent.push_back(field(one));
-    return sd_journal_sendv(sent.data(), int(sent.size())) == 0;
+    try {
+        m_call.emplace(std::move(call));
+        return m_call->await(QDeadlineTimer(1s), nullptr).value_or(false);
+    } catch (const Error&) { // no thread is left
+        return false;
+    }
 }
 
 } // namespace rehome::journal

@@ -1,12 +1,15 @@
 #pragma once
 
+#include "platform/blocking_call.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
 
 namespace rehome::journal {
 
-/// The system log (facility user): systemd's with fields of our own, or syslog without them.
+/// The system log (facility user): systemd's with fields of our own, or syslog without them. A log
+/// that takes nothing holds nobody up: after a second it is left alone until it has taken that.
 class SystemLog {
 public:
     /// Lines are logged under `identity`, which must outlive it, with the process number.
@@ -22,9 +25,10 @@ public:
     [[nodiscard]] bool keep(const QByteArray& record, const QList<QByteArray>& fields) noexcept;
 
 private:
-    bool send(const QByteArray& message, int level, QList<QByteArray> fields) noexcept;
+    bool within(std::function<bool()> call) noexcept;
 
     const char* m_identity;
+    std::optional<platform::BlockingCall<bool>> m_call; ///< the last one, until it has ended
 };
 
 } // namespace rehome::journal

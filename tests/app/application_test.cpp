@@ -258,6 +258,14 @@ private Q_SLOTS:
             char line[2000];
             for (ssize_t size = 0; (size = recv(log, line, sizeof line, MSG_DONTWAIT)) > 0;)
                 *taken += QString::fromUtf8(line, size) + '\n';
+            // Nobody takes anything more.
+            const int full = socket(AF_UNIX, SOCK_DGRAM, 0);
+            QVERIFY(::connect(full, reinterpret_cast<const sockaddr*>(&address), sizeof address) ==
+                    0);
+            while (send(full, "x", 1, MSG_DONTWAIT) == 1)
+                continue;
+            QVERIFY(run("\"$0\" one 2>stream").startsWith("status 0"));
+            close(full);
             close(log);
             QFile::remove(address.sun_path);
         }
