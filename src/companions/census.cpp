@@ -102,18 +102,6 @@ People readPeople(engine::Session& session, const QString& context) {
     return people;
 }
 
-std::vector<Domain> otherDomains(engine::Session& session, const Exchange& exchange) {
-    std::vector<Domain> domains;
-    for (const engine::Entry& reference :
-         find(session, exchange.configuration, u"(&(objectClass=crossRef)(nETBIOSName=*))"_s,
-              {u"nCName"_s, u"dnsRoot"_s})) {
-        const QString context = reference.text(u"nCName"_s);
-        if (nameKey(context) != nameKey(exchange.domain))
-            domains.push_back({context, reference.text(u"dnsRoot"_s)});
-    }
-    return domains;
-}
-
 QString homeServer(const Exchange& exchange, const engine::Entry& user) {
     const QString home = user.text(u"homeMDB"_s);
     if (home.isEmpty()) {
@@ -125,7 +113,7 @@ QString homeServer(const Exchange& exchange, const engine::Entry& user) {
 }
 
 Census census(const Exchange& exchange, const People& people, const QString& context,
-              const std::vector<Domain>& others) {
+              const std::vector<topology::Domain>& others) {
     Census counted;
     QSet<QString> seen;
     const auto count = [&](const std::vector<engine::Entry>& users, const auto& add) {
@@ -139,7 +127,7 @@ Census census(const Exchange& exchange, const People& people, const QString& con
     count(people.stores, [](Residents& on, const auto&) { ++on.systemMailboxes; });
     const auto isElsewhere = [&](const QString& name) {
         return !isBelow(name, context) || isBelow(name, exchange.configuration) ||
-               std::any_of(others.begin(), others.end(), [&](const Domain& other) {
+               std::any_of(others.begin(), others.end(), [&](const topology::Domain& other) {
                    return nameKey(other.context) != nameKey(context) &&
                           isBelow(name, other.context) && isBelow(other.context, context);
                });

@@ -2,6 +2,7 @@
 
 #include "platform/engine/engine.h"
 #include "platform/engine/exchange_probe.h"
+#include "topology/domains.h"
 
 #include <QHash>
 #include <QString>
@@ -40,14 +41,6 @@ struct People {
 /// `context` is the domain's distinguished name. Throws Error.
 People readPeople(engine::Session& session, const QString& context);
 
-struct Domain {
-    QString context; ///< its distinguished name
-    QString name;    ///< such as child.example.com
-};
-
-/// The domains of the forest besides the one that was asked. Throws Error.
-std::vector<Domain> otherDomains(engine::Session& session, const Exchange& exchange);
-
 /// How many mailboxes one server holds.
 struct Residents {
     qsizetype listed = 0;
@@ -63,7 +56,7 @@ using Census = std::map<QString, Residents>;
 /// `others`: the domains whose objects are not to be counted as hidden. The census refers to
 /// `people`.
 Census census(const Exchange& exchange, const People& people, const QString& context,
-              const std::vector<Domain>& others);
+              const std::vector<topology::Domain>& others);
 
 /// The key of a user's server in a census.
 QString homeServer(const Exchange& exchange, const engine::Entry& user);

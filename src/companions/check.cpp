@@ -36,8 +36,8 @@ const QString Usage =
     "Exit status: 0 nothing was found; 1 something was found; 2 the program could not look.\n"_s;
 
 /// Calls `read` with a session of another domain. Throws Error if there is none.
-using AskDomain =
-    std::function<void(const Domain& domain, const std::function<void(engine::Session&)>& read)>;
+using AskDomain = std::function<void(const topology::Domain& domain,
+                                     const std::function<void(engine::Session&)>& read)>;
 
 struct Source {
     engine::Session& session;
@@ -53,7 +53,8 @@ int check(const Source& source) {
         readExchange(source.session, source.probe, source.network.ComputerName());
     const People people = readPeople(source.session, exchange.domain);
     std::vector<OtherDomain> others;
-    for (const Domain& domain : otherDomains(source.session, exchange)) {
+    for (const topology::Domain& domain :
+         topology::otherDomains(source.session, exchange.configuration, exchange.domain)) {
         others.push_back({domain, {}, {}});
         try {
             source.askDomain(domain, [&](engine::Session& session) {
@@ -111,7 +112,7 @@ int checkDirectory(bool controllerOnly) {
     tellControllers();
     ldap::HostNetwork network;
     ldap::LdapProbe probe(network);
-    const auto askDomain = [](const Domain& domain, const auto& read) {
+    const auto askDomain = [](const topology::Domain& domain, const auto& read) {
         ldap::LdapSettings settings;
         settings.servers = ldap::locateServersOf(domain.name);
         ldap::LdapEngine other(settings);
@@ -131,7 +132,7 @@ int checkSnapshots(const QStringList& paths) {
     embedded::EmbeddedEngine engine(own);
     embedded::EmbeddedProbe probe(own);
     embedded::EmbeddedNetwork network(own);
-    const auto askDomain = [&](const Domain& domain, const auto& read) {
+    const auto askDomain = [&](const topology::Domain& domain, const auto& read) {
         for (const auto& organisation : organisations) {
             const QString context = organisation->rootObject().text(u"defaultNamingContext"_s);
             if (nameKey(context) == nameKey(domain.context))

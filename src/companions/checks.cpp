@@ -357,7 +357,7 @@ void checkUsers(Report& report, const Exchange& exchange, const People& people) 
 
 qsizetype checkWhereabouts(Report& report, const Exchange& exchange, const People& people,
                            const std::vector<OtherDomain>& others) {
-    std::vector<Domain> domains;
+    std::vector<topology::Domain> domains;
     for (const OtherDomain& other : others)
         domains.push_back(other.domain);
     const Census own = census(exchange, people, exchange.domain, domains);

@@ -15,7 +15,7 @@ void checkUsers(Report& report, const Exchange& exchange, const People& people);
 
 /// Another domain of the forest, and what it holds or why it could not be asked.
 struct OtherDomain {
-    Domain domain;
+    topology::Domain domain;
     People people;
     QString failure; ///< empty if it could be asked
 };

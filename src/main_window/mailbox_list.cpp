@@ -3,9 +3,12 @@
 #include "main_window/columns.h"
 #include "main_window/source_choice.h"
 #include "platform/twips.h"
+#include "topology/domains.h"
 #include "topology/servers.h"
 
 #include <QScopeGuard>
+
+#include <map>
 
 namespace rehome::main_window {
 
@@ -128,11 +131,54 @@ void MailboxList::finish(const topology::KeyedCollection<QString>& sourceStores)
     grid.bringCurrentCellIntoView();
     m_chooser.showOverStore();
     m_controls.enableInOrder(*m_controls.btnRefresh, *m_controls.btnMove);
-    m_platform.Journal.Tell(platform::Event::Listed,
-                            QStringLiteral("listed %1 mailboxes; %2 mailbox stores on %3 servers")
-                                .arg(m_state.MailboxRowCount)
-                                .arg(m_state.StoreList.Count())
-                                .arg(m_state.ServerNames.Count()));
+    const QString domain = topology::domainName(m_state.DefaultNamingContext);
+    m_platform.Journal.Tell(
+        platform::Event::Listed,
+        QStringLiteral("listed %1 mailboxes of %2; %3 mailbox stores on %4 servers")
+            .arg(m_state.MailboxRowCount)
+            .arg(domain)
+            .arg(m_state.StoreList.Count())
+            .arg(m_state.ServerNames.Count()));
+    if (m_state.MailboxRowCount == 0 && m_state.StoreList.Count() > 0)
+        m_platform.Journal.Tell(
+            platform::Event::Remark,
+            QStringLiteral(
+                "no mailbox is listed: if the users are in another domain than %1, name a "
+                "domain controller of theirs (LDAPURI=ldap://NAME) and start again; "
+                "rehome-check tells of all domains")
+                .arg(domain));
+}
+
+void MailboxList::tellOtherDomains() {
+    QStringList names;
+    try {
+        for (const auto& domain :
+             topology::otherDomains(*m_platform.Directory.session(), m_state.ConfigNamingContext,
+                                    m_state.DefaultNamingContext))
+            names += domain.name;
+    } catch (const Error& error) {
+        names = QStringList{QStringLiteral("not known (%1)").arg(error.description())};
+    }
+    if (!names.isEmpty())
+        m_platform.Journal.Tell(
+            platform::Event::Remark,
+            QStringLiteral("other domains of the forest, which are not listed: ") +
+                names.join(QStringLiteral(", ")));
+}
+
+void MailboxList::tellWhoRemains() {
+    std::map<QString, int> mailboxes; // by server
+    for (const auto& user : m_state.GridMailboxes)
+        if (user->GetSourceStoreState() == topology::unreachableState())
+            ++mailboxes[user->GetSourceStore().section(u':', 0, 0)];
+    QStringList servers;
+    for (const auto& [server, number] : mailboxes)
+        servers += QStringLiteral("%1 on %2").arg(number).arg(server);
+    if (!servers.isEmpty())
+        m_platform.Journal.Tell(
+            platform::Event::Remark,
+            QStringLiteral("listed mailboxes that are still on unreachable servers: ") +
+                servers.join(QStringLiteral(", ")));
 }
 
 } // namespace rehome::main_window

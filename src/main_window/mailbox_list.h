@@ -25,6 +25,10 @@ public:
     /// servers cannot be found or the grid cannot be prepared; any later failure is shown and
     /// leaves the rows listed so far, with Refresh and Move disabled.
     void RefreshIt();
+    /// To the journal: which domains are not listed.
+    void tellOtherDomains();
+    /// To the journal: how many mailboxes are on unreachable servers, by the list.
+    void tellWhoRemains();
 
 private:
     void InitGUI();

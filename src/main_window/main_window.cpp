@@ -99,6 +99,7 @@ void frmMain::Form_Load() {
     m_state.DirConnection->Open(QStringLiteral("ADs Provider"), QString(), QString(),
                                 adsi::UnspecifiedOptions);
     m_list.RefreshIt();
+    m_list.tellOtherDomains();
 }
 
 QString frmMain::GetLocalServer() const {
@@ -146,6 +147,7 @@ void frmMain::Form_Unload(qint16&) {
         m_platform.Desktop.Show(
             {QStringLiteral("The following mailboxes were moved :\t\r\n") + summary,
              platform::Buttons::OkCancel, platform::Icon::None, QStringLiteral("Moved Mailboxes")});
+    m_list.tellWhoRemains();
     m_platform.Desktop.End(0);
 }
 
