@@ -191,11 +191,14 @@ int main(int argc, char** argv) {
         print(stderr, u"rehome-restore: %1\n"_s.arg(describe(error)));
         return CannotStart;
     }
+    int status = EXIT_SUCCESS;
     try {
         run(*arguments, filed);
     } catch (const std::exception& error) {
         print(stderr, u"rehome-restore: %1\n"_s.arg(describe(error)));
-        return EXIT_FAILURE;
+        status = EXIT_FAILURE;
     }
-    return EXIT_SUCCESS;
+    // A thread that the engine has left behind must not see its libraries being taken down.
+    std::fflush(nullptr);
+    std::_Exit(status);
 }

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <optional>
+#include <utility>
 
 namespace rehome::ldap {
 
@@ -83,32 +85,38 @@ std::vector<ServiceRecord> lookUp(Resolver& resolver, const QString& domain) {
 
 } // namespace
 
-QStringList inOrder(std::vector<ServiceRecord> records, std::mt19937& chance) {
-    QStringList servers;
+QList<QStringList> inOrder(std::vector<ServiceRecord> records, std::mt19937& chance) {
+    QList<QStringList> servers;
+    std::optional<int> before;
     while (!records.empty()) {
         const int first =
             std::min_element(records.begin(), records.end(), [](const auto& a, const auto& b) {
                 return a.priority < b.priority;
             })->priority;
+        if (std::exchange(before, first) != first)
+            servers.emplace_back();
         std::vector<double> weights; // a weight of 0 is a very small chance
         for (const auto& record : records)
             weights.push_back(record.priority != first ? 0 : std::max(double(record.weight), 0.01));
         std::discrete_distribution<std::ptrdiff_t> draw(weights.begin(), weights.end());
         const auto drawn = records.begin() + draw(chance);
-        servers += drawn->port == LDAP_PORT
-                       ? u"ldap://"_s + drawn->target
-                       : u"ldap://%1:%2"_s.arg(drawn->target, QString::number(drawn->port));
+        servers.last() += drawn->port == LDAP_PORT
+                              ? u"ldap://"_s + drawn->target
+                              : u"ldap://%1:%2"_s.arg(drawn->target, QString::number(drawn->port));
         records.erase(drawn);
     }
     return servers;
 }
 
-QStringList locateServers() {
-    if (const QStringList configured = configuredServers(); !configured.isEmpty())
-        return configured;
+QList<QStringList> locateServers() {
+    QList<QStringList> servers;
+    for (const QString& server : configuredServers())
+        servers.append({server});
+    if (!servers.isEmpty())
+        return servers;
     Resolver resolver;
     std::mt19937 chance{std::random_device{}()};
-    QStringList domains, servers;
+    QStringList domains;
     const auto ask = [&](const QString& name) {
         const QString domain = name.toLower();
         if (!servers.isEmpty() || !resolver.ready || domain.isEmpty() || domains.contains(domain))

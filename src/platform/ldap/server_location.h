@@ -8,11 +8,11 @@
 
 namespace rehome::ldap {
 
-/// The LDAP URIs of the directory's servers in the order to try them. As the client library is set
-/// (ldap.conf, ldaprc, LDAPURI); else by the SRV records "_ldap._tcp.dc._msdcs." and the domain,
-/// which is that of the user's Kerberos ticket, else this computer's. Throws Error where neither
-/// names a server.
-QStringList locateServers();
+/// The LDAP URIs of the directory's servers by priority. As the client library is set (ldap.conf,
+/// ldaprc, LDAPURI), each a priority of its own; else by the SRV records "_ldap._tcp.dc._msdcs."
+/// and the domain, which is that of the user's Kerberos ticket, else this computer's. Throws Error
+/// where neither names a server.
+QList<QStringList> locateServers();
 
 /// A service record (RFC 2782).
 struct ServiceRecord {
@@ -23,6 +23,6 @@ struct ServiceRecord {
 };
 
 /// LDAP URIs by priority; within one priority by chance, weighted as RFC 2782 says.
-QStringList inOrder(std::vector<ServiceRecord> records, std::mt19937& chance);
+QList<QStringList> inOrder(std::vector<ServiceRecord> records, std::mt19937& chance);
 
 } // namespace rehome::ldap

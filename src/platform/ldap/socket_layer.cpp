@@ -88,6 +88,10 @@ void SocketLayer::setLimit(std::chrono::milliseconds limit) {
     m_hooks->limit = limit;
 }
 
+void SocketLayer::setInterruption(platform::Interruption* interruption) {
+    m_hooks->interruption = interruption;
+}
+
 bool SocketLayer::awaitReadable(std::chrono::milliseconds limit) {
     return m_hooks->await(POLLIN, QDeadlineTimer(limit));
 }
