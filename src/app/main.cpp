@@ -5,6 +5,7 @@
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
+#include "platform/ldap/server_location.h"
 #include "platform/ldap/ticket.h"
 
 #include <QUuid>
@@ -47,6 +48,7 @@ int work(app::Application& application, const QString& title) {
 } // namespace
 
 int main(int argc, char** argv) {
+    ldap::limitNameLookups();
     const QString title = QStringLiteral("Rehome");
     return app::runProgram(argc, argv, title, journal::KeptJournal::Of::LiveDirectory,
                            [&](app::Application& application) { return work(application, title); });

@@ -5,6 +5,7 @@
 #include "platform/exchange/home_attributes.h"
 #include "platform/guid.h"
 #include "platform/ldap/ldap_engine.h"
+#include "platform/ldap/server_location.h"
 #include "platform/shown_text.h"
 
 #include <QCoreApplication>
@@ -173,6 +174,7 @@ void run(const Arguments& arguments, const QList<journal::FiledRecord>& filed) {
 } // namespace
 
 int main(int argc, char** argv) {
+    ldap::limitNameLookups();
     journal::fillStandardDescriptors();
     const QCoreApplication application(argc, argv);
     const auto arguments = parsed(QCoreApplication::arguments().sliced(1));

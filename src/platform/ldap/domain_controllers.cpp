@@ -97,7 +97,9 @@ std::shared_ptr<ServerConnection> DomainControllers::connect(const QString& serv
 
 QList<QStringList> DomainControllers::serversToTry() {
     if (m_servers.isEmpty())
-        m_servers = m_settings.servers.isEmpty() ? locateServers() : m_settings.servers;
+        m_servers = m_settings.servers.isEmpty()
+                        ? locateServers(m_settings.connectLimit, m_settings.interruption)
+                        : m_settings.servers;
     QList<QStringList> servers = m_servers;
     bool listed = false;
     for (QStringList& priority : servers)

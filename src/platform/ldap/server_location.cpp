@@ -1,6 +1,7 @@
 #include "platform/ldap/server_location.h"
 
 #include "platform/error.h"
+#include "platform/ldap/blocking_call.h"
 #include "platform/ldap/ticket.h"
 
 #include <QSysInfo>
@@ -12,8 +13,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <memory>
-#include <optional>
 #include <utility>
 
 namespace rehome::ldap {
@@ -25,10 +26,7 @@ namespace {
 struct Resolver {
     struct __res_state state {};
     const bool ready;
-    Resolver() : ready(res_ninit(&state) == 0) {
-        state.retrans = 2; // seconds, doubled with each of the
-        state.retry = 2;   // tries: somebody is waiting in front of a window
-    }
+    Resolver() : ready(res_ninit(&state) == 0) {}
     ~Resolver() { res_nclose(&state); }
     Resolver(const Resolver&) = delete;
     Resolver& operator=(const Resolver&) = delete;
@@ -57,7 +55,18 @@ QString hostDomain() {
     return full.section(u'.', 1);
 }
 
-std::vector<ServiceRecord> lookUp(Resolver& resolver, const QString& domain) {
+QStringList searchedDomains() {
+    const Resolver resolver;
+    QStringList domains;
+    for (size_t i = 0; resolver.ready && i < MAXDNSRCH && resolver.state.dnsrch[i]; ++i)
+        domains += QString::fromUtf8(resolver.state.dnsrch[i]);
+    return domains;
+}
+
+std::vector<ServiceRecord> lookUp(const QString& domain) {
+    Resolver resolver;
+    if (!resolver.ready)
+        return {};
     const QByteArray name = u"_ldap._tcp.dc._msdcs.%1"_s.arg(domain).toUtf8();
     std::vector<unsigned char> message(NS_MAXMSG);
     const int length = res_nquery(&resolver.state, name.constData(), ns_c_in, ns_t_srv,
@@ -85,6 +94,10 @@ std::vector<ServiceRecord> lookUp(Resolver& resolver, const QString& domain) {
 
 } // namespace
 
+void limitNameLookups() {
+    setenv("RES_OPTIONS", "timeout:1 attempts:2", 0);
+}
+
 QList<QStringList> inOrder(std::vector<ServiceRecord> records, std::mt19937& chance) {
     QList<QStringList> servers;
     std::optional<int> before;
@@ -108,27 +121,40 @@ QList<QStringList> inOrder(std::vector<ServiceRecord> records, std::mt19937& cha
     return servers;
 }
 
-QList<QStringList> locateServers() {
+QList<QStringList> locateServers(std::chrono::milliseconds limit,
+                                 platform::Interruption* interruption) {
     QList<QStringList> servers;
-    for (const QString& server : configuredServers())
+    const auto configured =
+        BlockingCall<QStringList>(configuredServers).await(QDeadlineTimer(3 * limit), interruption);
+    if (!configured) // not to be taken for settings that name no server
+        throw Error(u"The LDAP settings of this computer could not be read within %1 seconds: its "
+                    "name servers do not respond. Add a line with this computer's address and its "
+                    "name, %2, to /etc/hosts."_s.arg(double(3 * limit.count()) / 1000)
+                        .arg(QSysInfo::machineHostName()));
+    for (const QString& server : *configured)
         servers.append({server});
     if (!servers.isEmpty())
         return servers;
-    Resolver resolver;
+
+    const QDeadlineTimer deadline(limit);
+    const auto inTime = [&](auto call) {
+        using Found = decltype(call());
+        return BlockingCall<Found>(std::move(call)).await(deadline, interruption).value_or(Found());
+    };
     std::mt19937 chance{std::random_device{}()};
     QStringList domains;
     const auto ask = [&](const QString& name) {
         const QString domain = name.toLower();
-        if (!servers.isEmpty() || !resolver.ready || domain.isEmpty() || domains.contains(domain))
+        if (!servers.isEmpty() || domain.isEmpty() || domains.contains(domain))
             return;
         domains += domain;
-        servers = inOrder(lookUp(resolver, domain), chance);
+        servers = inOrder(inTime([domain] { return lookUp(domain); }), chance);
     };
-    ask(currentTicket().realm);
+    ask(inTime(currentTicket).realm);
     if (servers.isEmpty())
-        ask(hostDomain()); // which may itself have to be looked up
-    for (size_t i = 0; i < MAXDNSRCH && resolver.state.dnsrch[i]; ++i)
-        ask(QString::fromUtf8(resolver.state.dnsrch[i]));
+        ask(inTime(hostDomain)); // which may itself have to be looked up
+    for (const QString& domain : inTime(searchedDomains))
+        ask(domain);
     if (!servers.isEmpty())
         return servers;
     throw Error(
