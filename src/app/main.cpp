@@ -6,6 +6,7 @@
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
+#include "platform/ldap/server_location.h"
 #include "platform/ldap/ticket.h"
 
 #include <pwd.h>
@@ -52,6 +53,7 @@ int main(int argc, char** argv) {
                        "on a file, run rehome-rehearsal.")};
     if (const auto status = app::answerCommandLine(argc, argv, commandLine))
         return *status;
+    ldap::limitNameLookups();
     const QString title = QStringLiteral("Rehome");
     return app::runProgram(argc, argv, title, journal::KeptJournal::Of::LiveDirectory,
                            [&](app::Application& application) { return work(application, title); });

@@ -2,6 +2,7 @@
 #include "companions/checks.h"
 #include "companions/console.h"
 #include "companions/controllers.h"
+#include "platform/blocking_call.h"
 #include "platform/embedded/embedded_engine.h"
 #include "platform/embedded/embedded_network.h"
 #include "platform/embedded/embedded_probe.h"
@@ -80,23 +81,30 @@ int check(const Source& source) {
     return report.findings() > 0 ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
-void tellControllers() {
-    for (const QString& server : ldap::locateServers()) {
-        ldap::LdapSettings settings;
-        settings.servers = QStringList{server};
-        settings.connectLimit = std::chrono::seconds(3);
-        QString state;
-        try {
-            ldap::LdapEngine engine(settings);
-            engine::SearchRequest request;
-            request.attributes = controllerAttributes();
-            const auto root = engine.openSession()->search(request)->next();
-            state = controllerState(root.value_or(engine::Entry()), QDateTime::currentDateTime());
-        } catch (const Error& error) {
-            state = error.description();
-        }
-        Report().remark({u"Domain controller %1: %2"_s.arg(server, state)});
+QString stateOf(const QString& controller) {
+    ldap::LdapSettings settings;
+    settings.servers = {{controller}};
+    settings.connectLimit = std::chrono::seconds(3);
+    try {
+        ldap::LdapEngine engine(settings);
+        engine::SearchRequest request;
+        request.attributes = controllerAttributes();
+        const auto root = engine.openSession()->search(request)->next();
+        return controllerState(root.value_or(engine::Entry()), QDateTime::currentDateTime());
+    } catch (const Error& error) {
+        return error.description();
     }
+}
+
+/// All are asked side by side: of several silent ones, each costs its limit.
+void tellControllers() {
+    std::vector<std::pair<QString, platform::BlockingCall<QString>>> asked;
+    for (const QString& controller : ldap::allServers())
+        asked.emplace_back(controller, [controller] { return stateOf(controller); });
+    for (auto& [controller, state] : asked)
+        Report().remark({u"Domain controller %1: %2"_s.arg(
+            controller,
+            state.await(QDeadlineTimer(QDeadlineTimer::Forever), nullptr).value_or(QString()))});
 }
 
 int checkDirectory(bool controllerOnly) {
@@ -156,11 +164,12 @@ int run(const CommandLine& line) {
 } // namespace
 
 int main(int argc, char** argv) {
-    return runConsole(argc, argv,
-                      {u"rehome-check"_s,
-                       Usage,
-                       {u"--controller"_s},
-                       0,
-                       std::numeric_limits<qsizetype>::max(),
-                       run});
+    ldap::limitNameLookups();
+    runConsole(argc, argv,
+               {u"rehome-check"_s,
+                Usage,
+                {u"--controller"_s},
+                0,
+                std::numeric_limits<qsizetype>::max(),
+                run});
 }

@@ -73,7 +73,7 @@ QString shellWord(QString text) {
     return u'\'' + text.replace(u'\'', "'\\''"_L1) + u'\'';
 }
 
-int runConsole(int argc, char** argv, const Program& program) {
+void runConsole(int argc, char** argv, const Program& program) {
     journal::fillStandardDescriptors();
     const QCoreApplication application(argc, argv);
     int status = CannotStart;
@@ -84,9 +84,11 @@ int runConsole(int argc, char** argv, const Program& program) {
     }
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
         print(stderr, u"%1: the standard output could not be written\n"_s.arg(program.name));
-        return CannotStart;
+        status = CannotStart;
     }
-    return status;
+    // A thread that an engine has left behind must not see its libraries being taken down.
+    std::fflush(nullptr);
+    std::_Exit(status);
 }
 
 } // namespace rehome::companions

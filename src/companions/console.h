@@ -38,8 +38,8 @@ struct Program {
     std::function<int(const CommandLine&)> body; ///< returns the exit status
 };
 
-/// Runs a console program and returns its exit status: CannotStart after wrong arguments, after an
-/// exception, which it prints, and if the standard output could not be written.
-int runConsole(int argc, char** argv, const Program& program);
+/// Runs a console program and ends the process with its exit status: CannotStart after wrong
+/// arguments, after an exception, which it prints, and if the standard output could not be written.
+[[noreturn]] void runConsole(int argc, char** argv, const Program& program);
 
 } // namespace rehome::companions

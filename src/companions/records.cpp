@@ -57,11 +57,11 @@ std::optional<engine::Entry> read(engine::Session& session, const QByteArray& gu
 /// Of each mailbox. Throws Error if no domain controller can be asked.
 std::vector<Answers> askAll(const std::vector<Fate>& fates) {
     std::vector<Answers> answers(fates.size());
-    const QStringList servers = ldap::locateServers();
+    const QStringList servers = ldap::allServers();
     qsizetype failures = 0;
     for (const QString& server : servers) {
         ldap::LdapSettings settings;
-        settings.servers = QStringList{server};
+        settings.servers = {{server}};
         ldap::LdapEngine engine(settings);
         size_t next = 0;
         try {
@@ -144,11 +144,12 @@ int tell(const CommandLine& line) {
 } // namespace
 
 int main(int argc, char** argv) {
-    return runConsole(argc, argv,
-                      {u"rehome-records"_s,
-                       Usage,
-                       {u"--now"_s, u"--old"_s},
-                       1,
-                       std::numeric_limits<qsizetype>::max(),
-                       tell});
+    ldap::limitNameLookups();
+    runConsole(argc, argv,
+               {u"rehome-records"_s,
+                Usage,
+                {u"--now"_s, u"--old"_s},
+                1,
+                std::numeric_limits<qsizetype>::max(),
+                tell});
 }

@@ -5,6 +5,7 @@
 #include "platform/exchange/home_attributes.h"
 #include "platform/guid.h"
 #include "platform/ldap/ldap_engine.h"
+#include "platform/ldap/server_location.h"
 #include "platform/shown_text.h"
 
 #include <QRegularExpression>
@@ -131,5 +132,6 @@ int restore(const CommandLine& line) {
 } // namespace
 
 int main(int argc, char** argv) {
-    return runConsole(argc, argv, {u"rehome-restore"_s, Usage, {u"--yes"_s}, 2, 2, restore});
+    ldap::limitNameLookups();
+    runConsole(argc, argv, {u"rehome-restore"_s, Usage, {u"--yes"_s}, 2, 2, restore});
 }

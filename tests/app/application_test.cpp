@@ -2,7 +2,7 @@
 #include "app/command_line.h"
 #include "app/composition.h"
 #include "app/progress_observer.h"
-#include "platform/ldap/waiting.h"
+#include "platform/waiting.h"
 #include "support/window_driver.h"
 
 #include <QDialog>
@@ -84,7 +84,7 @@ int move(app::Application& application, const QByteArray& what) {
         w.calls.meanwhile = [&](const auto& made) {
             if (made.call == "modify")
                 std::raise(SIGTERM);
-            ldap::awaitEvent(-1, 0, QDeadlineTimer(1), &application.interruption());
+            platform::awaitEvent(-1, 0, QDeadlineTimer(1), &application.interruption());
         };
         w.choose("comboDestMBx", "EX1:SG\\B");
         w.button("btnMove").click();

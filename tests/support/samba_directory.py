@@ -5,9 +5,9 @@ Runs commands, one after the other, over a throwaway Active Directory with an Ex
 and the web server of its mailboxes. Their environment makes them its clients, as the administrator.
 In REHOME_TEST_DIRECTORY they find other tickets, user.cc and expired.cc, and what the web server was
 asked for, asked.log; REHOME_TEST_WEB is what the web server's addresses begin with.
-Their name server never answers, and the directory server's address is somebody else's by their hosts
-file. Needs root: the ports are fixed."""
-import os, pathlib, random, signal, socket, subprocess, sys, tempfile, time
+Hosts and name server are its own: the name server never answers, and the directory server's address
+is somebody else's by the hosts file. Needs root: the ports are fixed."""
+import ctypes, os, pathlib, random, signal, socket, subprocess, sys, tempfile, time
 
 from samba.auth import system_session
 from samba.param import LoadParm
@@ -21,9 +21,7 @@ SERVERS = ("CN=Servers,CN=First Administrative Group,CN=Administrative Groups,CN
 LEGACY = "/o=Test Organisation/ou=First Administrative Group/cn=Configuration/cn=Servers/cn="
 PASSWORD = "Throw-away1"
 HERE = pathlib.Path(__file__).parent
-WITHOUT_NAMES = ("setpriv", "--pdeathsig", "TERM", "unshare", "--mount", "sh", "-ec",
-                 "for file in hosts resolv.conf; do mount --bind $0/etc/$file /etc/$file; done;"
-                 'exec "$@"')
+CLONE_NEWNS = 0x20000  # os has it from Python 3.12 on
 LOCAL = socket.gethostname().split(".")[0].upper()[:15]  # as its NetBIOS name
 
 
@@ -111,6 +109,18 @@ def provision(place, address, web):
             f"--configfile={place}/smb.conf", place / "web.keytab", stdout=subprocess.DEVNULL)
 
 
+def use_own_names(place, address, name_server):
+    """Also in all processes that are begun afterwards."""
+    (place / "etc/resolv.conf").write_text(f"nameserver {name_server}\n")
+    (place / "etc/hosts").write_text(f"127.0.0.1 localhost {socket.gethostname()}\n"
+                                     f"{address} somebody.else.test\n{address} dc1.{DOMAIN}\n")
+    if ctypes.CDLL(None).unshare(CLONE_NEWNS):
+        sys.exit("No mount namespace can be made.")
+    run("mount", "--make-rprivate", "/")
+    for name in ("hosts", "resolv.conf"):
+        run("mount", "--bind", place / "etc" / name, "/etc/" + name)
+
+
 def main(place, commands):
     # Another test run may be under way.
     address = f"127.77.{random.randint(0, 254)}.{random.randint(1, 254)}"
@@ -124,9 +134,7 @@ def main(place, commands):
     provision(place, address, web)
     silent = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     silent.bind((web + "1", 53))
-    (place / "etc/resolv.conf").write_text(f"nameserver {web}1\n")
-    (place / "etc/hosts").write_text(pathlib.Path("/etc/hosts").read_text() +
-                                     f"{address} somebody.else.test\n{address} dc1.{DOMAIN}\n")
+    use_own_names(place, address, web + "1")
     web_process, _listener = web_server.serve(place, web)
     # It ends when its standard input does, and so with this process.
     server = subprocess.Popen(["samba", "--foreground", "--no-process-group", "--model=single",
@@ -139,7 +147,7 @@ def main(place, commands):
             run("kinit", "-l", life, "-c", place / cache, user, input=PASSWORD + "\n")
         time.sleep(2)  # until the first ticket has expired
         for command in commands:
-            if subprocess.run([*WITHOUT_NAMES, place, *command]).returncode:
+            if subprocess.run(["setpriv", "--pdeathsig", "TERM", *command]).returncode:
                 failed.append("FAILED: " + " ".join(command))
     finally:
         web_process.terminate()

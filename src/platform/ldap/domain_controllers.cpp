@@ -1,6 +1,6 @@
 #include "platform/ldap/domain_controllers.h"
 
-#include "platform/ldap/failure.h"
+#include "platform/ldap/controller_race.h"
 #include "platform/ldap/search_stream.h"
 #include "platform/ldap/server_location.h"
 
@@ -8,82 +8,105 @@
 
 #include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace rehome::ldap {
 
-std::shared_ptr<ServerConnection> DomainControllers::connect() {
-    if (m_servers.isEmpty())
-        m_servers = m_settings.servers.isEmpty() ? locateServers() : m_settings.servers;
-    const Health before = *m_health;
-    const bool reviving = isReviving();
-    std::vector<std::pair<Failure, QStringList>> failures; // equal ones together
-    for (qsizetype i = 0; i < m_servers.size(); ++i) {
-        try {
-            auto connection = signOnAt(m_servers.at(i), reviving);
-            m_servers.move(i, 0);
-            return connection;
-        } catch (const Failure& failure) {
-            const QString reason = failure.at({}).description();
-            const auto known =
-                std::find_if(failures.begin(), failures.end(), [&](const auto& other) {
-                    return other.first.at({}).description() == reason;
-                });
-            if (known == failures.end())
-                failures.emplace_back(failure, m_servers.at(i));
-            else
-                known->second += m_servers.at(i);
-            if (failure.isLocal())
-                break;
-        }
-    }
-    // Servers may have moved: look again the next time, except where that may take long too.
-    if (m_health->timeouts == before.timeouts)
-        m_servers.clear();
-    QStringList descriptions;
-    for (const auto& [failure, servers] : failures)
-        descriptions += failure.at(servers.join(QStringLiteral(", "))).description();
-    throw engine::DirectoryFailed(descriptions.join(u'\n'));
-}
+using namespace Qt::Literals::StringLiterals;
 
-std::shared_ptr<ServerConnection> DomainControllers::connectTo(const QString& server) {
-    return signOnAt(server, isReviving());
-}
+namespace {
 
-std::shared_ptr<ServerConnection> DomainControllers::signOnAt(const QString& server,
-                                                              bool reviving) {
-    if (m_settings.interruption)
-        m_settings.interruption->waitFor(server);
+/// The capability of a read-only domain controller ([MS-ADTS] 3.1.1.3.4.3.5).
+constexpr char ReadOnly[] = "1.2.840.113556.1.4.1920";
+
+/// `domain` is the one that it must hold, if any.
+ReadyController authenticate(const QString& server, const LdapSettings& settings, bool reviving,
+                             const std::optional<QString>& domain) {
     const auto connected = [&] {
-        return std::make_shared<ServerConnection>(server, m_settings, m_health, reviving);
+        return std::make_shared<ServerConnection>(server, settings, std::make_shared<Health>(),
+                                                  reviving);
     };
-    std::shared_ptr<ServerConnection> connection;
+    ReadyController answer;
     try {
-        connection = connected();
+        answer.connection = connected();
     } catch (const Failure& failure) {
         if (!failure.cutWhileAuthenticating()) // by a server that is being restarted
             throw;
-        connection = connected();
+        answer.connection = connected();
     }
-    if (m_health->timeouts > 0)
-        readRoot(connection);
-    return connection;
-}
-
-bool DomainControllers::pages(const std::shared_ptr<ServerConnection>& connection) {
-    if (const auto known = m_pages.find(connection->server()); known != m_pages.end())
-        return known->second;
-    return readRoot(connection);
-}
-
-bool DomainControllers::readRoot(const std::shared_ptr<ServerConnection>& connection) {
     engine::SearchRequest request;
-    request.attributes = QStringList{QStringLiteral("supportedControl")};
-    const auto root = SearchStream(connection, request, 0).next();
-    const bool offered = root && root->values(request.attributes.constFirst())
-                                     .contains(QByteArray(LDAP_CONTROL_PAGEDRESULTS));
-    m_pages[connection->server()] = offered;
-    return offered;
+    request.attributes = QStringList{u"supportedControl"_s, u"supportedCapabilities"_s,
+                                     u"isSynchronized"_s, u"defaultNamingContext"_s};
+    const auto root = SearchStream(answer.connection, request, 0).next().value_or(engine::Entry());
+    answer.pages = root.values(u"supportedControl"_s).contains(LDAP_CONTROL_PAGEDRESULTS);
+    answer.lastResort = root.text(u"isSynchronized"_s) == u"FALSE" ||
+                        root.values(u"supportedCapabilities"_s).contains(ReadOnly);
+    answer.domain = root.text(u"defaultNamingContext"_s);
+    if (domain && domain->compare(answer.domain, Qt::CaseInsensitive) != 0)
+        answer.connection->fail(
+            {Stage::Choose},
+            {.code = LDAP_NOT_SUPPORTED,
+             .cause = u"it holds the domain %1, and this run works on %2. Name only domain "
+                      "controllers of one domain in ldap.conf"_s.arg(answer.domain, *domain)});
+    return answer;
+}
+
+} // namespace
+
+std::shared_ptr<ServerConnection> DomainControllers::find(const QString& server, bool forPages) {
+    std::erase_if(m_connections, [](const auto& connection) { return !connection->usable(); });
+    const auto found =
+        std::find_if(m_connections.begin(), m_connections.end(), [&](const auto& connection) {
+            return connection->server() == (server.isEmpty() ? m_inUse : server) &&
+                   !(forPages && connection->isPaging());
+        });
+    return found == m_connections.end() ? nullptr : *found;
+}
+
+std::shared_ptr<ServerConnection> DomainControllers::connect(const QString& server) {
+    const bool named = !server.isEmpty();
+    const QList<QStringList> servers = named ? QList<QStringList>{{server}} : serversToTry();
+    const bool reviving = m_health->silent && !m_health->shortLimitsUntil.hasExpired();
+    // A thread that is left behind must not use what the caller's thread does.
+    LdapSettings own = m_settings;
+    own.interruption = nullptr;
+    own.answerLimit = own.connectLimit;
+    ControllerRace race(
+        [own, reviving, domain = named ? std::nullopt : m_domain](const QString& each) {
+            return authenticate(each, own, reviving, domain);
+        },
+        3 * (reviving ? std::min(own.connectLimit, own.revivalLimit) : own.connectLimit),
+        m_settings.interruption);
+    const auto winner = race.run(servers);
+    if (!winner) {
+        if (race.anyTimedOut())
+            m_health->noteTimeout(reviving, m_settings.revivalPause);
+        else if (!named) // servers may have moved; but finding them may take long, too
+            m_servers.clear();
+        throw engine::DirectoryFailed(race.reasons());
+    }
+    if (m_settings.interruption)
+        m_settings.interruption->waitFor(winner->connection->server());
+    if (!named) {
+        m_inUse = winner->connection->server();
+        m_domain = winner->domain;
+    }
+    winner->connection->handOver(m_settings, m_health, winner->pages);
+    m_connections.push_back(winner->connection);
+    return winner->connection;
+}
+
+QList<QStringList> DomainControllers::serversToTry() {
+    if (m_servers.isEmpty())
+        m_servers = m_settings.servers.isEmpty()
+                        ? locateServers(m_settings.connectLimit, m_settings.interruption)
+                        : m_settings.servers;
+    QList<QStringList> servers = m_servers;
+    bool listed = false;
+    for (QStringList& priority : servers)
+        listed = priority.removeOne(m_inUse) || listed;
+    if (listed)
+        servers.prepend({m_inUse});
+    return servers;
 }
 
 } // namespace rehome::ldap

@@ -5,38 +5,38 @@
 
 #include <QStringList>
 
-#include <map>
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace rehome::ldap {
 
-/// The servers that hold the directory.
+/// The servers that hold the directory, and the connections to them, which all sessions share.
 class DomainControllers {
 public:
     explicit DomainControllers(LdapSettings settings) : m_settings(std::move(settings)) {}
 
     const LdapSettings& settings() const { return m_settings; }
-    /// Signs on at the first server that lets us. Later calls begin with the one that did: a change
-    /// takes a while to reach the others. Once a limit has run out, a server must also let its root
-    /// object be read, within a short limit while the directory stays silent. A fault of this
-    /// computer ends the round. Throws DirectoryFailed naming each reason once, with its servers.
-    std::shared_ptr<ServerConnection> connect();
-    /// Authenticates at that server and no other. Throws Failure.
-    std::shared_ptr<ServerConnection> connectTo(const QString& server);
-    /// Whether the server's root object offers the paged-results control (RFC 2696). Asked once for
-    /// each server. Throws Failure where the connection is lost.
-    bool pages(const std::shared_ptr<ServerConnection>& connection);
+    /// An open connection to that server; if none is named, to the one in use. Null if there is
+    /// none, or, if `forPages`, if a search is being read in pages on each: some servers end the
+    /// first of two.
+    std::shared_ptr<ServerConnection> find(const QString& server, bool forPages);
+    /// Opens another connection to that server and no other; if none is named, to whichever answers
+    /// first (ControllerRace) and holds the run's domain, that of the first server that was used.
+    /// The one that was used last begins: a change takes a while to reach the others. A directory
+    /// that has let a limit run out is asked within a short limit for a while. Throws
+    /// DirectoryFailed.
+    std::shared_ptr<ServerConnection> connect(const QString& server);
 
 private:
-    /// Whether the directory is only to be asked whether it responds again, within a short limit.
-    bool isReviving() const { return m_health->silent && !m_health->hurry.hasExpired(); }
-    std::shared_ptr<ServerConnection> signOnAt(const QString& server, bool reviving);
-    bool readRoot(const std::shared_ptr<ServerConnection>& connection);
+    QList<QStringList> serversToTry();
 
     LdapSettings m_settings;
-    QStringList m_servers;
+    QList<QStringList> m_servers; ///< by priority, as they were found
+    QString m_inUse;
+    std::optional<QString> m_domain; ///< the run's
     std::shared_ptr<Health> m_health = std::make_shared<Health>();
-    std::map<QString, bool> m_pages;
+    std::vector<std::shared_ptr<ServerConnection>> m_connections;
 };
 
 } // namespace rehome::ldap

@@ -19,6 +19,8 @@ const QString RefreshOrStartAgain =
 QString tried(const Attempt& attempt) {
     const QString object = attempt.object.isEmpty() ? u"the root object"_s : attempt.object;
     switch (attempt.stage) {
+    case Stage::Choose:
+        return u"Using %1"_s.arg(attempt.server);
     case Stage::Connect:
         return u"Connecting to %1"_s.arg(attempt.server);
     case Stage::SignOn:
@@ -32,6 +34,8 @@ QString tried(const Attempt& attempt) {
 }
 
 QString meaning(const Attempt& attempt, const Result& result) {
+    if (attempt.stage == Stage::Choose)
+        return result.cause;
     switch (result.code) {
     case LDAP_SERVER_DOWN:
         return attempt.stage == Stage::Connect ? u"the server cannot be reached"_s
@@ -183,8 +187,7 @@ bool Failure::sessionEnded() const {
 
 bool Failure::ofDirectory() const {
     return connectionLost() || m_result.code == LDAP_TIMEOUT || m_result.code == LDAP_BUSY ||
-           m_result.code == LDAP_UNAVAILABLE || m_attempt.stage == Stage::Connect ||
-           m_attempt.stage == Stage::SignOn;
+           m_result.code == LDAP_UNAVAILABLE || m_attempt.stage <= Stage::SignOn;
 }
 
 bool Failure::changedSince() const {

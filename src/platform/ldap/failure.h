@@ -9,7 +9,13 @@
 
 namespace rehome::ldap {
 
-enum class Stage { Connect, SignOn, Search, Modify };
+enum class Stage {
+    Choose, ///< whether a domain controller may be used; the reason is Result::cause
+    Connect,
+    SignOn,
+    Search,
+    Modify
+};
 
 /// What was tried, on what object, where.
 struct Attempt {

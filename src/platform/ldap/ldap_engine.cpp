@@ -4,14 +4,13 @@
 #include "platform/ldap/failure.h"
 #include "platform/ldap/search_stream.h"
 #include "platform/ldap/server_connection.h"
-#include "platform/ldap/waiting.h"
+#include "platform/waiting.h"
 
 #include <ldap.h>
 
 #include <array>
-#include <map>
+#include <memory>
 #include <utility>
-#include <vector>
 
 namespace rehome::ldap {
 
@@ -34,66 +33,42 @@ auto translated(const Operation& operation) {
 class LdapSession : public engine::Session {
     using Connection = std::shared_ptr<ServerConnection>;
 
-    /// A connection to that server; if none is named, to the one in use.
-    Connection& connection(const QString& server) {
-        const bool named = !server.isEmpty() && server != m_current->server();
-        return named ? m_others[server] : m_current;
-    }
-    void connect(Connection& connection, const QString& server) {
-        const Connection former =
-            std::exchange(connection, server.isEmpty() ? m_controllers.connect()
-                                                       : m_controllers.connectTo(server));
-        forget(former);
-    }
-    /// Searches may still be read from it.
-    void forget(const Connection& former) {
-        std::erase_if(m_former, [](const auto& connection) { return connection.expired(); });
-        if (former)
-            m_former.push_back(former);
-    }
-
     /// Does something at that server; if none is named, at the one in use or, once that is lost, at
     /// whichever responds.
     template <class Operation, class MayRepeat>
-    auto at(const QString& server, const Operation& operation, const MayRepeat& mayRepeat) {
-        Connection& used = connection(server);
-        const bool fresh = !used || !used->usable();
-        if (fresh)
-            connect(used, server);
-        try {
-            return operation(used);
-        } catch (const Failure& failure) {
-            if (fresh || !mayRepeat(failure))
-                throw;
+    auto at(const QString& server, bool forPages, const Operation& operation,
+            const MayRepeat& mayRepeat) {
+        if (const Connection used = m_controllers.find(server, forPages)) {
+            try {
+                return operation(used);
+            } catch (const Failure& failure) {
+                if (!mayRepeat(failure))
+                    throw;
+            }
         }
-        connect(used, server);
-        return operation(used);
+        return operation(m_controllers.connect(server));
     }
 
 public:
-    explicit LdapSession(DomainControllers& controllers)
-        : m_controllers(controllers), m_current(controllers.connect()) {}
-    ~LdapSession() override {
-        forget(m_current);
-        for (const auto& [server, other] : m_others)
-            forget(other);
-        for (const auto& former : m_former)
-            if (const auto connection = former.lock())
-                connection->close();
+    explicit LdapSession(DomainControllers& controllers) : m_controllers(controllers) {
+        at(
+            {}, false, [&](const Connection& used) { m_server = used->server(); },
+            [](const Failure&) { return false; });
     }
-    LdapSession(const LdapSession&) = delete;
-    LdapSession& operator=(const LdapSession&) = delete;
 
     std::unique_ptr<engine::Entries> search(const engine::SearchRequest& request) override {
         // Until its first message has come, a search can be sent again without anybody noticing.
         return translated([&] {
+            const bool many = request.scope != engine::Scope::Base;
             return at(
-                request.server,
+                request.server, many,
                 [&](const Connection& used) {
-                    const bool paged =
-                        request.scope != engine::Scope::Base && m_controllers.pages(used);
-                    return std::make_unique<SearchStream>(
-                        used, request, paged ? m_controllers.settings().pageSize : 0);
+                    const int pageSize =
+                        many && used->pages() ? m_controllers.settings().pageSize : 0;
+                    auto stream = std::make_unique<SearchStream>(used, request, pageSize, m_open);
+                    if (request.server.isEmpty())
+                        m_server = used->server();
+                    return stream;
                 },
                 [](const Failure& failure) { return failure.sessionEnded(); });
         });
@@ -103,13 +78,13 @@ public:
                 const QString& server) override {
         // What was changed at one server is not known at another yet: it is changed at the server
         // that is named, or not at all.
-        const QString where = server.isEmpty() ? m_current->server() : server;
+        const QString where = server.isEmpty() ? m_server : server;
         const QDeadlineTimer busyUntil(2s);
         const auto* pause = BusyPauses.begin();
         translated([&] {
             try {
                 while (!at(
-                    where,
+                    where, false,
                     [&](const Connection& used) {
                         return changed(used, name, changes, [&] {
                             return pause != BusyPauses.end() &&
@@ -117,8 +92,8 @@ public:
                         });
                     },
                     [](const Failure& failure) { return failure.notSent(); }))
-                    awaitEvent(-1, 0, QDeadlineTimer(*pause++),
-                               m_controllers.settings().interruption);
+                    platform::awaitEvent(-1, 0, QDeadlineTimer(*pause++),
+                                         m_controllers.settings().interruption);
             } catch (const Failure& failure) {
                 if (failure.changedSince())
                     throw engine::ChangedSince(failure.description());
@@ -148,9 +123,8 @@ private:
     }
 
     DomainControllers& m_controllers;
-    Connection m_current;
-    std::map<QString, Connection> m_others; ///< by server
-    std::vector<std::weak_ptr<ServerConnection>> m_former;
+    QString m_server; ///< the one that a search of no server in particular went to last
+    const std::shared_ptr<const char> m_open = std::make_shared<char>(); ///< what searches go by
 };
 
 } // namespace

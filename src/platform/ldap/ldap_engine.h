@@ -9,8 +9,9 @@ namespace rehome::ldap {
 
 class DomainControllers;
 
-/// A live Active Directory. Authenticates as the user, without a prompt; each session has its own
-/// connections, opened again unseen if a server dropped one between two operations. A search that
+/// A live Active Directory. Authenticates as the user, without a prompt; the sessions share one
+/// connection to each server, opened again unseen if the server dropped it between two operations,
+/// and more only if several searches are read in pages at once. A search that
 /// names no server goes to the one in use, and once more to whichever responds if that is lost
 /// before anything has come; every other request goes to the server that it names, or fails. A
 /// modification whose answer is lost is never sent again, and its connection is reset; one that a

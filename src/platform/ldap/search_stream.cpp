@@ -55,9 +55,13 @@ std::optional<Range> parseRange(const QString& name) {
 } // namespace
 
 SearchStream::SearchStream(std::shared_ptr<ServerConnection> connection,
-                           engine::SearchRequest request, int pageSize)
-    : m_connection(std::move(connection)), m_request(std::move(request)), m_pageSize(pageSize),
-      m_number(m_connection->sendSearch(m_request, pageSize, {})) {
+                           engine::SearchRequest request, int pageSize,
+                           const std::shared_ptr<const void>& session)
+    : m_connection(std::move(connection)),
+      m_paging(pageSize > 0 ? m_connection->beginPaging() : nullptr), m_request(std::move(request)),
+      m_pageSize(pageSize), m_number(m_connection->sendSearch(m_request, pageSize, {})) {
+    if (session)
+        m_session = session;
     receive();
     if (ldap_msgtype(m_next) == LDAP_RES_SEARCH_RESULT)
         m_connection->checkResult(m_next, attempt());
@@ -69,6 +73,8 @@ SearchStream::~SearchStream() {
 }
 
 void SearchStream::receive() {
+    if (m_session && m_session->expired())
+        m_connection->fail(attempt(), {LDAP_USER_CANCELLED, u"the session is closed"_s});
     // Whoever reads one object asks for one entry; the end of the answer has come with it.
     using Until = ServerConnection::Until;
     const auto until = m_request.scope == engine::Scope::Base ? Until::AllCame
@@ -109,6 +115,8 @@ std::optional<engine::Entry> SearchStream::nextAsSent() {
         if (!cookie.isEmpty()) {
             m_number = m_connection->sendSearch(m_request, m_pageSize, cookie);
             m_awaited = true;
+        } else {
+            m_paging.reset();
         }
     }
     return std::nullopt;

@@ -13,10 +13,10 @@ namespace rehome::ldap {
 /// values, come in Active Directory's spelling.
 class SearchStream : public engine::Entries {
 public:
-    /// Sends the search and waits for its first message. `pageSize` 0: not in pages. Throws
-    /// Failure.
+    /// Sends the search and waits for its first message. `pageSize` 0: not in pages. Once
+    /// `session` is gone, nothing more is received; null: there is none. Throws Failure.
     SearchStream(std::shared_ptr<ServerConnection> connection, engine::SearchRequest request,
-                 int pageSize);
+                 int pageSize, const std::shared_ptr<const void>& session = nullptr);
     ~SearchStream() override;
     SearchStream(const SearchStream&) = delete;
     SearchStream& operator=(const SearchStream&) = delete;
@@ -46,6 +46,8 @@ private:
     Attempt attempt() const { return {Stage::Search, m_request.base}; }
 
     std::shared_ptr<ServerConnection> m_connection;
+    std::optional<std::weak_ptr<const void>> m_session;
+    std::shared_ptr<const void> m_paging; ///< until the last page has come
     engine::SearchRequest m_request;
     int m_pageSize;
     int m_number = 0;

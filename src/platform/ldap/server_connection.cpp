@@ -25,6 +25,8 @@ using std::chrono::milliseconds;
 
 namespace {
 
+constexpr int GlobalCatalogue = 3268, GlobalCatalogueTls = 3269; // ports
+
 /// What the SASL layer must at least seal with where TLS does not: above 1, which only signs, and
 /// no more than the weakest cipher that Kerberos still has.
 constexpr ber_len_t LeastStrength = 56;
@@ -234,6 +236,12 @@ void ServerConnection::checkReachable(QDeadlineTimer deadline, milliseconds limi
     const Url url = withHost(m_server);
     if (!url)
         return;
+    if (url->lud_port == GlobalCatalogue || url->lud_port == GlobalCatalogueTls)
+        fail({Stage::Choose},
+             {.code = LDAP_NOT_SUPPORTED,
+              .cause = u"port %1 is that of a global catalogue, which lists mailboxes and refuses "
+                       "every move. Name the domain controller without a port in ldap.conf"_s.arg(
+                           url->lud_port)});
     try {
         checkTcpPort(QString::fromUtf8(url->lud_host), quint16(url->lud_port), deadline,
                      m_settings.interruption);
@@ -299,9 +307,25 @@ Result ServerConnection::bind(const char* mechanism) {
     }
 }
 
+void ServerConnection::handOver(const LdapSettings& settings, std::shared_ptr<Health> health,
+                                bool pages) {
+    m_settings = settings;
+    m_health = std::move(health);
+    m_pages = pages;
+    m_socketLayer->setInterruption(settings.interruption);
+    m_socketLayer->setLimit(settings.answerLimit);
+    noteAnswer();
+}
+
+std::shared_ptr<const void> ServerConnection::beginPaging() {
+    const auto paging = std::make_shared<char>();
+    m_paging = paging;
+    return paging;
+}
+
 bool ServerConnection::usable() const {
     int descriptor = -1;
-    if (m_lost || m_heard != m_health->timeouts ||
+    if (m_lost || m_timeoutsBefore != m_health->timeouts ||
         ldap_get_option(m_handle.get(), LDAP_OPT_DESC, &descriptor) != LDAP_OPT_SUCCESS ||
         descriptor < 0)
         return false;
@@ -396,8 +420,8 @@ Message ServerConnection::receive(int request, Until until, const Attempt& attem
 
 Message ServerConnection::await(int request, Until until, milliseconds limit,
                                 const Attempt& attempt) {
-    if (m_closed)
-        fail(attempt, {LDAP_USER_CANCELLED, u"the session is closed"_s});
+    if (m_reset)
+        fail(attempt, {LDAP_SERVER_DOWN});
     LDAP* handle = m_handle.get();
     Sockbuf* buffer = nullptr;
     ldap_get_option(handle, LDAP_OPT_SOCKBUF, &buffer);
@@ -431,7 +455,7 @@ Message ServerConnection::await(int request, Until until, milliseconds limit,
               m_socketLayer->awaitReadable(milliseconds(deadline.remainingTime()))));
     if (type > 0) {
         if (attempt.stage == Stage::Search)
-            heard();
+            noteAnswer();
         return message;
     }
     if (m_socketLayer->timedOut())
@@ -451,9 +475,9 @@ milliseconds ServerConnection::shortened(milliseconds limit, Stage stage) const 
     return m_reviving || search ? std::min(limit, m_settings.revivalLimit) : limit;
 }
 
-void ServerConnection::heard() {
+void ServerConnection::noteAnswer() {
     m_health->silent = false;
-    m_heard = m_health->timeouts;
+    m_timeoutsBefore = m_health->timeouts;
     if (std::exchange(m_reviving, false))
         m_socketLayer->setLimit(m_settings.answerLimit);
 }
@@ -461,10 +485,7 @@ void ServerConnection::heard() {
 void ServerConnection::failSilent(Attempt attempt, milliseconds limit) {
     attempt.limit = shortened(limit, attempt.stage);
     m_lost = true;
-    ++m_health->timeouts;
-    m_health->silent = true;
-    if (!m_reviving)
-        m_health->hurry.setRemainingTime(m_settings.revivalPause);
+    m_health->noteTimeout(m_reviving, m_settings.revivalPause);
     fail(attempt, {LDAP_TIMEOUT});
 }
 
@@ -515,7 +536,7 @@ void ServerConnection::reset() noexcept {
     const sockaddr none{AF_UNSPEC, {}};
     if (descriptor >= 0)
         static_cast<void>(::connect(descriptor, &none, sizeof none));
-    close();
+    m_lost = m_reset = true;
 }
 
 void ServerConnection::fail(Attempt attempt, const Result& result) const {

@@ -27,13 +27,22 @@ using Message = std::unique_ptr<::ldapmsg, MessageDeleter>;
 
 /// Whether a directory answers, as all connections to it have seen.
 struct Health {
-    int timeouts = 0;       ///< limits that have run out so far
-    bool silent = false;    ///< nothing has been read since the last of them
-    QDeadlineTimer hurry{}; ///< until then a silent directory gets the revival limit alone
+    int timeouts = 0;    ///< limits that have run out so far
+    bool silent = false; ///< nothing has been read since the last of them
+    QDeadlineTimer
+        shortLimitsUntil{}; ///< until then a silent directory gets the revival limit alone
+
+    /// A limit has run out. `pause` as LdapSettings::revivalPause.
+    void noteTimeout(bool reviving, std::chrono::milliseconds pause) {
+        ++timeouts;
+        silent = true;
+        if (!reviving)
+            shortLimitsUntil.setRemainingTime(pause);
+    }
 };
 
 /// One signed-on connection to one server. Once lost it is never opened again: the client library
-/// would do so without signing on.
+/// would do so without signing on. It may be made in one thread and used in another.
 class ServerConnection {
 public:
     /// Connects and signs on: with the mechanism that the client library is set to, else EXTERNAL
@@ -43,7 +52,15 @@ public:
     ServerConnection(const QString& server, const LdapSettings& settings,
                      std::shared_ptr<Health> health, bool reviving);
 
+    /// Goes over to the thread, the limits and the directory's health that it is used with, after
+    /// something has been read on it. `pages`: whether its server sends searches in pages.
+    void handOver(const LdapSettings& settings, std::shared_ptr<Health> health, bool pages);
+
     const QString& server() const { return m_server; }
+    bool pages() const { return m_pages; }
+    /// Held by the search that is being read in pages.
+    std::shared_ptr<const void> beginPaging();
+    bool isPaging() const { return !m_paging.expired(); }
     ::ldap* handle() const { return m_handle.get(); }
     /// False once a request has failed on it, the session has ended or the server has hung up; and
     /// where nothing has been read on it since a limit ran out anywhere.
@@ -66,10 +83,8 @@ public:
     void abandon(int request) noexcept;
     /// Throws the Failure that describes a result.
     [[noreturn]] void fail(Attempt attempt, const Result& result) const;
-    /// Ends it for whoever still reads from it.
-    void close() noexcept { m_lost = m_closed = true; }
-    /// The same, and discards what the server has not received yet: it is not to carry out later
-    /// what was given up.
+    /// Ends it for all who still read from it, and discards what the server has not received yet:
+    /// it is not to carry out later what was given up.
     void reset() noexcept;
 
 private:
@@ -81,7 +96,7 @@ private:
     Message await(int request, Until until, std::chrono::milliseconds limit,
                   const Attempt& attempt);
     std::chrono::milliseconds shortened(std::chrono::milliseconds limit, Stage stage) const;
-    void heard();
+    void noteAnswer();
     [[noreturn]] void failSilent(Attempt attempt, std::chrono::milliseconds limit);
     QString diagnostic() const;
 
@@ -90,10 +105,12 @@ private:
     std::unique_ptr<SocketLayer> m_socketLayer;
     Handle m_handle;
     std::shared_ptr<Health> m_health;
-    int m_heard = 0; ///< how many limits had run out when something was last read
+    int m_timeoutsBefore = 0; ///< how many limits had run out when something was last read
     bool m_reviving;
+    std::weak_ptr<const void> m_paging;
+    bool m_pages = false;
     bool m_lost = false;
-    bool m_closed = false;
+    bool m_reset = false;
 };
 
 /// A text as the client library takes it. Throws Error where it holds a NUL, which would end it

@@ -1,5 +1,6 @@
 #include "platform/ldap/server_location.h"
 
+#include "platform/blocking_call.h"
 #include "platform/error.h"
 #include "platform/ldap/ticket.h"
 
@@ -12,7 +13,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <memory>
+#include <utility>
 
 namespace rehome::ldap {
 
@@ -23,10 +26,7 @@ namespace {
 struct Resolver {
     struct __res_state state {};
     const bool ready;
-    Resolver() : ready(res_ninit(&state) == 0) {
-        state.retrans = 2; // seconds, doubled with each of the
-        state.retry = 2;   // tries: somebody is waiting in front of a window
-    }
+    Resolver() : ready(res_ninit(&state) == 0) {}
     ~Resolver() { res_nclose(&state); }
     Resolver(const Resolver&) = delete;
     Resolver& operator=(const Resolver&) = delete;
@@ -55,7 +55,18 @@ QString hostDomain() {
     return full.section(u'.', 1);
 }
 
-std::vector<ServiceRecord> lookUp(Resolver& resolver, const QString& domain) {
+QStringList searchedDomains() {
+    const Resolver resolver;
+    QStringList domains;
+    for (size_t i = 0; resolver.ready && i < MAXDNSRCH && resolver.state.dnsrch[i]; ++i)
+        domains += QString::fromUtf8(resolver.state.dnsrch[i]);
+    return domains;
+}
+
+std::vector<ServiceRecord> lookUp(const QString& domain) {
+    Resolver resolver;
+    if (!resolver.ready)
+        return {};
     const QByteArray name = u"_ldap._tcp.dc._msdcs.%1"_s.arg(domain).toUtf8();
     std::vector<unsigned char> message(NS_MAXMSG);
     const int length = res_nquery(&resolver.state, name.constData(), ns_c_in, ns_t_srv,
@@ -83,44 +94,69 @@ std::vector<ServiceRecord> lookUp(Resolver& resolver, const QString& domain) {
 
 } // namespace
 
-QStringList inOrder(std::vector<ServiceRecord> records, std::mt19937& chance) {
-    QStringList servers;
+void limitNameLookups() {
+    setenv("RES_OPTIONS", "timeout:1 attempts:2", 0);
+}
+
+QList<QStringList> inOrder(std::vector<ServiceRecord> records, std::mt19937& chance) {
+    QList<QStringList> servers;
+    std::optional<int> before;
     while (!records.empty()) {
         const int first =
             std::min_element(records.begin(), records.end(), [](const auto& a, const auto& b) {
                 return a.priority < b.priority;
             })->priority;
+        if (std::exchange(before, first) != first)
+            servers.emplace_back();
         std::vector<double> weights; // a weight of 0 is a very small chance
         for (const auto& record : records)
             weights.push_back(record.priority != first ? 0 : std::max(double(record.weight), 0.01));
         std::discrete_distribution<std::ptrdiff_t> draw(weights.begin(), weights.end());
         const auto drawn = records.begin() + draw(chance);
-        servers += drawn->port == LDAP_PORT
-                       ? u"ldap://"_s + drawn->target
-                       : u"ldap://%1:%2"_s.arg(drawn->target, QString::number(drawn->port));
+        servers.last() += drawn->port == LDAP_PORT
+                              ? u"ldap://"_s + drawn->target
+                              : u"ldap://%1:%2"_s.arg(drawn->target, QString::number(drawn->port));
         records.erase(drawn);
     }
     return servers;
 }
 
-QStringList locateServers() {
-    if (const QStringList configured = configuredServers(); !configured.isEmpty())
-        return configured;
-    Resolver resolver;
+QList<QStringList> locateServers(std::chrono::milliseconds limit,
+                                 platform::Interruption* interruption) {
+    QList<QStringList> servers;
+    const auto configured = platform::BlockingCall<QStringList>(configuredServers)
+                                .await(QDeadlineTimer(3 * limit), interruption);
+    if (!configured) // not to be taken for settings that name no server
+        throw Error(u"The LDAP settings of this computer could not be read within %1 seconds: its "
+                    "name servers do not respond. Add a line with this computer's address and its "
+                    "name, %2, to /etc/hosts."_s.arg(double(3 * limit.count()) / 1000)
+                        .arg(QSysInfo::machineHostName()));
+    for (const QString& server : *configured)
+        servers.append({server});
+    if (!servers.isEmpty())
+        return servers;
+
+    const QDeadlineTimer deadline(limit);
+    const auto inTime = [&](auto call) {
+        using Found = decltype(call());
+        return platform::BlockingCall<Found>(std::move(call))
+            .await(deadline, interruption)
+            .value_or(Found());
+    };
     std::mt19937 chance{std::random_device{}()};
-    QStringList domains, servers;
+    QStringList domains;
     const auto ask = [&](const QString& name) {
         const QString domain = name.toLower();
-        if (!servers.isEmpty() || !resolver.ready || domain.isEmpty() || domains.contains(domain))
+        if (!servers.isEmpty() || domain.isEmpty() || domains.contains(domain))
             return;
         domains += domain;
-        servers = inOrder(lookUp(resolver, domain), chance);
+        servers = inOrder(inTime([domain] { return lookUp(domain); }), chance);
     };
-    ask(currentTicket().realm);
+    ask(inTime(currentTicket).realm);
     if (servers.isEmpty())
-        ask(hostDomain()); // which may itself have to be looked up
-    for (size_t i = 0; i < MAXDNSRCH && resolver.state.dnsrch[i]; ++i)
-        ask(QString::fromUtf8(resolver.state.dnsrch[i]));
+        ask(inTime(hostDomain)); // which may itself have to be looked up
+    for (const QString& domain : inTime(searchedDomains))
+        ask(domain);
     if (!servers.isEmpty())
         return servers;
     throw Error(
@@ -131,11 +167,16 @@ QStringList locateServers() {
         "sign on to the domain first (kinit)."_s);
 }
 
-QStringList locateServersOf(const QString& domain) {
-    Resolver resolver;
+QStringList allServers() {
+    QStringList all;
+    for (const QStringList& servers : locateServers(std::chrono::seconds(10), nullptr))
+        all += servers;
+    return all;
+}
+
+QList<QStringList> locateServersOf(const QString& domain) {
     std::mt19937 chance{std::random_device{}()};
-    const QStringList servers =
-        resolver.ready ? inOrder(lookUp(resolver, domain), chance) : QStringList();
+    const QList<QStringList> servers = inOrder(lookUp(domain), chance);
     if (servers.isEmpty())
         throw Error(u"No domain controller of %1 was found. Have the domain's name servers asked "
                     "(resolv.conf)."_s.arg(domain));

@@ -1,18 +1,31 @@
 #pragma once
 
+#include "platform/interruption.h"
+
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <random>
 #include <vector>
 
 namespace rehome::ldap {
 
-/// The LDAP URIs of the directory's servers in the order to try them. As the client library is set
-/// (ldap.conf, ldaprc, LDAPURI); else by the SRV records "_ldap._tcp.dc._msdcs." and the domain,
-/// which is that of the user's Kerberos ticket, else this computer's. Throws Error where neither
-/// names a server.
-QStringList locateServers();
+/// Has the C library wait for a name server for one second, twice, unless the user has set
+/// RES_OPTIONS: the LDAP, SASL and Kerberos libraries look up this computer's own name and others,
+/// one after the other. To be called before there is a second thread.
+void limitNameLookups();
+
+/// The LDAP URIs of the directory's servers by priority. As the client library is set (ldap.conf,
+/// ldaprc, LDAPURI), each a priority of its own; else by the SRV records "_ldap._tcp.dc._msdcs."
+/// and the domain, which is that of the user's Kerberos ticket, else this computer's. Throws Error
+/// if neither names a server. All that is looked up has `limit`; reading the settings, which looks
+/// up this computer's name, has three times as long.
+QList<QStringList> locateServers(std::chrono::milliseconds limit,
+                                 platform::Interruption* interruption);
+
+/// The same for a program that only waits, as one list.
+QStringList allServers();
 
 /// A service record (RFC 2782).
 struct ServiceRecord {
@@ -23,9 +36,9 @@ struct ServiceRecord {
 };
 
 /// LDAP URIs by priority; within one priority by chance, weighted as RFC 2782 says.
-QStringList inOrder(std::vector<ServiceRecord> records, std::mt19937& chance);
+QList<QStringList> inOrder(std::vector<ServiceRecord> records, std::mt19937& chance);
 
-/// The servers of that domain, by its SRV records alone. Throws Error where these name none.
-QStringList locateServersOf(const QString& domain);
+/// The servers of that domain, by its SRV records alone. Throws Error if these name none.
+QList<QStringList> locateServersOf(const QString& domain);
 
 } // namespace rehome::ldap

@@ -1,6 +1,6 @@
 #include "platform/ldap/socket_layer.h"
 
-#include "platform/ldap/waiting.h"
+#include "platform/waiting.h"
 
 #include <lber.h>
 #include <ldap.h>
@@ -22,7 +22,7 @@ struct SocketLayer::Hooks {
     static Hooks& of(Sockbuf_IO_Desc* layer) { return *static_cast<Hooks*>(layer->sbiod_pvt); }
 
     bool await(short event, QDeadlineTimer until) {
-        const int ready = awaitEvent(descriptor, event, until, interruption);
+        const int ready = platform::awaitEvent(descriptor, event, until, interruption);
         if (ready == 0) {
             timedOut = true;
             errno = ETIMEDOUT;
@@ -86,6 +86,10 @@ SocketLayer::~SocketLayer() = default;
 
 void SocketLayer::setLimit(std::chrono::milliseconds limit) {
     m_hooks->limit = limit;
+}
+
+void SocketLayer::setInterruption(platform::Interruption* interruption) {
+    m_hooks->interruption = interruption;
 }
 
 bool SocketLayer::awaitReadable(std::chrono::milliseconds limit) {

@@ -27,6 +27,8 @@ public:
 
     /// For each read and write.
     void setLimit(std::chrono::milliseconds limit);
+    /// What ends every wait from now on, if anything.
+    void setInterruption(platform::Interruption* interruption);
     /// Waits until there is something to read. False where the time runs out.
     bool awaitReadable(std::chrono::milliseconds limit);
     /// Whether anything has been read since this was last asked.

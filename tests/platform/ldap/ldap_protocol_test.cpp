@@ -4,19 +4,24 @@
 #include "platform/ldap/server_location.h"
 
 #include <QLocalServer>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QUrl>
 
 #include <ldap.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 
 #include <atomic>
 #include <csignal>
 #include <list>
+#include <mutex>
 #include <thread>
 
 using namespace rehome;
 using namespace std::chrono_literals;
+using std::chrono::milliseconds;
 
 template <class T, auto release>
 using Owned = std::unique_ptr<T, decltype([](T* owned) { release(owned); })>;
@@ -49,6 +54,10 @@ struct Request {
         const bool search = kind == LDAP_REQ_SEARCH;
         send("{it{ess}}", search ? LDAP_RES_SEARCH_RESULT : kind + 1, code, "", remark);
     }
+    void page(const QByteArray& cookie) const {
+        send("{it{ess}t{{st{{is}}}}}", LDAP_RES_SEARCH_RESULT, LDAP_SUCCESS, "", "",
+             LDAP_TAG_CONTROLS, LDAP_CONTROL_PAGEDRESULTS, LBER_OCTETSTRING, 0, cookie.data());
+    }
     void hangUp() const {
         int descriptor = -1;
         ber_sockbuf_ctrl(socket, LBER_SB_OPT_GET_FD, &descriptor);
@@ -67,17 +76,22 @@ struct Server {
         for (;;) {
             const Message message(ber_alloc_t(LBER_USE_DER));
             ber_len_t length = 0;
-            if (ber_get_next(socket.get(), &length, message.get()) == LBER_ERROR)
+            errno = 0;
+            if (ber_get_next(socket.get(), &length, message.get()) == LBER_ERROR) {
+                ended = errno;
                 return;
+            }
             Request asked{socket.get(), 0, 0, QByteArray(qsizetype(length), '\0')};
             ber_scanf(message.get(), "it", &asked.id, &asked.kind);
             ber_read(message.get(), asked.content.data(), length);
             const bool aboutX = asked.content.contains("CN=x");
+            std::unique_lock busy(mutex);
             log += asked.kind == LDAP_REQ_BIND      ? 'b'
                    : asked.kind == LDAP_REQ_MODIFY  ? 'm'
                    : asked.kind == LDAP_REQ_SEARCH  ? aboutX ? 's' : 'r'
                    : asked.kind == LDAP_REQ_ABANDON ? 'a'
                                                     : '-';
+            busy.unlock();
             // Aliases are not followed; no limit of size, none of time.
             if (asked.kind == LDAP_REQ_SEARCH &&
                 !asked.content.contains(QByteArray::fromHex("0a0100020100020100")))
@@ -91,7 +105,8 @@ struct Server {
                 continue;
             }
             if (asked.kind == LDAP_REQ_SEARCH) {
-                asked.entry("", "supportedControl", {LDAP_CONTROL_PAGEDRESULTS});
+                asked.send("{it{s{{s[s]}{s[s]}}}}", LDAP_RES_SEARCH_ENTRY, "", "supportedControl",
+                           LDAP_CONTROL_PAGEDRESULTS, type.load(), value.load());
                 QTest::qSleep(10); // for the end of the answer to come by itself
             }
             if (asked.kind == LDAP_REQ_SEARCH || asked.kind == LDAP_REQ_BIND)
@@ -105,7 +120,10 @@ struct Server {
     std::atomic<int> signsOn = LDAP_SUCCESS;
     std::atomic<const char*> remark = ""; ///< where the request is not about CN=x
     std::atomic<int> signOnTakes = 0;     ///< milliseconds
-    QByteArray log{};                     ///< one letter for each request
+    std::atomic<const char*> type = "isSynchronized", value = "TRUE"; ///< of the root object
+    std::atomic<int> ended = -1; ///< errno at the end of a connection
+    std::mutex mutex{};          ///< of what follows
+    QByteArray log{};            ///< one letter for each request
     const QTemporaryDir folder{};
     QLocalServer listener{};
     const bool listening = listener.listen(folder.filePath("socket"));
@@ -116,7 +134,7 @@ struct Server {
             connections.emplace_back([this, next] { serve(next); });
     }};
     const QString uri = "ldapi://" + QUrl::toPercentEncoding(listener.fullServerName());
-    ldap::LdapEngine engine{{1s, 1s, 1000, {uri}, 200ms, 1500ms}};
+    ldap::LdapEngine engine{{1s, 1s, 1000, {{uri}}, 200ms, 1500ms}};
     std::unique_ptr<engine::Session> session = engine.openSession();
 };
 
@@ -150,29 +168,129 @@ private Q_SLOTS:
         qputenv("LDAPDEREF", "always");
     }
     void goesOnWithTheServerThatAnsweredLast() {
-        Server first{{}}, second{{}};
-        ldap::LdapEngine engine{{1s, 1s, 1000, {first.uri, second.uri}}};
+        const auto hangsUp = [](const Request& asked) { asked.hangUp(); };
+        Server first{hangsUp}, second{hangsUp};
+        ldap::LdapEngine engine{{1s, 1s, 1000, {{first.uri}, {second.uri}}}};
         first.signsOn = LDAP_BUSY;
         const auto session = engine.openSession();
         first.signsOn = LDAP_SUCCESS;
-        const auto another = engine.openSession();
-        QCOMPARE(first.log.count('b'), 2); // of its own session; refused
+        QVERIFY(!failure(*session, 's').isEmpty()); // at two connections
+        QCOMPARE(first.log.count('b'), 2);          // of its own session; refused
         QCOMPARE(second.log.count('b'), 3);
+    }
+    void theFirstThatAnswersIsUsed() {
+        const auto become = [](Server& server, QByteArrayView how) {
+            server.frozen = how == "frozen";
+            server.signOnTakes = how == "slow" ? 300 : 0;
+            server.signsOn = how == "busy" ? LDAP_BUSY : LDAP_SUCCESS;
+            server.type = how == "read-only" ? "supportedCapabilities" : "isSynchronized";
+            server.value = how == "read-only" ? "1.2.840.113556.1.4.1920"
+                           : how == "lags"    ? "FALSE"
+                                              : "TRUE";
+        };
+        constexpr int limit = 1500;
+        for (const auto& [line, before, beside, how, howOther, used, after] :
+             {std::tuple(__LINE__, 0, 7, "frozen", "well", 1, 0), // side by side
+              {__LINE__, 0, 8, "frozen", "well", 1, limit},       // but not more than eight
+              {__LINE__, 1, 0, "frozen", "well", 1, 1000}, // a later priority: after a second
+              {__LINE__, 1, 0, "slow", "well", 0, 0},
+              {__LINE__, 0, 1, "lags", "slow", 1, 0},
+              {__LINE__, 1, 0, "read-only", "slow", 1, 0},
+              {__LINE__, 1, 0, "read-only", "busy", 0, 0},
+              {__LINE__, 0, 1, "lags", "read-only", 0, 0}}) {
+            Server first{{}}, second{{}};
+            become(first, how);
+            become(second, howOther);
+            const QList<QStringList> servers{QStringList(before, first.uri),
+                                             QStringList(beside, first.uri) << second.uri};
+            ldap::LdapEngine engine{{milliseconds(limit), 1s, 1000, servers}};
+            const QDeadlineTimer earliest(after);
+            const auto session = engine.openSession();
+            const QString server = test::one(*session, "").server;
+            QVERIFY2(server == (used == 0 ? first : second).uri && earliest.hasExpired() &&
+                         (!first.frozen || after == limit || first.ended < 0),
+                     qPrintable(QString::number(line)));
+            QTRY_VERIFY(!first.frozen || first.ended >= 0); // left behind, and of no account
+            test::one(*session, "");
+            QCOMPARE(second.log.count('b'), used == 1 ? 2 : second.log.count('b'));
+        }
+    }
+    void whatIsNoStandInIsPassedOver() {
+        std::atomic<bool> down = false;
+        const auto answer = [&](const Request& asked) { down ? asked.hangUp() : asked.result(); };
+        Server first{answer}, other{answer};
+        first.type = other.type = "defaultNamingContext";
+        first.value = "DC=a";
+        other.value = "DC=b";
+        ldap::LdapEngine engine{{1s, 1s, 1000, {{first.uri}, {other.uri}}}};
+        const auto session = engine.openSession();
+        down = true;
+        first.signsOn = LDAP_UNAVAILABLE;
+        const QString said = failure(*session, 's');
+        test::checkPart(said, "Signing on at " + first.uri);
+        test::checkPart(said, "Using " + other.uri + " failed: it holds the domain DC=b");
+        for (const QString uri : {"ldap://gc.test:3268", "ldaps://gc.test:3269"})
+            test::checkPart(test::errorOf([&] {
+                                (void)ldap::LdapEngine({1s, 1s, 1000, {{uri}}}).openSession();
+                            }),
+                            "Using " + uri + " failed: port 32");
+    }
+    void sessionsShareAConnection() {
+        Server server{[](const Request& asked) { // two pages
+            asked.entry("CN=x", "cn", {"x"});
+            asked.paged() ? asked.page(asked.first() == 1 ? "" : "=1") : asked.result();
+        }};
+        const auto other = server.engine.openSession();
+        const engine::SearchRequest list{"CN=x", engine::Scope::OneLevel, "(cn=y)", {"cn"}};
+        const auto others = other->search(list);
+        QCOMPARE(failure(*server.session, 's'), QString());
+        QCOMPARE(server.log.count('b'), 1);
+        const auto own = server.session->search(list); // some servers end the first of two
+        QCOMPARE(server.log.count('b'), 2);
+        server.session.reset();
+        QVERIFY(own->next());
+        QVERIFY(!test::errorOf([&] { own->next(); }).isEmpty());
+        QVERIFY(others->next() && others->next() && !others->next());
+        QVERIFY(other->search(list)->next());
+        QCOMPARE(server.log.count('b'), 2);
+    }
+    void aChangeThatIsGivenUpIsReset() {
+        Server server{{}};
+        // Over TCP we would not sign on in clear: the connection becomes one afterwards.
+        QTcpServer listener;
+        QVERIFY(listener.listen(QHostAddress::LocalHost));
+        QTcpSocket client;
+        client.connectToHost(QHostAddress::LocalHost, listener.serverPort());
+        QVERIFY(client.waitForConnected());
+        for (int own = 3; own < 1024; ++own) {
+            sockaddr_un peer{};
+            socklen_t size = sizeof peer;
+            if (getpeername(own, reinterpret_cast<sockaddr*>(&peer), &size) == 0 &&
+                server.listener.fullServerName() == peer.sun_path)
+                dup2(int(client.socketDescriptor()), own);
+        }
+        server.frozen = true;
+        const std::jthread serving([&, peer = accept(int(listener.socketDescriptor()), nullptr,
+                                                     nullptr)] { server.serve(peer); });
+        test::checkPart(failure(*server.session, 'm'), "not known whether the change was made");
+        QTRY_COMPARE(server.ended, ECONNRESET);
     }
     void tellsEqualReasonsOnce() {
         QStringList servers;
         for (int i = 0; i < 40; ++i)
             servers += QString("ldapi://%2Fnowhere") + QString::number(i);
+        const QDeadlineTimer begun(39 * 15); // 20 ms apart
         const QString said = test::errorOf([&] {
-            (void)ldap::LdapEngine({1s, 1s, 1000, servers}).openSession();
+            (void)ldap::LdapEngine({1s, 1s, 1000, {servers}}).openSession();
         });
+        QVERIFY(begun.hasExpired());
         QCOMPARE(said.count("failed"), 1);
         test::checkPart(said, servers.join(", "));
         // No other server would accept a user without a ticket.
         qputenv("KRB5CCNAME", "FILE:/nowhere");
         Server server{{}};
         server.signsOn = LDAP_INVALID_CREDENTIALS;
-        ldap::LdapEngine engine({1s, 1s, 1000, QStringList(40, server.uri)});
+        ldap::LdapEngine engine({1s, 1s, 1000, {40, {server.uri}}});
         test::checkPart(test::errorOf([&] { (void)engine.openSession(); }), "run kinit");
         QCOMPARE(server.log.count('b'), 2); // with its own session
         server.remark = "80090346: LdapErr: DSID-0C0904F5, comment: AcceptSecurityContext error";
@@ -189,7 +307,7 @@ private Q_SLOTS:
         };
         Server first{[&](const Request&asked) { down ? asked.hangUp() : answer(asked); }},
             second{answer};
-        ldap::LdapEngine engine{{1s, 1s, 1000, {first.uri, second.uri}}};
+        ldap::LdapEngine engine{{1s, 1s, 1000, {{first.uri}, {second.uri}}}};
         const auto session = engine.openSession();
         QCOMPARE(test::one(*session, "CN=x").server, first.uri);
         down = true;
@@ -219,10 +337,7 @@ private Q_SLOTS:
             asked.send("{it{s}}", LDAP_RES_SEARCH_REFERENCE, "ldap://other.test/DC=other");
             if (!asked.paged())
                 return asked.result(LDAP_SIZELIMIT_EXCEEDED);
-            const QByteArray cookie = last < 2500 ? "=" + QByteArray::number(last) : "";
-            asked.send("{it{ess}t{{st{{is}}}}}", LDAP_RES_SEARCH_RESULT, LDAP_SUCCESS, "", "",
-                       LDAP_TAG_CONTROLS, LDAP_CONTROL_PAGEDRESULTS, LBER_OCTETSTRING, 0,
-                       cookie.data());
+            asked.page(last < 2500 ? "=" + QByteArray::number(last) : "");
         };
         Server server{answer};
         auto found = test::names(*server.session,
@@ -397,10 +512,11 @@ private Q_SLOTS:
             asked.result();
         }};
         const auto other = server.engine.openSession();
-        QCOMPARE(failure(*other, 'm'), QString());
+        ldap::LdapEngine quick{{300ms, 1s, 1000, {{server.uri}}}}; // to connect
+        QCOMPARE(failure(*quick.openSession(), 'm'), QString());
         server.frozen = true;
         QVERIFY(failure(*server.session, 's').contains("within 1 seconds"));
-        const QDeadlineTimer limit(1s);
+        const QDeadlineTimer limit(3s);
         for (const QString& said :
              {failure(*other, 'm'), failure(*server.session, 's'), failure(*server.session, 'm'),
               test::errorOf([&] { (void)server.engine.openSession(); })})
@@ -412,13 +528,29 @@ private Q_SLOTS:
         QCOMPARE(failure(*server.session, 'm'), QString());
         QCOMPARE(failure(*server.session, 's'), QString());
         server.log.replace("-", "");
-        QCOMPARE(server.log, "brmbrms");
+        QCOMPARE(server.log, "brmms");
         server.frozen = true;
         QVERIFY(failure(*server.session, 's').contains("within 1 seconds"));
         server.frozen = false;
         server.signOnTakes = 300;
         QVERIFY(failure(*server.session, 's').contains("within 0.2 seconds"));
         QTRY_COMPARE(failure(*server.session, 's'), QString()); // slow is not frozen for ever
+    }
+    void aRequestToEndIsMetInEveryWait() {
+        struct Ending final : platform::Interruption {
+            int descriptor() const override { return -1; } // it is looked for now and then
+            void checkpoint() override { asked ? throw Error("ended") : void(); }
+            bool held() const override { return false; }
+            void waitFor(const QString&) override {}
+            bool asked = false;
+        } ending;
+        Server server{{}};
+        const ldap::LdapSettings settings{1s, 1s, 1000, {{server.uri}}, 1s, 1s, &ending};
+        ldap::LdapEngine engine(settings), later(settings);
+        const auto session = engine.openSession();
+        server.frozen = ending.asked = true;
+        QCOMPARE(failure(*session, 's'), "ended");
+        QCOMPARE(test::errorOf([&] { (void)later.openSession(); }), "ended");
     }
     void aServerThatReadsNoMoreCostsOneTimeLimit() {
         Server server{[](const Request& asked) {
@@ -436,9 +568,11 @@ private Q_SLOTS:
     }
     void serversComeByPriority() {
         std::mt19937 chance{1};
-        QCOMPARE(ldap::inOrder({{"c", 3268, 20, 100}, {"a", 389, 10, 90}, {"b", 389, 0, 0}}, chance)
-                     .join(' '),
-                 "ldap://b ldap://a ldap://c:3268");
+        QCOMPARE(
+            ldap::inOrder(
+                {{"c", 3268, 20, 100}, {"a", 389, 10, 90}, {"b", 389, 0, 0}, {"d", 389, 10, 0}},
+                chance),
+            (QList<QStringList>{{"ldap://b"}, {"ldap://a", "ldap://d"}, {"ldap://c:3268"}}));
     }
 };
 

@@ -35,7 +35,7 @@ class LiveTest : public QObject {
     void useTicket(const char* cache) const { qputenv("KRB5CCNAME", m_place + cache); }
     /// With limits that a test can wait for.
     static ldap::LdapEngine limited(const QStringList& servers = {}) {
-        return ldap::LdapEngine({2s, 2s, 1000, servers});
+        return ldap::LdapEngine({2s, 2s, 1000, {servers.begin(), servers.end()}});
     }
     engine::Entry stored(const QString& dn) const {
         useTicket("admin.cc");
@@ -265,7 +265,7 @@ private Q_SLOTS:
 
     void aSilentNameServerCostsNoMoreThanTheLimit() {
         const QDeadlineTimer limit(2s);
-        ldap::LdapEngine engine({500ms, 500ms, 1000, {"ldap://no.rehome.test"}});
+        ldap::LdapEngine engine({500ms, 500ms, 1000, {{"ldap://no.rehome.test"}}});
         checkPart(errorOf([&] { (void)engine.openSession(); }), "no answer within 0.5 seconds");
         checkPart(errorOf([] { ldap::checkTcpPort("no.rehome.test", 135, QDeadlineTimer(500ms)); }),
                   "not looked up in time");
@@ -284,7 +284,8 @@ private Q_SLOTS:
     }
 
     void keepsIdleConnectionsAlive() {
-        const auto session = ldap::LdapEngine().openSession();
+        ldap::LdapEngine engine;
+        const auto session = engine.openSession();
         int kept = 0, on = 0, idle = 0;
         socklen_t size = sizeof on;
         for (int socket = 3; socket < 1024; ++socket)
