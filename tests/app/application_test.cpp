@@ -278,7 +278,7 @@ private Q_SLOTS:
             "*\n"
             "REHOME_EVENT=created\nREHOME_GUID=\\1\nREHOME_STORE=\\3\nREHOME_RUN=\\2\n");
         QVERIFY2(fields.match(records).hasMatch(), qPrintable(records));
-        const QString listed = ".*: listed 4 mailboxes; 4 mailbox stores on 2 servers\n";
+        const QString listed = ".*: listed 4 mailboxes of t; 4 mailbox stores on 2 servers\n";
         const QString moves = ".*: u1@t \\{[-0-9A-F]{36}\\}: ";
         const QRegularExpression all('^' + listed + moves + "dropped from CN=C,.*\n" + moves +
                                      "created on CN=B,.*\n" + listed + '$');

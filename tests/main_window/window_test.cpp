@@ -1,6 +1,7 @@
 // The list, the moves and the closing, through the window.
 #include "platform/text_case.h"
 #include "support/window_driver.h"
+#include "topology/domains.h"
 
 #include <QHeaderView>
 #include <QLabel>
@@ -59,6 +60,8 @@ private Q_SLOTS:
                 .split('|'),
             QString(
                 "session|read |session|%1" // the root object, and the window's own connection
+                "find CN=Configuration,DC=t (&(objectClass=crossRef)(nETBIOSName=*)) "
+                "nCName,dnsRoot|"
                 "read U|modify U homeMDB-=CN=A,GROUP|read U|read CN=B,GROUP|find SERVER "
                 "(|(objectClass=msExchExchangeServer)(name=Microsoft MTA)) "
                 "objectClass,legacyExchangeDN|modify U homeMDB+=CN=B,GROUP;"
@@ -92,6 +95,12 @@ private Q_SLOTS:
         // Without what a creation needs of the server.
         text.object(OrganisationText::serverDN("EX4"), {"msExchExchangeServer"});
         text.group("EX4/SG").store("EX4/SG/S").user("nameless", "EX4/SG/S");
+        for (const QString& domain : {"DC=t", "DC=child,DC=t"})
+            text.object(
+                QString("CN=%1,CN=Configuration,DC=t").arg(domain.section(u'=', 1, 1).at(0)),
+                {"crossRef"},
+                QString("nETBIOSName: X\nnCName: %1\ndnsRoot: %2\n")
+                    .arg(domain, topology::domainName(domain)));
         OpenWindow w(text);
         enum { Whole, Refused, BreaksOff } search = Whole; // for the servers and their stores
         w.calls.meanwhile = [&](const auto& made) {
@@ -117,6 +126,11 @@ private Q_SLOTS:
                      "nameless|EX4:SG\\S|Unreachable\n");
             QCOMPARE(w.items("comboDestMBx"), "");
         }
+        w.close();
+        const QStringList& told = w.journal.lines;
+        QVERIFY(told.contains("other domains of the forest, which are not listed: child.t"));
+        QVERIFY(told.contains("listed mailboxes that are still on unreachable servers: 1 on EX1, "
+                              "1 on EX3, 1 on EX4, 1 on EX9"));
     }
 
     void failingRow() {
@@ -270,7 +284,8 @@ private Q_SLOTS:
                 throw Error("refused");
         };
         // How often the store is read, which counts as usable only while creations succeed there.
-        for (const auto& [left, reads] : {std::pair(9 - 5, 12), {1, 5}}) { // and the stores are enumerated anew in between
+        for (const auto& [left, reads] :
+             {std::pair(9 - 5, 12), {1, 5}}) { // and the stores are enumerated anew in between
             w.calls.made.clear();
             w.pick("comboDestMBx", "EX1:SG\\B");
             w.press("btnMove");
