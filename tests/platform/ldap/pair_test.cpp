@@ -95,7 +95,7 @@ private Q_SLOTS:
         QVERIFY(file.seek(0));
         const QString journal = file.readAll();
         for (const QString& controller : m_controllers)
-            test::checkPart(journal, "domain controller in use: " + controller + '\n');
+            test::checkPart(journal, "domain controller in use: " + controller);
         QVERIFY(journal.contains(
             QRegularExpression(dropped + "@x [^:\n]*: dropped from .* at " + m_controllers[0])));
         const QStringList whole = users(1, "(cn=" + dropped + ")"); // who has not seen the drop
