@@ -211,9 +211,11 @@ void checkAddresses(Report& report, const Users& everybody) {
                     const QString text = QString::fromUtf8(value).toLower();
                     if (text == address || text == u"smtp:"_s + address)
                         report.remark(
-                            {ldifLine(u"# dn"_s, user->distinguishedName.toUtf8()).trimmed(),
-                             u"# changetype: modify"_s, u"# delete: "_s + attribute,
-                             ldifLine(u"# "_s + attribute, value).trimmed()});
+                            {{},
+                             ldifLine(u"dn"_s, user->distinguishedName.toUtf8()).chopped(1),
+                             u"changetype: modify"_s,
+                             u"delete: "_s + attribute,
+                             ldifLine(attribute, value).chopped(1)});
                 }
             }
         }
