@@ -56,7 +56,7 @@ Fate& Reader::reach(const QString& mailbox) {
 QString Reader::mailboxOf(const platform::RecoveryRecord& record) const {
     const QString mail = firstText(valuesOf(record, u"mail"_s));
     if (!record.Guid.isEmpty())
-        return mail + u' ' + platform::guidFromOctets(record.Guid).toString().toUpper();
+        return (mail + u' ' + platform::guidFromOctets(record.Guid).toString().toUpper()).trimmed();
     for (const Fate& fate : m_fates)
         if (!mail.isEmpty() && fate.address() == mail)
             return fate.mailbox;
