@@ -85,14 +85,6 @@ QString serverName(const QString& server) {
     return server.startsWith(u'/') ? server.section(u"/CN="_s, -1) : engine::firstValue(server);
 }
 
-/// Such as example.com of DC=example,DC=com.
-QString domainName(const QString& context) {
-    QStringList labels;
-    for (QString rest = context; !rest.isEmpty(); rest = engine::parentName(rest))
-        labels += engine::firstValue(rest);
-    return labels.join(u'.');
-}
-
 bool hasStore(const Exchange& exchange, const engine::Entry& server) {
     QSet<QString> recovery;
     for (const engine::Entry& group : exchange.groups)
@@ -211,9 +203,11 @@ void checkAddresses(Report& report, const Users& everybody) {
                     const QString text = QString::fromUtf8(value).toLower();
                     if (text == address || text == u"smtp:"_s + address)
                         report.remark(
-                            {ldifLine(u"# dn"_s, user->distinguishedName.toUtf8()).trimmed(),
-                             u"# changetype: modify"_s, u"# delete: "_s + attribute,
-                             ldifLine(u"# "_s + attribute, value).trimmed()});
+                            {{},
+                             ldifLine(u"dn"_s, user->distinguishedName.toUtf8()).chopped(1),
+                             u"changetype: modify"_s,
+                             u"delete: "_s + attribute,
+                             ldifLine(attribute, value).chopped(1)});
                 }
             }
         }
@@ -380,7 +374,8 @@ qsizetype checkWhereabouts(Report& report, const Exchange& exchange, const Peopl
     std::sort(inOrder.begin(), inOrder.end(), [&](const QString& a, const QString& b) {
         return std::pair(!isLost(a), nameKey(a)) < std::pair(!isLost(b), nameKey(b));
     });
-    report.remark({u"Who is where, in the domain %1:"_s.arg(domainName(exchange.domain))});
+    report.remark(
+        {u"Who is where, in the domain %1:"_s.arg(topology::domainName(exchange.domain))});
     qsizetype onLost = 0;
     for (const QString& server : inOrder) {
         const auto found = own.find(server);

@@ -4,7 +4,7 @@
 #include "platform/guid.h"
 #include "topology/names.h"
 
-#include <QSet>
+#include <QHash>
 
 #include <algorithm>
 
@@ -56,7 +56,7 @@ Fate& Reader::reach(const QString& mailbox) {
 QString Reader::mailboxOf(const platform::RecoveryRecord& record) const {
     const QString mail = firstText(valuesOf(record, u"mail"_s));
     if (!record.Guid.isEmpty())
-        return mail + u' ' + platform::guidFromOctets(record.Guid).toString().toUpper();
+        return (mail + u' ' + platform::guidFromOctets(record.Guid).toString().toUpper()).trimmed();
     for (const Fate& fate : m_fates)
         if (!mail.isEmpty() && fate.address() == mail)
             return fate.mailbox;
@@ -64,7 +64,7 @@ QString Reader::mailboxOf(const platform::RecoveryRecord& record) const {
 }
 
 void Reader::take(const journal::RecoveryFile& file) {
-    QSet<QString> told;
+    QHash<QString, int> told; // the number of the last line about a mailbox
     for (const auto& [number, line] : file.Lines) {
         if (line.Mailbox.isEmpty())
             continue;
@@ -79,14 +79,14 @@ void Reader::take(const journal::RecoveryFile& file) {
             fate.from = store;
         else if (event != Event::Dropped && !store.isEmpty())
             fate.to = store;
-        told.insert(fate.mailbox);
+        told[fate.mailbox] = number;
     }
     for (const journal::FiledRecord& filed : file.Records) {
         if (filed.Half || !filed.Fault.isEmpty())
             continue;
         Fate& fate = reach(mailboxOf(filed.Record));
         // The process ended between the record and the answer to the change.
-        if (!told.contains(fate.mailbox))
+        if (told.value(fate.mailbox) < filed.Line)
             m_states.takeInterrupted(fate.mailbox);
         if (fate.record)
             continue;
@@ -142,7 +142,8 @@ QString comparison(const Fate& fate, const std::optional<engine::Entry>& user) {
         return u"without a mailbox"_s;
     const QString serverOfHome = storeName(home).section(u':', 0, 0);
     if (home.isEmpty() || server.isEmpty() ||
-        server.section(u"/cn="_s, -1).compare(serverOfHome, Qt::CaseInsensitive) != 0)
+        server.section(u"/cn="_s, -1, -1, QString::SectionCaseInsensitiveSeps)
+                .compare(serverOfHome, Qt::CaseInsensitive) != 0)
         return u"half"_s;
     if (!fate.to.isEmpty() && home.compare(fate.to, Qt::CaseInsensitive) == 0)
         return AsAfter;

@@ -117,6 +117,8 @@ void tellOld(const std::vector<Fate>& fates) {
 }
 
 int tell(const CommandLine& line) {
+    if (line.has("--now"_L1) && line.has("--old"_L1))
+        throw Error(u"--now and --old cannot be combined."_s);
     std::vector<journal::RecoveryFile> files;
     bool whole = true;
     for (const QString& path : line.operands) {

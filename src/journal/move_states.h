@@ -26,7 +26,7 @@ public:
     void take(platform::Event event, const QString& mailbox);
     /// The same from a summary, which counts more than the events before it.
     void takeSummary(const QString& mailbox, const QString& text);
-    /// The state of a mailbox that was recorded, and that no event tells of.
+    /// The state of a mailbox that was recorded, and that no later event tells of.
     void takeInterrupted(const QString& mailbox);
 
     /// The mailboxes that a move was tried on, as they were called first, in that order.

@@ -60,6 +60,7 @@ void RecoveryStream::writeWhole(const QByteArray& text, int limit) {
             next += written;
             left -= size_t(written);
             m_broken = left > 0;
+            m_stuck = false;
             continue;
         }
         if (written < 0 && errno == EINTR)

@@ -229,6 +229,7 @@ private Q_SLOTS:
     void nobodyReads() {
         int ends[2], terminal = -1, slave = -1;
         QVERIFY(pipe(ends) == 0 && openpty(&terminal, &slave, nullptr, nullptr, nullptr) == 0);
+        fcntl(ends[0], F_SETFL, O_NONBLOCK);
         for (const int stuck : {ends[1], slave}) {
             journal::RecoveryStream stream(stuck, 100);
             QElapsedTimer timer;
@@ -237,6 +238,14 @@ private Q_SLOTS:
                 stream.tell(QByteArray(10'000, 'x'));
             QVERIFY(timer.elapsed() < 5'000);
             QVERIFY_THROWS_EXCEPTION(Error, stream.keep("record"));
+            char taken[9999];
+            while (read(ends[0], taken, sizeof taken) > 0)
+                continue;
+            stream.tell("x");
+            timer.start(); // a reader who goes on is waited for again
+            for (int i = 0; i < 100; ++i)
+                stream.tell(QByteArray(10'000, 'x'));
+            QCOMPARE(timer.elapsed() >= 100, stuck == ends[1]);
         }
         journal::Terminal(slave).write(QByteArray(100'000, 'x'));
         for (const int end : {ends[0], ends[1], terminal, slave})

@@ -73,7 +73,8 @@ class RecordsTest : public QObject {
             kept.Tell(Event::NotOpened, "not opened: nobody moved it", mailboxOf(0));
             for (int user = 1; user <= runs[i].size(); ++user)
                 write(kept, user, runs[i][user - 1]);
-            kept.tellStates();
+            if (i == 0) // others end without one
+                kept.tellStates();
         }
     }
 
@@ -100,7 +101,7 @@ private Q_SLOTS:
         writeRuns({letters});
         QCOMPARE(run({"1"}), "1\n" + expected);
         // A second run moves the third to the end, and breaks off with the fourth.
-        writeRuns({letters.mid(0, 4), {"", "", "RDCO", "R"}});
+        writeRuns({letters.mid(0, 4), {"", "", "RDCO", "dR"}});
         expected.truncate(expected.indexOf(mailboxOf(3)));
         expected += mailboxOf(3) + cases[0].second + '\n' + mailboxOf(4) + from + to +
                     cases[8].second.section(": ", 2) + '\n';
@@ -123,6 +124,7 @@ private Q_SLOTS:
         const QString elsewhere = test::OrganisationText::storeDN("EX2/SG/A");
         const std::vector<std::tuple<QString, QString, QString>> cases{
             {To, "/o=T/cn=ex1", "as after"},
+            {To, "/O=T/CN=EX1", "as after"},
             {From, "/o=T/cn=EX3", "as before"},
             {"", "", "without a mailbox"},
             {To, "", "half"},

@@ -160,6 +160,10 @@ private Q_SLOTS:
         for (const char* wrong : {"u4@t", "mailto:", "mailto:*@t", "mailto:nobody@t", "mailto:u1@t",
                                   "mailto:u3@t", "mailto:u4@t)(cn=*"}) // u3's store is offline
             QVERIFY_THROWS_EXCEPTION(Error, opens(wrong));
+        r.calls.meanwhile = [](const auto&) { throw engine::DirectoryFailed("It is silent."); };
+        QVERIFY_THROWS_EXCEPTION(Error, r.platform.Directory.BindUser("LDAP://" + userDN("u4")));
+        r.calls.meanwhile = [](const auto&) {};
+        QVERIFY(opens("mailto:u4@t")); // no list was being read
     }
 };
 

@@ -11,7 +11,7 @@ auto DirectoryWatch::watched(const Action& action) {
     try {
         return action();
     } catch (const engine::DirectoryFailed& failure) {
-        if (m_failure.isEmpty())
+        if (m_enumerating && m_failure.isEmpty())
             m_failure = failure.description();
         throw;
     }
@@ -58,8 +58,9 @@ public:
     std::unique_ptr<engine::Entries> search(const engine::SearchRequest& request) override {
         using Of = WatchedEntries::Of;
         // The configuration and what is below it begin with "CN=".
-        if (request.scope == engine::Scope::Subtree &&
+        if (m_watch.m_enumerating && request.scope == engine::Scope::Subtree &&
             request.base.startsWith(u"DC="_s, Qt::CaseInsensitive)) {
+            m_watch.m_enumerating = false;
             if (!m_watch.m_failure.isEmpty())
                 throw Error(std::exchange(m_watch.m_failure, QString()) +
                             u" Press Exit, then start again."_s);

@@ -19,8 +19,12 @@ public:
         : m_engine(engine), m_journal(journal) {}
 
     [[nodiscard]] std::unique_ptr<engine::Session> openSession() override;
-    /// An enumeration begins: what was remembered is forgotten.
-    void begin() noexcept { m_failure.clear(); }
+    /// An enumeration begins: what was remembered is forgotten. It ends when the mailboxes are
+    /// listed; what fails afterwards is not remembered.
+    void begin() noexcept {
+        m_failure.clear();
+        m_enumerating = true;
+    }
     /// The domain controller that the last list of mailboxes came from; empty if it has no name.
     const QString& listedAt() const { return m_listedAt; }
 
@@ -35,6 +39,7 @@ private:
     platform::Journal& m_journal;
     QString m_inUse, m_listedAt; ///< domain controllers
     QString m_failure;           ///< the first since then; empty: none
+    bool m_enumerating = false;
 };
 
 } // namespace rehome::exchange

@@ -66,11 +66,11 @@ void HttpOpener::beginRound() noexcept {
         if (host.silentUntil.hasExpired())
             host.silence.reset();
         try {
-            if (const auto answer = await(host, QDeadlineTimer(0)))
-                m_answers.insert(host.url, *answer);
-            else if (host.client.isUnderWay() &&
-                     Clock::now() - host.asked >= m_settings.silenceLimit)
+            // An answer that nobody has taken for long is one to an earlier batch.
+            if (host.client.isUnderWay() && Clock::now() - host.asked >= m_settings.silenceLimit)
                 host.client.giveUp();
+            else if (const auto answer = await(host, QDeadlineTimer(0)))
+                m_answers.insert({host.url, host.store}, *answer);
         } catch (const Error&) {
             // The host's silence: whoever asks is told.
         }
@@ -86,11 +86,13 @@ QString HttpOpener::open(engine::Session& directory, const engine::Mailbox& mail
     if (mailbox.name.isEmpty() || mailbox.name == "."_L1 || mailbox.name == ".."_L1)
         throw describeFailure(attempt, u"\"%1\" names no mailbox in a path"_s.arg(mailbox.name),
                               u"Give the user an alias that is also an address."_s);
-    if (const auto answer = m_answers.constFind(attempt.url); answer != m_answers.constEnd())
+    if (const auto answer = m_answers.constFind({attempt.url, mailbox.store});
+        answer != m_answers.constEnd())
         return locationIn(attempt, *answer);
     Host& host = hostOf(service.host, mailbox.server);
     takeTurn(attempt, host);
     host.url = attempt.url;
+    host.store = mailbox.store;
     host.asked = Clock::now();
     host.client.propfind(attempt.url.toLatin1(), Question);
     const auto takes = qScopeGuard([&] { m_taken += Clock::now() - host.asked; });

@@ -34,7 +34,8 @@ private:
 
     struct Host {
         WebClient client;
-        QString url{}; ///< what the last request was for
+        QString url{};   ///< what the last request was for
+        QString store{}; ///< on which the mailbox was then
         Clock::time_point asked{};
         std::optional<NoAnswer> silence{}; ///< it is not asked, for that reason
         QDeadlineTimer silentUntil{};      ///< and the round that this is in is over
@@ -54,7 +55,8 @@ private:
 
     // What counts for a round.
     QHash<QString, WebService> m_services; ///< by the server's distinguished name
-    QHash<QString, Answer> m_answers;      ///< by URL; to requests of earlier rounds
+    QHash<QPair<QString, QString>, Answer>
+        m_answers; ///< by URL and store; to requests of earlier rounds
     std::chrono::nanoseconds m_taken{};
     QSet<QString> m_first;      ///< users that come before all others
     QSet<QString> m_turnedAway; ///< users that will in the next round
