@@ -7,8 +7,9 @@ CHUNK = 1 << 18
 
 
 class EndpointMappers:
-    """Stand for the servers' endpoint mappers: one port of both addresses, which accepts and closes.
-    `half_silent`: at the second address nothing answers, because the listener's queue is full."""
+    """Stand for the servers' endpoint mappers: one port of both addresses, which accepts and
+    closes. `half_silent`: nothing answers at the second address, for the listener's queue is
+    full."""
 
     def __init__(self, half_silent=False):
         self.sockets = [socket.create_server((FIRST_HALF, 0), backlog=128)]
@@ -42,9 +43,9 @@ class EndpointMappers:
 
 
 class Relay:
-    """A socket that forwards everything to the server's socket, each direction delayed by half of the
-    round trip. A new connection costs one round trip, as in TCP. The rate is not limited; TCP over a
-    real distance starts slower."""
+    """A socket that forwards everything to the server's socket, each direction delayed by half of
+    the round trip. A new connection costs one round trip, as in TCP. The rate is not limited; TCP
+    over a real distance starts slower."""
 
     def __init__(self, place, server_socket, round_trip_ms):
         path = str(place / f"relay-{round_trip_ms}")
