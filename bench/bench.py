@@ -3,17 +3,27 @@
 
 Measures the tool against the directory's own commands and prints one line for each figure: name,
 value, unit. PROGRAMS is the folder of rehome-bench-live and rehome-bench-rehearsal. --short: 500
-users and no Samba, to see that everything still runs. README.md tells what the figures mean."""
-import os, pathlib, shutil, signal, socket, statistics, subprocess, sys, tempfile, threading, time
+users and no Samba, to see that everything still runs. README.md tells what the figures mean.
+Fails if the domain controller was asked more often than the limits below allow."""
+import os, pathlib, shutil, signal, statistics, subprocess, sys, tempfile, time
 
-import organisation, picture, slapd
+import faults, organisation, picture, slapd
 from tool import Tool, alternate, timed
 
 MISSING = 77  # the exit status by which a test says that it was skipped
 SIZES = (1000, 4000, 16000, 32767)
 SHORT_SIZES = (100, 500)
+SERVER_COUNTS = (5, 20, 50, 100, 200)
+SHORT_SERVER_COUNTS = (20, 200)
+SERVER_USERS = 2000  # while servers are counted
+PAGE = 1000
+ROUND_TRIPS_MS = (0, 80)
+# What must not be exceeded, on any machine.
+REFRESH_REQUESTS = 10  # and its pages, however many servers there are
+START_BINDS, REFRESH_BINDS = 1, 0
+MOVE_ROUND_TRIPS, BATCH_ROUND_TRIPS = 4, 3  # of each move; of the first batch besides
 SAMBA_USERS = 300
-PAGES = ["-E", "pr=1000/noprompt"]
+PAGES = ["-E", f"pr={PAGE}/noprompt"]
 HERE = pathlib.Path(__file__).resolve().parent
 SAMBA = HERE.parent / "tests/support/samba_directory.py"
 FIRST, SECOND = organisation.Store(0, 0), organisation.Store(0, 1)
@@ -21,6 +31,13 @@ FIRST, SECOND = organisation.Store(0, 0), organisation.Store(0, 1)
 
 def figure(name, value, unit=""):
     print(f"{name} {value:.{2 if value < 100 else 0}f} {unit}".rstrip(), flush=True)
+
+
+def bounded(name, value, most):
+    """A count. Ends the bench if it is above: lost servers would then cost minutes."""
+    figure(name, value)
+    if value > most:
+        sys.exit(f"{name} is {value:g}; it must not be above {most}.")
 
 
 def ratio(name, own, command):
@@ -36,12 +53,16 @@ class Bench:
         self.moved = 20 if short else 1000
         self.movable = {size: min(self.moved, size) for size in self.sizes}
         self.rounds = 1 if short else 5
-        self.port = answering_port()
+        self.server_counts = SHORT_SERVER_COUNTS if short else SERVER_COUNTS
+        self.server_users = self.largest if short else SERVER_USERS
+        self.mappers = faults.EndpointMappers()
 
-    def live(self, server, **more):
-        return Tool(self.programs / "rehome-bench-live", mailboxes=server.count, LDAPURI=server.uri,
-                    LDAPSASL_MECH="EXTERNAL", REHOME_BENCH_PORT=str(self.port),
+    def live(self, server, mappers=None, uri=None, **more):
+        return Tool(self.programs / "rehome-bench-live", mailboxes=server.count,
+                    LDAPURI=uri or server.uri, LDAPSASL_MECH="EXTERNAL",
+                    REHOME_BENCH_PORT=str((mappers or self.mappers).port),
                     REHOME_BENCH_USERS=organisation.USERS, **more)
+
 
     def directory(self, size):
         return slapd.Directory(self.place / str(size), size, self.movable[size])
@@ -60,12 +81,12 @@ class Bench:
                 curves.setdefault(name, {})[directory.count] = cost
             return tool.heap() if paged else None
 
-    def start(self, server):
+    def start(self, name, server, **how):
         def start():
-            with self.live(server) as tool:
+            with self.live(server, **how) as tool:
                 return tool.started
-        own, command = alternate(self.rounds, start, lambda: timed(ldapsearch(server.uri, True)))
-        ratio("start_to_window_vs_ldapsearch", own, command)
+        search = ldapsearch(how.get("uri", server.uri), True)
+        ratio(name, *alternate(self.rounds, start, lambda: timed(search)))
 
     def longer(self, server):
         """What is only measured with all users: requests, growth, scrolling."""
@@ -110,9 +131,10 @@ class Bench:
             both = count_operations(
                 server, lambda: tool.move(FIRST.shown, SECOND.shown, self.moved))
             # The tool refreshes its list after a batch.
-            trips = sum(both[kind] - refresh[kind] for kind in both
-                        if kind not in ("Abandon", "Unbind"))
+            trips = requests_in(both) - requests_in(refresh)
             figure("round_trips_per_move", trips / self.moved)
+            bounded("round_trips_per_batch", trips - MOVE_ROUND_TRIPS * self.moved,
+                    BATCH_ROUND_TRIPS)
             figure("abandons_per_move", (both["Abandon"] - refresh["Abandon"]) / self.moved)
             # And back, for who comes next.
             tool.move(SECOND.shown, FIRST.shown, self.moved)
@@ -128,6 +150,81 @@ class Bench:
         rounds = 1 if self.short else 3
         with directory.serve() as server, self.live(server) as tool:
             ratio("move_vs_ldapmodify_fsync", *self.moves(server, rounds, tool))
+
+    # The servers
+
+    def servers(self):
+        curves, silent = {}, faults.EndpointMappers(half_silent=True)
+        for count in self.server_counts:
+            directory = slapd.Directory(
+                self.place / f"servers-{count}", self.server_users, 0, count,
+                host=lambda server: (faults.FIRST_HALF, faults.SECOND_HALF)[server % 2])
+            with directory.serve() as server:
+                own, command = self.refresh(f"refresh_vs_ldapsearch_{count}_servers", server)
+                for name, cost in (("Rehome", own), ("ldapsearch", command)):
+                    curves.setdefault(name, {})[count] = cost
+                if count in SHORT_SERVER_COUNTS:
+                    self.requests(server)
+                    self.faulty(f"{count // 2}_of_{count}_silent", server, homes_online(
+                        directory, lambda home: home.server % 2 == 0), mappers=silent)
+                    self.distant(server)
+        return curves
+
+    def refresh(self, name, server, **how):
+        search = ldapsearch(how.get("uri", server.uri), True)
+        with self.live(server, **how) as tool:
+            tool.refresh()
+            own, command = alternate(self.rounds, tool.refresh, lambda: timed(search))
+        ratio(name, own, command)
+        return own, command
+
+    def requests(self, server):
+        """Counted by the server: the same on any machine."""
+        def start():
+            with self.live(server):
+                pass
+        first = count_operations(server, start)
+        with self.live(server) as tool:
+            again = count_operations(server, tool.refresh)
+        count = server.directory.servers
+        objects = count * (2 + organisation.STORES)  # server, group, stores
+        pages = -(-server.count // PAGE) + -(-objects // PAGE)
+        figure(f"requests_start_{count}_servers", requests_in(first))
+        bounded(f"requests_refresh_{count}_servers", requests_in(again), REFRESH_REQUESTS + pages)
+        bounded(f"binds_start_{count}_servers", first["Bind"], START_BINDS)
+        bounded(f"binds_refresh_{count}_servers", again["Bind"], REFRESH_BINDS)
+
+    def faulty(self, name, server, online, within=(), **how):
+        """Seconds that are mostly waiting; `ldapsearch` in the same circumstances once."""
+        command = timed([*within, *ldapsearch(server.uri, True)]) / 1000
+        starts, refreshes = [], []
+        for _ in range(min(3, self.rounds)):
+            with self.live(server, online=online, within=within, **how) as tool:
+                starts.append(tool.started)
+                refreshes.append(tool.refresh())
+        for kind, taken in (("start", starts), ("refresh", refreshes)):
+            figure(f"{kind}_{name}", statistics.median(taken) / 1000,
+                   f"s (ldapsearch: {command:.2f} s)")
+
+    def distant(self, server):
+        for round_trip in ROUND_TRIPS_MS:
+            name = f"{server.directory.servers}_servers_at_{round_trip}_ms"
+            with faults.Relay(self.place, server.socket, round_trip) as relay:
+                self.start("start_vs_ldapsearch_" + name, server, uri=relay.uri)
+                self.refresh("refresh_vs_ldapsearch_" + name, server, uri=relay.uri)
+
+    def dead_name_server(self):
+        directory = slapd.Directory(self.place / "names", self.server_users, 0,
+                                    host=lambda server: f"exchange{server + 1:02}.bench.test")
+        online = homes_online(directory, lambda home: home.server == 0)  # the local server's
+        with directory.serve() as server:
+            for own_name_known, name in ((True, ""), (False, "_own_name_unknown")):
+                names = faults.DeadNameServer(self.place, own_name_known)
+                if names.missing:
+                    print(f"No figures with a dead name server: {names.missing} is missing.",
+                          flush=True)
+                    return
+                self.faulty("dead_name_server" + name, server, online, names.within)
 
     # The rehearsal
 
@@ -173,11 +270,13 @@ class Bench:
         least, most = self.sizes[0], self.sizes[-1]
         figure("refresh_bytes_per_mailbox", (heaps[most] - heaps[least]) / (most - least), "bytes")
         with directory.serve() as server:
-            self.start(server)
+            self.start("start_to_window_vs_ldapsearch", server)
             self.longer(server)
         self.all_moves(directory)
+        by_servers = self.servers()
+        self.dead_name_server()
         self.rehearsal()
-        picture.draw(drawing, list(curves.items()))
+        picture.draw(drawing, {"mailboxes": curves, "servers": by_servers})
 
 
 def ldapsearch(uri, paged):
@@ -205,15 +304,15 @@ def count_operations(server, action):
     return {kind: after[kind] - between[kind] - (between[kind] - before[kind]) for kind in after}
 
 
-def answering_port():
-    """Stands for the servers' endpoint mappers."""
-    listener = socket.create_server(("127.0.0.1", 0), backlog=128)
+def homes_online(directory, is_online):
+    """How many users' homes are."""
+    homes = (organisation.home(user, 0, directory.servers) for user in range(directory.count))
+    return sum(map(is_online, homes))
 
-    def answer():
-        while True:
-            listener.accept()[0].close()
-    threading.Thread(target=answer, daemon=True).start()
-    return listener.getsockname()[1]
+
+def requests_in(counts):
+    """Those that the tool waits for."""
+    return sum(count for kind, count in counts.items() if kind not in ("Abandon", "Unbind"))
 
 
 # Over Samba

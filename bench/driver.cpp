@@ -141,7 +141,7 @@ private:
     }
 
     void waitForPaint(int before) const {
-        const QDeadlineTimer limit(10'000);
+        const QDeadlineTimer limit(60'000); // far beyond what lost servers may cost
         while (m_paints == before) {
             if (limit.hasExpired())
                 giveUp(u"the list is not painted"_s);

@@ -8,18 +8,22 @@
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/ldap_probe.h"
+#include "platform/ldap/server_location.h"
 
 using namespace rehome;
 
 int main(int argc, char** argv) {
+    ldap::limitNameLookups();
     const QString title = QStringLiteral("Rehome bench");
     return app::runProgram(
         argc, argv, title, journal::KeptJournal::Of::Rehearsal, [&](app::Application& application) {
             bool given = false;
             const int port = qEnvironmentVariableIntValue("REHOME_BENCH_PORT", &given);
-            ldap::LdapEngine engine;
+            ldap::LdapSettings settings;
+            settings.interruption = &application.interruption();
+            ldap::LdapEngine engine(settings);
             ldap::HostNetwork network;
-            ldap::LdapProbe probe(network, nullptr, std::chrono::seconds(3),
+            ldap::LdapProbe probe(network, settings.interruption, std::chrono::seconds(3),
                                   given ? quint16(port) : ldap::LdapProbe::EndpointMapper);
             http::DirectoryOnlyOpener opener(application.journal());
             return app::runTool(application, {engine, probe, opener, network}, title);

@@ -1,4 +1,4 @@
-"""The organisation that is measured: 20 servers with 5 stores each, and any number of users."""
+"""The organisation that is measured: servers, 5 stores on each, and any number of users."""
 import base64, socket, uuid
 
 # Spelt as slapd spells them: as in Active Directory, homeMDB and the stores' names must agree.
@@ -10,7 +10,7 @@ SERVERS = ("cn=Servers,cn=First Administrative Group,cn=Administrative Groups,cn
            "cn=Microsoft Exchange,cn=Services," + CONFIGURATION)
 LEGACY = "/o=Bench/ou=First Administrative Group/cn="
 LOCAL = socket.gethostname().split(".")[0].upper()[:15]  # as its NetBIOS name
-SERVER_NAMES = [LOCAL] + [f"EXCHANGE{number:02}" for number in range(2, 21)]
+SERVER_COUNT = 20  # unless the number of servers is what is measured
 STORES = 5
 GROUP = "First Storage Group"
 
@@ -28,12 +28,13 @@ class Store:
     """One by the server's and its own number, both counted from 0."""
 
     def __init__(self, server, number):
-        self.server = SERVER_NAMES[server]
-        self.server_name = f"cn={self.server},{SERVERS}"
+        self.server = server
+        computer = f"EXCHANGE{server + 1:02}" if server else LOCAL
+        self.server_name = f"cn={computer},{SERVERS}"
         name = f"Mailbox Store {number + 1}"
         self.name = f"cn={name},cn={GROUP},cn=InformationStore,{self.server_name}"
-        self.shown = f"{self.server}:{GROUP}\\{name}"
-        self.legacy_server = LEGACY + "Configuration/cn=Servers/cn=" + self.server
+        self.shown = f"{computer}:{GROUP}\\{name}"
+        self.legacy_server = LEGACY + "Configuration/cn=Servers/cn=" + computer
         self.agent = "cn=Microsoft MTA," + self.server_name
 
 
@@ -46,12 +47,12 @@ def user_name(number):
     return f"cn=user{number:05},{USERS}"
 
 
-def home(number, movable):
+def home(number, movable, servers=SERVER_COUNT):
     """The first users all live in the same local store; no other does, nor in the next, which is
     where they move to."""
     if number < movable:
         return Store(0, 0)
-    place = number % (len(SERVER_NAMES) * STORES - 2) + 2
+    place = number % (servers * STORES - 2) + 2
     return Store(*divmod(place, STORES))
 
 
@@ -73,7 +74,8 @@ def container(name):
     return record(name, ["container"], cn=name.split(",")[0].split("=")[1])
 
 
-def configuration():
+def configuration(servers=SERVER_COUNT, host=lambda server: "127.0.0.1"):
+    """`host`: by which a server, counted from 0, is found."""
     yield record(BASE, ["domain"], dc="bench")
     yield container(CONFIGURATION)
     yield container(SCHEMA)
@@ -82,12 +84,13 @@ def configuration():
                      lDAPDisplayName=attribute)
     for levels in range(5, -1, -1):
         yield container(SERVERS.split(",", levels)[-1])
-    for server, name in enumerate(SERVER_NAMES):
+    for server in range(servers):
         where = Store(server, 0)
-        yield record(where.server_name, ["msExchExchangeServer"], cn=name,
+        yield record(where.server_name, ["msExchExchangeServer"],
+                     cn=where.server_name.split(",")[0].split("=")[1],
                      objectGUID=guid(1 << 24 | server).bytes_le,
                      legacyExchangeDN=where.legacy_server,
-                     networkAddress="ncacn_ip_tcp:127.0.0.1")
+                     networkAddress="ncacn_ip_tcp:" + host(server))
         yield record(where.agent, ["mTA"], cn="Microsoft MTA")
         yield container("cn=InformationStore," + where.server_name)
         yield record(where.name.split(",", 1)[1], ["msExchStorageGroup"], cn=GROUP,
@@ -98,9 +101,9 @@ def configuration():
     yield record(USERS, ["organizationalUnit"], ou="Staff")
 
 
-def users(count, movable, category):
+def users(count, movable, category, servers=SERVER_COUNT):
     for number in range(count):
-        login, store = f"user{number:05}", home(number, movable)
+        login, store = f"user{number:05}", home(number, movable, servers)
         yield record(
             user_name(number), ["person", "user"], cn=login, displayName="Mailbox of " + login,
             objectCategory=category, objectGUID=guid(number).bytes_le, sAMAccountName=login,

@@ -1,4 +1,4 @@
-"""The cost of a refresh over the size of the list, as an SVG."""
+"""The cost of a refresh over what it grows with, as an SVG."""
 
 WIDTH, HEIGHT, LEFT, TOP, RIGHT, BOTTOM = 760, 420, 70, 40, 190, 50
 COLOURS = ("#1f5fa8", "#7fb0e0", "#b0541f", "#e0a97f")
@@ -12,10 +12,10 @@ def step(most):
     return size
 
 
-def draw(path, curves):
-    """`curves`: a caption, and milliseconds by number of mailboxes."""
-    right = max(size for _, points in curves for size in points)
-    top = max(cost for _, points in curves for cost in points.values())
+def panel(along, curves):
+    """Milliseconds over the number of what `along` says."""
+    right = max(size for points in curves.values() for size in points)
+    top = max(cost for points in curves.values() for cost in points.values())
 
     def x(size):
         return LEFT + size / right * (WIDTH - LEFT - RIGHT)
@@ -23,26 +23,32 @@ def draw(path, curves):
     def y(cost):
         return HEIGHT - BOTTOM - cost / top * (HEIGHT - TOP - BOTTOM)
 
-    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{HEIGHT}" '
-             'font-family="sans-serif" font-size="12">',
-             f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>',
-             f'<text x="{LEFT}" y="22">Milliseconds from the question to the list, over the number '
-             'of mailboxes</text>']
+    yield (f'<text x="{LEFT}" y="22">Milliseconds from the question to the list, over the number '
+           f'of {along}</text>')
     for cost in range(0, int(top) + 1, step(top)):
-        parts.append(f'<path d="M{LEFT} {y(cost):.1f}H{WIDTH - RIGHT}" stroke="#ddd"/>'
-                     f'<text x="{LEFT - 8}" y="{y(cost) + 4:.1f}" text-anchor="end">{cost}</text>')
-    for size in sorted({size for _, points in curves for size in points}):
-        parts.append(f'<text x="{x(size):.1f}" y="{HEIGHT - BOTTOM + 20}" text-anchor="middle">'
-                     f'{size:,}</text>')
+        yield (f'<path d="M{LEFT} {y(cost):.1f}H{WIDTH - RIGHT}" stroke="#ddd"/>'
+               f'<text x="{LEFT - 8}" y="{y(cost) + 4:.1f}" text-anchor="end">{cost}</text>')
+    for size in sorted({size for points in curves.values() for size in points}):
+        yield (f'<text x="{x(size):.1f}" y="{HEIGHT - BOTTOM + 20}" text-anchor="middle">'
+               f'{size:,}</text>')
     captions = []
-    for (caption, points), colour in zip(curves, COLOURS):
+    for (caption, points), colour in zip(curves.items(), COLOURS):
         line = " ".join(f"{x(size):.1f},{y(cost):.1f}" for size, cost in sorted(points.items()))
-        parts.append(f'<polyline points="{line}" fill="none" stroke="{colour}" stroke-width="2"/>')
+        yield f'<polyline points="{line}" fill="none" stroke="{colour}" stroke-width="2"/>'
         captions.append((y(points[max(points)]), caption, colour))
     lowest = HEIGHT
     for height, caption, colour in sorted(captions, reverse=True):
         lowest = min(lowest - 15, height + 4)  # one above the other where curves end together
-        parts.append(f'<text x="{WIDTH - RIGHT + 8}" y="{lowest:.1f}" fill="{colour}">{caption}'
-                     '</text>')
+        yield (f'<text x="{WIDTH - RIGHT + 8}" y="{lowest:.1f}" fill="{colour}">{caption}</text>')
+
+
+def draw(path, panels):
+    """`panels`, one below the other: what is counted along the axis, and its curves, which are a
+    caption and milliseconds by number each."""
+    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" '
+             f'height="{HEIGHT * len(panels)}" font-family="sans-serif" font-size="12">',
+             '<rect width="100%" height="100%" fill="white"/>']
+    for number, (along, curves) in enumerate(panels.items()):
+        parts += [f'<g transform="translate(0 {HEIGHT * number})">', *panel(along, curves), "</g>"]
     path.parent.mkdir(parents=True, exist_ok=True)
     path.write_text("\n".join(parts) + "\n</svg>\n")

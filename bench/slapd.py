@@ -43,10 +43,11 @@ def schema():
 
 
 class Directory:
-    """A database with so many users. Several servers may serve it, one after the other."""
+    """A database with so many users, and an organisation as organisation.configuration() describes.
+    Several servers may serve it, one after the other."""
 
-    def __init__(self, place, count, movable):
-        self.place, self.count = pathlib.Path(place), count
+    def __init__(self, place, count, movable, servers=organisation.SERVER_COUNT, **more):
+        self.place, self.count, self.servers = pathlib.Path(place), count, servers
         (self.place / "db").mkdir(parents=True)
         # Debian confines the program where it is installed to directories of the distribution's.
         self.program = self.place.parent / "slapd"
@@ -54,8 +55,8 @@ class Directory:
             shutil.copy(PROGRAM, self.program)
         (self.place / "root.ldif").write_text(organisation.root_object())
         with open(self.place / "all.ldif", "w") as ldif:
-            ldif.writelines(organisation.configuration())
-            ldif.writelines(organisation.users(count, movable, "person"))
+            ldif.writelines(organisation.configuration(servers, **more))
+            ldif.writelines(organisation.users(count, movable, "person", servers))
         self.run("-Tadd", "-q", "-f", self.configure("load"), "-l", self.place / "all.ldif")
         (self.place / "all.ldif").unlink()
 
@@ -85,9 +86,9 @@ class Directory:
 
 class Server:
     def __init__(self, directory, name, how):
-        self.count = directory.count
-        socket = directory.place / (name + ".socket")
-        self.uri = "ldapi://" + urllib.parse.quote(str(socket), safe="")
+        self.directory, self.count = directory, directory.count
+        self.socket = directory.place / (name + ".socket")
+        self.uri = "ldapi://" + urllib.parse.quote(str(self.socket), safe="")
         configuration = directory.configure(name, **how)
         self.log = open(directory.place / (name + ".log"), "w+")
         # -d keeps it in the foreground. By default it tells the system's log of each operation,
@@ -98,7 +99,7 @@ class Server:
         for _ in range(200):
             if self.process.poll() is not None:
                 break
-            if socket.exists() and not subprocess.run(
+            if self.socket.exists() and not subprocess.run(
                     ["ldapwhoami", "-Q", "-Y", "EXTERNAL", "-H", self.uri], capture_output=True
                     ).returncode:
                 return

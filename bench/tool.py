@@ -20,24 +20,27 @@ def alternate(rounds, *measures):
 
 class Tool:
     """One running program. Its standard error stream, which carries the records of the moves, is in
-    memory, unless `record` names a file. `mailboxes` are what it must list, all of them online."""
+    memory, unless `record` names a file. `mailboxes` are what it must list, all of them online or
+    `online` of them. `within` begins the command that runs the program."""
 
-    def __init__(self, program, *arguments, mailboxes=None, record=None, **environment):
+    def __init__(self, program, *arguments, mailboxes=None, online=None, record=None, within=(),
+                 **environment):
         self.record = os.memfd_create("record") if record is None else os.open(
             record, os.O_RDWR | os.O_CREAT | os.O_APPEND, 0o600)
         start = time.perf_counter()
         self.process = subprocess.Popen(
-            [program, *map(str, arguments)], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+            [*within, program, *map(str, arguments)], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
             stderr=self.record, text=True, env={**os.environ, "QT_QPA_PLATFORM": "offscreen",
                                                 **environment})
         self.first = self.answer()
         self.started = (time.perf_counter() - start) * 1000
         self.rows = self.first["rows"]
         if mailboxes:
-            online = self.ask("online")["online"]
-            if (self.rows, online) != (mailboxes, mailboxes):
-                sys.exit(f"Of {mailboxes} mailboxes, {self.rows} are listed, {online} of them "
-                         "online.")
+            expected = (mailboxes, mailboxes if online is None else online)
+            found = (self.rows, self.ask("online")["online"])
+            if found != expected:
+                sys.exit("%d mailboxes are listed, %d of them online;" % found
+                         + " these should be %d and %d." % expected)
 
     def answer(self):
         line = self.process.stdout.readline()
