@@ -95,7 +95,7 @@ private Q_SLOTS:
         // Without what a creation needs of the server.
         text.object(OrganisationText::serverDN("EX4"), {"msExchExchangeServer"});
         text.group("EX4/SG").store("EX4/SG/S").user("nameless", "EX4/SG/S");
-        for (const QString& domain : {"DC=t", "DC=child,DC=t"})
+        for (const QString domain : {"DC=t", "DC=child,DC=t"})
             text.object(
                 QString("CN=%1,CN=Configuration,DC=t").arg(domain.section(u'=', 1, 1).at(0)),
                 {"crossRef"},
