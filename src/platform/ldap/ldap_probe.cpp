@@ -12,6 +12,8 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
+constexpr std::chrono::milliseconds Tenth{100}; ///< of a second
+
 const QString Offline = u"msExchEDBOffline"_s;
 
 } // namespace
@@ -32,8 +34,16 @@ void LdapProbe::beginChecks(const std::vector<engine::Entry>& servers) {
             const QString host = engine::tcpHost(server);
             if (host.isEmpty() || isLocal(server))
                 continue;
-            const auto begin = std::max(m_nextBegin, TcpCheck::Clock::now());
-            m_nextBegin = begin + std::chrono::microseconds(100'000) / ChecksAtOnce;
+            const auto now = TcpCheck::Clock::now();
+            if (m_begin + Tenth <= now) {
+                m_begin = now;
+                m_sameBegin = 0;
+            } else if (m_sameBegin == ChecksAtOnce) {
+                m_begin += Tenth;
+                m_sameBegin = 0;
+            }
+            ++m_sameBegin;
+            const auto begin = m_begin;
             m_checks.try_emplace(server.distinguishedName, host, m_port,
                                  QDeadlineTimer(begin + m_limit), begin);
         }

@@ -46,7 +46,8 @@ private:
     platform::Interruption* m_interruption;
     std::chrono::milliseconds m_limit;
     quint16 m_port;
-    TcpCheck::Clock::time_point m_nextBegin;
+    TcpCheck::Clock::time_point m_begin;  ///< of the checks begun last
+    int m_sameBegin = 0;                  ///< how many begin then
     std::map<QString, TcpCheck> m_checks; ///< by distinguished name
     size_t m_begun = 0;                   ///< checks, of which m_checks are not yet consumed
 };
