@@ -48,7 +48,7 @@ int main(int argc, char** argv) {
             "Lists the mailboxes of an Exchange organisation, and brings those of a lost "
             "server\nhome to a store of the local one. Keep what it writes to the "
             "standard error stream:\n    rehome 2> recovery.ldif\nSee rehome(1).\n"),
-        // Whoever names a file here believes that they are rehearsing.
+        // A person who names a file here believes that they are rehearsing.
         QStringLiteral("rehome works on the directory itself and takes no arguments. To rehearse "
                        "on a file, run rehome-rehearsal.")};
     if (const auto status = app::answerCommandLine(argc, argv, commandLine))

@@ -23,7 +23,7 @@ void runDetached(std::function<void()> body);
 int makeEvent(bool readable);
 
 /// A library call that may block for longer than anybody should wait (a name look-up, a sign-on),
-/// in a thread of its own. Whoever no longer waits for it leaves the thread behind: the call must
+/// in a thread of its own. A caller that no longer waits leaves the thread behind: the call must
 /// own all that it uses, and touch nothing of the program's (no observer, journal or window).
 template <class Result>
 class BlockingCall {
@@ -78,7 +78,7 @@ private:
         } catch (...) {
             state.failure = std::current_exception();
         }
-        call = nullptr; // what it owns goes with its thread, not with whoever waits
+        call = nullptr; // what it owns is destroyed here, not in the thread that waits
         const std::lock_guard lock(state.mutex);
         state.ended.store(true, std::memory_order_release);
         if (state.event >= 0)

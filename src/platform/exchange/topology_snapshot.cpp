@@ -114,7 +114,7 @@ void TopologySnapshot::read(engine::Session& session) {
         while (auto object = entries->next())
             objects.push_back(std::move(*object));
     } catch (const Error&) {
-        return; // whoever asks for an object gets the reason
+        return; // reading an object by itself gives the reason
     }
     m_objects = std::move(objects);
     for (size_t i = 0; i < m_objects.size(); ++i) {

@@ -72,7 +72,7 @@ void HttpOpener::beginRound() noexcept {
             else if (const auto answer = await(host, QDeadlineTimer(0)))
                 m_answers.insert({host.url, host.store}, *answer);
         } catch (const Error&) {
-            // The host's silence: whoever asks is told.
+            // The host's silence, which open() describes.
         }
     }
     m_directoryOnly.beginRound();

@@ -42,7 +42,7 @@ struct Health {
 };
 
 /// One signed-on connection to one server. Once lost it is never opened again: the client library
-/// would do so without signing on. It may be made in one thread and used in another.
+/// would do so without authenticating. It may be made in one thread and used in another.
 class ServerConnection {
 public:
     /// Connects and signs on: with the mechanism that the client library is set to, else EXTERNAL
