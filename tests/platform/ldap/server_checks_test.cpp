@@ -79,7 +79,8 @@ private Q_SLOTS:
         Checks checks;
         checks.begin(2, {"127.0.0.1"});
         for (int i = 0; i < 2; ++i) { // one wait may bring both
-            QVERIFY(checks.good.hasPendingConnections() || checks.good.waitForNewConnection(30'000));
+            QVERIFY(checks.good.hasPendingConnections() ||
+                    checks.good.waitForNewConnection(30'000));
             checks.good.nextPendingConnection();
         }
         QCOMPARE(checks.check(0) + checks.check(0), QString());
