@@ -252,6 +252,26 @@ private Q_SLOTS:
             close(end);
     }
 
+    void theLineFitsTheTerminal() {
+        const QByteArray whole = "mailboxes moved: 1, failed: 1 of 40; waiting for the server S";
+        for (const unsigned short columns : std::initializer_list<unsigned short>{80, 20}) {
+            int terminal = -1, slave = -1;
+            const winsize size{24, columns, 0, 0};
+            QVERIFY(openpty(&terminal, &slave, nullptr, nullptr, &size) == 0);
+            journal::Progress progress(slave);
+            progress.expect(platform::Work::Moves, 40);
+            progress.count(platform::Event::Created);
+            progress.count(platform::Event::NotCreated);
+            QTest::qSleep(300); // until it is rewritten
+            progress.waitFor("the server S");
+            char written[999]{};
+            QVERIFY(read(terminal, written, sizeof written - 1) > 0);
+            QCOMPARE(QByteArray(written).split('\r').last(), whole.left(columns - 1) + "\x1b[K");
+            close(terminal);
+            close(slave);
+        }
+    }
+
     void tellsTheSystemLog() {
         QDir().mkpath("/run/systemd/journal");
         const sockaddr_un places[]{{AF_UNIX, "/dev/log"},
@@ -263,7 +283,8 @@ private Q_SLOTS:
                 QSKIP("this computer has a system log of its own");
             const int log = socket(AF_UNIX, SOCK_DGRAM, 0);
             QVERIFY(bind(log, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0);
-            run(taken == &told ? "\"$0\" one 2>stream" : "\"$0\" one 2>&1 | cat");
+            run(taken == &told ? "\"$0\" one 2>stream; \"$0\" one 2>/dev/full"
+                               : "\"$0\" one 2>&1 | cat");
             char line[2000];
             for (ssize_t size = 0; (size = recv(log, line, sizeof line, MSG_DONTWAIT)) > 0;)
                 *taken += QString::fromUtf8(line, size) + '\n';
@@ -287,10 +308,12 @@ private Q_SLOTS:
             "*\n"
             "REHOME_EVENT=created\nREHOME_GUID=\\1\nREHOME_STORE=\\3\nREHOME_RUN=\\2\n");
         QVERIFY2(fields.match(records).hasMatch(), qPrintable(records));
-        const QString listed = ".*: listed 4 mailboxes of t; 4 mailbox stores on 2 servers\n";
-        const QString moves = ".*: u1@t \\{[-0-9A-F]{36}\\}: ";
-        const QRegularExpression all('^' + listed + moves + "dropped from CN=C,.*\n" + moves +
-                                     "created on CN=B,.*\n" + listed + '$');
+        const QString listed = "<13>.*: listed 4 mailboxes of t; 4 mailbox stores on 2 servers\n";
+        const QString user = ".*: u1@t \\{[-0-9A-F]{36}\\}: ", done = "<13>" + user,
+                      not_ = "<12>" + user + "not ";
+        const QRegularExpression all('^' + listed + done + "dropped from CN=C,.*\n" + done +
+                                     "created on CN=B,.*\n" + listed + listed + not_ +
+                                     "dropped: .*\n" + not_ + "created on .*\n");
         QVERIFY2(all.match(told).hasMatch(), qPrintable(told));
     }
 };

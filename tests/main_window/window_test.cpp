@@ -2,6 +2,7 @@
 #include "platform/text_case.h"
 #include "support/window_driver.h"
 #include "topology/domains.h"
+#include "topology/names.h"
 
 #include <QHeaderView>
 #include <QLabel>
@@ -274,6 +275,17 @@ private Q_SLOTS:
         const QStringList told = w.desktop.texts().mid(2);
         QVERIFY(told.at(0).endsWith("\r\n\r\n-> EX1:SG\\A\\\uFFFDB"));
         QCOMPARE(told.at(1), "No MailBox found in EX1:SG\\A\uFFFDB");
+        w.moveRow(4, "EX1:SG\\B");
+        QVERIFY(w.desktop.texts().at(4).contains("from \r\n-> EX1:SG\\A\uFFFDB\r\n"));
+        w.close();
+        QVERIFY(w.desktop.texts().last().contains("\uFFFD@t"));
+    }
+
+    /// A backslash escapes the comma behind it, be it escaped itself.
+    void namesAreTakenApart() {
+        for (const auto& [dn, name] : {std::pair("CN=A\\,B,CN=G,CN=I,CN=EX1,CN=S", "EX1:G\\A,B"),
+                                       {"CN=A\\\\,CN=G,CN=I,CN=EX1,CN=S,DC=t", "S:I\\A,CN=G"}})
+            QCOMPARE(topology::StoreFullNameFromDN(dn), name);
     }
 
     /// Three in a row that the directory gave no warning of; everybody else keeps the mailbox.

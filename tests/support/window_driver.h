@@ -86,8 +86,10 @@ struct WindowOver : Over {
             auto* timer = dialog ? dialog->findChild<QTimer*>("tmrElapsed") : nullptr;
             if (!timer)
                 return;
-            if (timer->interval() > 0)
+            if (const int interval = timer->interval()) {
                 timer->setInterval(0);
+                QCOMPARE(interval, 1000);
+            }
             meanwhile(*dialog);
         });
         driver.start(0);

@@ -330,11 +330,13 @@ private Q_SLOTS:
         QCOMPARE(first.log.count('m') + second.log.count('m'), 2);
     }
     void pagesThroughMoreThanAServerSendsAtOnce() {
-        const auto answer = [](const Request& asked) {
+        Server other{{}};
+        const QByteArray elsewhere = other.uri.toUtf8() + "/DC=other";
+        const auto answer = [&](const Request& asked) {
             const int first = asked.first(), last = qMin(first + 1000, 2500);
             for (const QByteArray& name : numbered(first, last))
                 asked.entry(name, "cn", {name});
-            asked.send("{it{s}}", LDAP_RES_SEARCH_REFERENCE, "ldap://other.test/DC=other");
+            asked.send("{it{s}}", LDAP_RES_SEARCH_REFERENCE, elsewhere.data());
             if (!asked.paged())
                 return asked.result(LDAP_SIZELIMIT_EXCEEDED);
             asked.page(last < 2500 ? "=" + QByteArray::number(last) : "");
@@ -345,6 +347,10 @@ private Q_SLOTS:
         QCOMPARE(found.size(), 2500);
         QCOMPARE(found.removeDuplicates(), 0);
         QCOMPARE(server.requests, 3);
+        QCOMPARE(other.log, "br"); // its own session's: no referral was followed
+        Server endless{[](const Request& asked) { asked.entry("CN=x", "cn", {"x"}); }};
+        QVERIFY(endless.session->search({"CN=x", engine::Scope::Subtree, "(a=*)", {"cn"}})->next());
+        QTRY_VERIFY(endless.log.endsWith('a')); // nobody reads on
         Server lost{[&](const Request& asked) {
             answer(asked);
             if (asked.first() == 1000)
@@ -573,6 +579,11 @@ private Q_SLOTS:
                 {{"c", 3268, 20, 100}, {"a", 389, 10, 90}, {"b", 389, 0, 0}, {"d", 389, 10, 0}},
                 chance),
             (QList<QStringList>{{"ldap://b"}, {"ldap://a", "ldap://d"}, {"ldap://c:3268"}}));
+        int heavy = 0; // nine times of ten it comes first
+        for (int i = 0; i < 1000; ++i)
+            heavy +=
+                ldap::inOrder({{"a", 389, 0, 10}, {"b", 389, 0, 90}}, chance)[0][0].endsWith('b');
+        QVERIFY(heavy > 850 && heavy < 950);
     }
 };
 
