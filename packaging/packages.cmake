@@ -58,8 +58,10 @@ snapshot of a directory to rehearse on.")
 set(CPACK_DEBIAN_COMMON_PACKAGE_NAME rehome-common)
 set(CPACK_DEBIAN_COMMON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_COMMON_PACKAGE_SHLIBDEPS OFF)
-set(CPACK_DEBIAN_COMMON_DESCRIPTION "mailbox recovery: the icon and the guide
-What the packages of Rehome share: the icon and the administrator's guide.")
+set(CPACK_DEBIAN_COMMON_DESCRIPTION
+    "mailbox recovery: the icon and the guide
+What the packages of Rehome share: the icon and the administrator's guide,
+with its pages on messages, permissions and reference.")
 
 # Debian's documents of a package.
 configure_file(changelog.Debian.in changelog.Debian @ONLY)

@@ -44,11 +44,16 @@ for package in "$work"/packages/*.deb; do
 done
 check "the files" diff tests/packaging/files \
     <(cd "$root" && find . ! -type d ! -path '*/pictures/*' | LC_ALL=C sort)
-guide=$root/usr/share/doc/rehome-common/guide.html
-check "the guide" grep "<h1>Administrator" "$guide"
-while read -r picture; do
-    check "the guide's $picture" test -s "${guide%/*}/$picture"
-done < <(sed -n 's/.*<img src="\([^"]*\)".*/\1/p' "$guide")
+documents=$root/usr/share/doc/rehome-common
+check "the guide" grep '<h1 id="administrators-guide">Administrator' "$documents/guide.html"
+anchored() { grep -F " id=\"${1#*#}\"" "$documents/${1%%#*}"; }
+while IFS=: read -r page link; do
+    link=${link#*\"}
+    case $link in
+    *#*) check "the link $link in $page" anchored "${link/#\#/$page#}" ;;
+    *) check "the link $link in $page" test -s "$documents/$link" ;;
+    esac
+done < <(cd "$documents" && grep -oE '(href|src)="[^":]*' -- *.html)
 check "lintian" lintian --fail-on error,warning "$work"/packages/*.deb
 depends() { dpkg-deb -f "$work/packages/$1"_*.deb Depends | grep -F "$2"; }
 while read -r package needs; do
