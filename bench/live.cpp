@@ -3,7 +3,9 @@
 // somebody has, is left alone.
 
 #include "app/composition.h"
+#include "app/unlisted_line.h"
 
+#include "listing/unlisted.h"
 #include "platform/http/directory_only_opener.h"
 #include "platform/ldap/host_network.h"
 #include "platform/ldap/ldap_engine.h"
@@ -26,6 +28,10 @@ int main(int argc, char** argv) {
             ldap::LdapProbe probe(network, settings.interruption, std::chrono::seconds(3),
                                   given ? quint16(port) : ldap::LdapProbe::EndpointMapper);
             http::DirectoryOnlyOpener opener(application.journal());
+            app::logUnlisted(application, [] {
+                ldap::LdapEngine own; // the other one is the first thread's alone
+                return listing::unlistedSummary(*own.openSession());
+            });
             return app::runTool(application, {engine, probe, opener, network}, title);
         });
 }

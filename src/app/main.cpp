@@ -1,6 +1,8 @@
 #include "app/command_line.h"
 #include "app/composition.h"
+#include "app/unlisted_line.h"
 
+#include "listing/unlisted.h"
 #include "platform/http/directory_only_opener.h"
 #include "platform/http/http_opener.h"
 #include "platform/ldap/host_network.h"
@@ -35,6 +37,10 @@ int work(app::Application& application, const QString& title) {
     ldap::LdapProbe probe(network, settings.interruption);
     http::DirectoryOnlyOpener directoryOnly(application.journal());
     http::HttpOpener opener(directoryOnly, {}, settings.interruption);
+    app::logUnlisted(application, [] {
+        ldap::LdapEngine own; // the other one is the first thread's alone
+        return listing::unlistedSummary(*own.openSession());
+    });
     return app::runTool(application, {engine, probe, opener, network}, title);
 }
 

@@ -1,6 +1,7 @@
 #include "companions/census.h"
 
 #include "listing/mailbox_reader.h"
+#include "listing/unlisted.h"
 #include "platform/engine/escape.h"
 #include "platform/error.h"
 #include "platform/text_case.h"
@@ -84,15 +85,13 @@ People readPeople(engine::Session& session, const QString& context) {
         return listing::isSystemObject(user.distinguishedName.toUtf8());
     };
     People people;
-    for (engine::Entry& user : find(session, context, listing::mailboxFilter(), attributes)) {
-        auto& kind = isOfStore(user)                    ? people.stores
-                     : user.values(u"mail"_s).isEmpty() ? people.unlisted
-                                                        : people.listed;
-        kind.push_back(std::move(user));
-    }
+    for (engine::Entry& user : find(session, context, listing::mailboxFilter(), attributes))
+        if (!user.values(u"mail"_s).isEmpty())
+            (isOfStore(user) ? people.stores : people.listed).push_back(std::move(user));
     const QString others =
-        u"(&(!%1)(|(homeMDB=*)(msExchHomeServerName=*)(&(objectCategory=person)(objectClass=user)"
-        "(|(mail=*)(proxyAddresses=*)))))"_s.arg(listing::mailboxFilter());
+        u"(|%1(&(objectCategory=person)(objectClass=user)"
+        "(|(mail=*)(proxyAddresses=*))(!(|(homeMDB=*)(msExchHomeServerName=*)))))"_s.arg(
+            listing::unlistedFilter());
     for (engine::Entry& user : find(session, context, others, attributes)) {
         const bool hasHome = !user.values(u"homeMDB"_s).isEmpty() ||
                              !user.values(u"msExchHomeServerName"_s).isEmpty();

@@ -2,6 +2,7 @@
 #include "app/command_line.h"
 #include "app/composition.h"
 #include "app/progress_observer.h"
+#include "app/unlisted_line.h"
 #include "platform/waiting.h"
 #include "support/window_driver.h"
 
@@ -118,6 +119,11 @@ int child(int argc, char** argv) {
                     button->click();
             });
             answer.start(10);
+            if (what == "uncounted") {
+                app::logUnlisted(application, []() -> QString { throw Error("it failed"); });
+                QTest::qWait(200);
+                return 0;
+            }
             return what == "tick" || what == "event" ? fail(application, what == "tick")
                                                      : move(application, what);
         });
@@ -166,6 +172,8 @@ private Q_SLOTS:
               {"one 2>stream; " REHOME_RECORDS " stream",
                "1\n.*\nu1@t \\{[^\n]*: from EX2:SG\\\\C to EX1:SG\\\\B: moved; not opened; address "
                "not checked\nstream:"},
+              {"uncounted 2>stream",
+               "0\nstream:\n.* not listed: could not be counted: it failed\n"},
               {"terminate 2>stream", "134\n.* error.*: it failed\n.* summary: .*; not opened"}}) {
             const QString seen = run(QString("exec 3>&1; \"$0\" ") + command);
             const QRegularExpression expected("(?s)^status " + pattern);
