@@ -47,7 +47,7 @@ Exchange readExchange(engine::Session& session, engine::ExchangeProbe& probe,
     exchange.domain = root.text(request.attributes[0]);
     exchange.configuration = root.text(request.attributes[1]);
     if (exchange.domain.isEmpty() || exchange.configuration.isEmpty())
-        throw Error(u"The server does not name its contexts: it is no domain controller."_s);
+        throw Error(u"The server has no naming contexts: it is not a domain controller."_s);
     const auto ofClass = [&](const QString& name, const QStringList& attributes) {
         return find(session, exchange.configuration, u"(objectClass=%1)"_s.arg(name), attributes);
     };
@@ -58,20 +58,21 @@ Exchange readExchange(engine::Session& session, engine::ExchangeProbe& probe,
     for (const engine::Entry& server : exchange.servers) {
         const QString& name = server.distinguishedName;
         if (server.text(u"name"_s).isEmpty())
-            throw Error(u"The server %1 has no name."_s.arg(name));
+            throw Error(u"The Exchange server %1 has no name."_s.arg(name));
         exchange.serverNames.insert(nameKey(name), name);
         if (const QString legacy = server.text(u"legacyExchangeDN"_s); !legacy.isEmpty())
             exchange.serverNames.insert(platform::upperCase(legacy), name);
     }
     if (!exchange.servers.empty() && exchange.stores.empty())
-        throw Error(u"No mailbox store was found: you have no permission to read them."_s);
+        throw Error(u"No mailbox store was found: you have no permission to read them (guide, "
+                    "\"Permissions\")."_s);
     probe.beginChecks(exchange.servers);
     for (const engine::Entry& server : exchange.servers) {
         try {
             if (server.text(u"name"_s) != localServer)
                 probe.checkServer(server);
         } catch (const Error& error) {
-            exchange.lost.insert(nameKey(server.distinguishedName), error.description());
+            exchange.unresponsive.insert(nameKey(server.distinguishedName), error.description());
         }
     }
     return exchange;
@@ -109,6 +110,15 @@ QString homeServer(const Exchange& exchange, const engine::Entry& user) {
     }
     const QString server = engine::parentName(home, LevelsOfStore);
     return exchange.serverNames.value(nameKey(server), server);
+}
+
+QString serverName(const QString& server) {
+    return server.startsWith(u'/') ? server.section(u"/CN="_s, -1) : engine::firstValue(server);
+}
+
+QString nameOf(const engine::Entry& user) {
+    const QString name = user.text(u"displayName"_s);
+    return name.isEmpty() ? user.distinguishedName : name;
 }
 
 Census census(const Exchange& exchange, const People& people, const QString& context,

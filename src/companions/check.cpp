@@ -70,9 +70,10 @@ int check(const Source& source) {
     checkServers(report, exchange, source.localHint);
     checkUsers(report, exchange, people);
     const qsizetype onLost = checkWhereabouts(report, exchange, people, others);
-    report.remark({u"%1 mailboxes were looked at, %2 of them on lost servers; findings: %3"_s.arg(
-        QString::number(people.listed.size()), QString::number(onLost),
-        QString::number(report.findings()))});
+    report.remark(
+        {u"%1 mailboxes are listed, %2 of them on servers that did not respond or were removed; findings: %3"_s
+             .arg(QString::number(people.listed.size()), QString::number(onLost),
+                  QString::number(report.findings()))});
     if (report.hasRemedies())
         report.remark({u"Next: complete the LDIF above in a file, then: ldapmodify -QY GSSAPI -f "
                        "FILE, and rehome-check again"_s});

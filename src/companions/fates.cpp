@@ -1,6 +1,5 @@
 #include "companions/fates.h"
 
-#include "platform/error.h"
 #include "platform/guid.h"
 #include "topology/names.h"
 
@@ -121,14 +120,6 @@ std::vector<Fate> fatesOf(const std::vector<journal::RecoveryFile>& files) {
     return reader.finish();
 }
 
-QString storeName(const QString& distinguishedName) {
-    try {
-        return topology::StoreFullNameFromDN(distinguishedName);
-    } catch (const Error&) {
-        return distinguishedName;
-    }
-}
-
 QString comparison(const Fate& fate, const std::optional<engine::Entry>& user) {
     if (!user)
         return u"not found"_s;
@@ -140,14 +131,14 @@ QString comparison(const Fate& fate, const std::optional<engine::Entry>& user) {
         return u"as before"_s;
     if (home.isEmpty() && server.isEmpty())
         return u"without a mailbox"_s;
-    const QString serverOfHome = storeName(home).section(u':', 0, 0);
+    const QString serverOfHome = topology::shownStoreName(home).section(u':', 0, 0);
     if (home.isEmpty() || server.isEmpty() ||
         server.section(u"/cn="_s, -1, -1, QString::SectionCaseInsensitiveSeps)
                 .compare(serverOfHome, Qt::CaseInsensitive) != 0)
         return u"half"_s;
     if (!fate.to.isEmpty() && home.compare(fate.to, Qt::CaseInsensitive) == 0)
         return AsAfter;
-    return u"changed since, on %1"_s.arg(storeName(home));
+    return u"changed since, on %1"_s.arg(topology::shownStoreName(home));
 }
 
 } // namespace rehome::companions

@@ -29,9 +29,6 @@ struct Fate {
 /// Each mailbox that a move was tried on, or that was recorded. `files` are in the order of time.
 std::vector<Fate> fatesOf(const std::vector<journal::RecoveryFile>& files);
 
-/// The store's full name; the distinguished name itself if it has too few components.
-QString storeName(const QString& distinguishedName);
-
 /// How the user at one domain controller compares with the run, in a few words: "as after" it, "as
 /// before", "without a mailbox" and so on. None: the domain controller does not find the user.
 QString comparison(const Fate& fate, const std::optional<engine::Entry>& user);

@@ -5,6 +5,7 @@
 #include "platform/guid.h"
 #include "platform/ldap/ldap_engine.h"
 #include "platform/ldap/server_location.h"
+#include "topology/names.h"
 
 #include <cstdlib>
 #include <limits>
@@ -88,9 +89,9 @@ bool tellStates(const std::vector<Fate>& fates, const std::vector<Answers>& answ
         const Fate& fate = fates[i];
         QString line = fate.mailbox + u':';
         if (!fate.from.isEmpty())
-            line += u" from "_s + storeName(fate.from);
+            line += u" from "_s + topology::shownStoreName(fate.from);
         if (!fate.to.isEmpty())
-            line += u" to "_s + storeName(fate.to);
+            line += u" to "_s + topology::shownStoreName(fate.to);
         line += u": "_s + fate.state.text();
         well = well && fate.state.isWell();
         if (!answers.empty()) {
@@ -107,7 +108,8 @@ bool tellStates(const std::vector<Fate>& fates, const std::vector<Answers>& answ
 void tellOld(const std::vector<Fate>& fates) {
     for (const Fate& fate : fates) {
         const QByteArray guid = fate.recorded(u"msExchMailboxGuid"_s).value(0);
-        QStringList columns{fate.address(), u"no mailbox GUID"_s, u"-"_s, storeName(fate.from)};
+        QStringList columns{fate.address(), u"no mailbox GUID"_s, u"-"_s,
+                            topology::shownStoreName(fate.from)};
         if (guid.size() == 16) {
             columns[1] = platform::guidFromOctets(guid).toString().toUpper();
             columns[2] = u"(msExchMailboxGuid=\\"_s + QString::fromLatin1(guid.toHex('\\')) + u')';

@@ -64,13 +64,6 @@ QString homeOf(adsi::IADsUser& user) {
     }
 }
 
-/// As the list shows a store.
-QString fullName(const QString& store) {
-    return topology::MakeStoreFullName(topology::GetServerFromDN(store),
-                                       topology::GetGroupFromDN(store),
-                                       topology::GetStoreFromDN(store));
-}
-
 } // namespace
 
 bool MailboxUser::initFromRS(const adsi::RecordSet& rs, const QString& SourceStore,
@@ -208,7 +201,7 @@ QString MailboxUser::stateAfterFailure(const QString& newHomeMDB) const {
 void MailboxUser::requireListedHome(adsi::IADsUser& user) const {
     const QString home = homeOf(user);
     const bool listed = m_sourceStoreDN.isEmpty()
-                            ? fullName(home) == m_sourceStore
+                            ? topology::StoreFullNameFromDN(home) == m_sourceStore
                             : platform::areSameInCapitals(home, m_sourceStoreDN);
     if (!home.isEmpty() && !listed)
         throw Error(m_platform.Changes.homeIsAnother(m_guid, GetMail(), home,

@@ -66,6 +66,14 @@ QString StoreFullNameFromDN(const QString& dn) {
     return MakeStoreFullName(GetServerFromDN(dn), GetGroupFromDN(dn), GetStoreFromDN(dn));
 }
 
+QString shownStoreName(const QString& dn) {
+    try {
+        return StoreFullNameFromDN(dn);
+    } catch (const Error&) {
+        return dn;
+    }
+}
+
 bool isRecoveryBaseName(const QString& baseName) {
     return baseName.startsWith(u'R');
 }

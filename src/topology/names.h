@@ -28,6 +28,9 @@ QString MakeStoreFullName(const QString& server, const QString& group, const QSt
 /// components.
 QString StoreFullNameFromDN(const QString& dn);
 
+/// The same to show to a person; the name itself if it has too few components.
+QString shownStoreName(const QString& dn);
+
 /// True for the base name of a recovery storage group: `msExchESEParamBaseName`, the prefix of its
 /// transaction logs, begins with a capital R.
 bool isRecoveryBaseName(const QString& baseName);

@@ -96,7 +96,7 @@ def tour(desktop, program, snapshot, check):
            "msExchHomeServerName: /cn=EXDOWN\n-\nreplace: homeMDB\nhomeMDB: CN=Mailbox Store,CN=First Storage "
            f"Group,CN=InformationStore,{lost}")
     subprocess.run(["ldapdelete", "-QrNY", "GSSAPI", lost], check=True)
-    remedy = checks(1, "EXDOWN was removed from the directory, and 1 of its users have no home store")
+    remedy = checks(1, "EXDOWN was removed from the directory, and 1 of its users have no homeMDB")
     subprocess.run(["ldapmodify", "-QNY", "GSSAPI"], check=True, text=True, stdout=subprocess.DEVNULL,
                    input=remedy.replace("homeMDB ??? (the empty store)", "homeMDB: " + main.mailbox.home))
     checks(0, "; writable; synchronised; its clock is ")
