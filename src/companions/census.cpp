@@ -40,7 +40,8 @@ QString nameKey(const QString& distinguishedName) {
 Exchange readExchange(engine::Session& session, engine::ExchangeProbe& probe,
                       const QString& localServer) {
     engine::SearchRequest request;
-    request.attributes = QStringList{u"defaultNamingContext"_s, u"configurationNamingContext"_s};
+    request.attributes = QStringList{u"defaultNamingContext"_s, u"configurationNamingContext"_s,
+                                     u"forestFunctionality"_s};
     const auto root = session.search(request)->next().value_or(engine::Entry());
     Exchange exchange;
     exchange.local = localServer;
@@ -54,6 +55,10 @@ Exchange readExchange(engine::Session& session, engine::ExchangeProbe& probe,
     exchange.servers = ofClass(u"msExchExchangeServer"_s,
                                QStringList{u"name"_s, u"legacyExchangeDN"_s} + probe.attributes());
     exchange.groups = ofClass(u"msExchStorageGroup"_s, {u"msExchESEParamBaseName"_s});
+    exchange.forestLevel = root.text(request.attributes[2]).toInt();
+    exchange.mailboxPolicies =
+        find(session, exchange.configuration, u"(&(cn=Mailbox Enable User)(purportedSearch=*))"_s,
+             {u"purportedSearch"_s});
     exchange.stores = ofClass(u"msExchPrivateMDB"_s, {u"homeMDBBL"_s});
     for (const engine::Entry& server : exchange.servers) {
         const QString& name = server.distinguishedName;

@@ -21,6 +21,9 @@ struct Exchange {
     QString configuration; ///< the naming context of the configuration
     QString local;         ///< the local server's name
     std::vector<engine::Entry> servers, groups, stores;
+    int forestLevel = 0; ///< `forestFunctionality` ([MS-ADTS] 3.1.1.3.2.25)
+    /// The Recipient Update Service's "Mailbox Enable User" policies, with `purportedSearch`.
+    std::vector<engine::Entry> mailboxPolicies;
     /// Why a server did not respond, by nameKey. One check of a few seconds cannot tell whether the
     /// server is lost.
     QHash<QString, QString> unresponsive;

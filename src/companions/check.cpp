@@ -1,5 +1,6 @@
 // rehome-check: says beforehand what would stop the list of mailboxes or a move, and who is where.
 #include "companions/checks.h"
+#include "companions/client_settings.h"
 #include "companions/console.h"
 #include "companions/controllers.h"
 #include "platform/blocking_call.h"
@@ -68,6 +69,7 @@ int check(const Source& source) {
 
     Report report;
     checkServers(report, exchange, source.localHint);
+    checkRecipientUpdateService(report, exchange);
     checkUsers(report, exchange, people);
     const qsizetype onLost = checkWhereabouts(report, exchange, people, others);
     report.remark(
@@ -109,6 +111,9 @@ void tellControllers() {
 }
 
 int checkDirectory(bool controllerOnly) {
+    if (!controllerOnly)
+        for (const QString& remark : clientSettingRemarks())
+            Report().remark({remark});
     ldap::LdapEngine engine;
     const auto session = engine.openSession();
     engine::SearchRequest request;

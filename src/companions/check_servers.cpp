@@ -91,4 +91,24 @@ void checkServers(Report& report, const Exchange& exchange, const QString& local
     }
 }
 
+void checkRecipientUpdateService(Report& report, const Exchange& exchange) {
+    constexpr int LinkedValueReplication = 2; // Windows Server 2003
+    if (exchange.forestLevel < LinkedValueReplication)
+        return;
+    for (const engine::Entry& policy : exchange.mailboxPolicies) {
+        const QString filter = policy.text(u"purportedSearch"_s);
+        // As Exchange sets it up, it matches users with any one of three attributes.
+        if (!filter.contains("(|"_L1) ||
+            !filter.contains("msExchHomeServerName"_L1, Qt::CaseInsensitive))
+            continue;
+        report.remark(
+            {u"The Recipient Update Service may give a moved user another store of the same server "
+             "(Microsoft KB 903291): homeMDB replicates after the other attributes, and the filter "
+             "purportedSearch of %1 matches users without homeMDB: %2"_s.arg(
+                 policy.distinguishedName, filter),
+             u"After the run, wait for replication, and compare with rehome-records --now."_s});
+        report.blank();
+    }
+}
+
 } // namespace rehome::companions

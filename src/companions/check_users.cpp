@@ -78,7 +78,7 @@ void checkHomeless(Report& report, const Exchange& exchange, const QString& serv
              exchange.local),
          u"2. Save the LDIF below as gone.ldif. Apply it with the store's distinguished name:"_s,
          u"   export STORE='CN=STORE,CN=GROUP,CN=InformationStore,…'"_s,
-         u"   awk '/^homeMDB [?]/ { $0 = \"homeMDB: \" ENVIRON[\"STORE\"] } 1' gone.ldif | "
+         u"   awk '/the empty store[)]$/ { $0 = \"homeMDB: \" ENVIRON[\"STORE\"] } 1' gone.ldif | "
          "ldapmodify -QY GSSAPI"_s,
          u"3. In Rehome, press Refresh. Choose \"Mailboxes from store\" and that store. Move the "
          "mailboxes to another store of %1."_s.arg(exchange.local)});

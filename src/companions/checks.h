@@ -10,6 +10,9 @@ namespace rehome::companions {
 /// Reports what stops the list, or every move. `localHint` says how another local server is chosen.
 void checkServers(Report& report, const Exchange& exchange, const QString& localHint);
 
+/// Reports if Exchange may give a moved user another mailbox store at some domain controllers.
+void checkRecipientUpdateService(Report& report, const Exchange& exchange);
+
 /// Reports what stops the list, or the move of a single user.
 void checkUsers(Report& report, const Exchange& exchange, const People& people);
 

@@ -57,6 +57,9 @@ CASES = [
     ("homeMDB: .*CN=EX2,CN=Servers,.*\n", "", "25 users of the Exchange server EX2 have no homeMDB", 1),
     ("dn:(: Q049VmVy| .*CN=EX3,CN=Servers,)(?:.+\n)*\n|homeMDB:(: Q049VmVy| .*CN=EX3,CN=Servers,).*\n", "",
      "EX3 was removed from the directory, and 24 of its users have no homeMDB", 1),
+    ("(?s)(\ndn:\n)(.*)\\Z", f"\\1forestFunctionality: 2\n\\2\ndn: CN=Mailbox Enable User,CN=Configuration,"
+     f"{CONTEXT}\nobjectClass: x\ncn: Mailbox Enable User\npurportedSearch: (&(mailNickname=*)"
+     "(|(homeMDB=*)(msExchHomeServerName=*)))\n", "may give a moved user another store", 0),
     (ABOVE, CHILD, "child.nordwind.example could not be read", 1),
     (ABOVE, CHILD, "findings: 0", 0, CHILDREN),
     (ABOVE, CHILD,
@@ -80,4 +83,17 @@ for pattern, replacement, told, status, *others in CASES:
             or status < 2 and takes != ["???" not in done.stdout, True]):
         failed = True
         print(f"FAILED: {pattern!r}: {done.returncode} {takes}\n{done.stdout}")
+# What is told of the client's settings, on the way to a domain controller that does not respond.
+for kerberos, ldap, told in (
+        ("false", {}, []), ("true", {}, ["dns_canonicalize_hostname"]),
+        ("fallback", {"LDAPTLS_REQCERT": "allow", "LDAPSASL_SECPROPS": "maxssf=1"},
+         ["dns_canonicalize_hostname", "TLS_REQCERT", "SASL_SECPROPS"])):
+    with tempfile.NamedTemporaryFile("w") as file:
+        print(f"[libdefaults]\ndns_canonicalize_hostname = {kerberos}", file=file, flush=True)
+        done = subprocess.run([CHECK], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, env={
+            "LC_ALL": "C.UTF-8", "LDAPURI": "ldap://127.0.0.1:1", "KRB5_CONFIG": file.name, **ldap})
+    if done.returncode != 2 or any((word in done.stdout) != (word in told) for word in (
+            "dns_canonicalize_hostname", "TLS_REQCERT", "SASL_SECPROPS")):
+        failed = True
+        print(f"FAILED: {told}: {done.returncode}\n{done.stdout}")
 sys.exit(failed)
