@@ -1,6 +1,6 @@
 #include "companions/checks.h"
 
-#include "companions/console.h"
+#include "journal/shell_word.h"
 
 #include <QSet>
 
@@ -19,7 +19,7 @@ QString commandFor(const OtherDomain& other) {
         for (const engine::Entry& user : *kind)
             server = user.server;
     return u"LDAPURI=%1 rehome-check"_s.arg(server.isEmpty() ? u"ldap://HOST."_s + other.domain.name
-                                                             : shellWord(server));
+                                                             : journal::shellWord(server));
 }
 
 /// Returns why the list does not show a mailbox. Adds to `lacks` the attributes that must be set.

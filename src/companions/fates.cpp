@@ -80,19 +80,26 @@ void Reader::take(const journal::RecoveryFile& file) {
             fate.to = store;
         told[fate.mailbox] = number;
     }
+    // The process may have ended between a record and the response to the change.
+    const auto endsAt = [&](const Fate& fate, int record) {
+        if (told.value(fate.mailbox) < record)
+            m_states.takeInterrupted(fate.mailbox);
+    };
     for (const journal::FiledRecord& filed : file.Records) {
         if (filed.Half || !filed.Fault.isEmpty())
             continue;
         Fate& fate = reach(mailboxOf(filed.Record));
-        // The process ended between the record and the answer to the change.
-        if (told.value(fate.mailbox) < filed.Line)
-            m_states.takeInterrupted(fate.mailbox);
+        endsAt(fate, filed.Line);
         if (fate.record)
             continue;
         fate.record = filed.Record;
         if (const auto home = fate.recorded(u"homeMDB"_s); !home.isEmpty())
             fate.from = firstText(home);
     }
+    for (const journal::LaterChange& later : file.LaterChanges)
+        for (const Fate& fate : m_fates)
+            if (!later.Guid.isEmpty() && fate.guid == later.Guid)
+                endsAt(fate, later.Line);
 }
 
 std::vector<Fate> Reader::finish() {

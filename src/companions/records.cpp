@@ -1,6 +1,7 @@
 // rehome-records: says what became of each mailbox of one or more recovery files.
 #include "companions/console.h"
 #include "companions/fates.h"
+#include "platform/blocking_call.h"
 #include "platform/error.h"
 #include "platform/guid.h"
 #include "platform/ldap/ldap_engine.h"
@@ -9,6 +10,7 @@
 
 #include <cstdlib>
 #include <limits>
+#include <memory>
 #include <utility>
 
 using namespace rehome;
@@ -55,30 +57,47 @@ std::optional<engine::Entry> read(engine::Session& session, const QByteArray& gu
     }
 }
 
-/// Of each mailbox. Throws Error if no domain controller can be asked.
-std::vector<Answers> askAll(const std::vector<Fate>& fates) {
-    std::vector<Answers> answers(fates.size());
-    const QStringList servers = ldap::allServers();
-    qsizetype failures = 0;
-    for (const QString& server : servers) {
-        ldap::LdapSettings settings;
-        settings.servers = {{server}};
+struct ControllerAnswer {
+    QStringList said; ///< of each mailbox in order, as far as the domain controller responded
+    QString failure;
+};
+
+ControllerAnswer ask(const QString& server, const std::vector<Fate>& fates) {
+    ldap::LdapSettings settings;
+    settings.servers = {{server}};
+    ControllerAnswer answer;
+    try {
         ldap::LdapEngine engine(settings);
-        size_t next = 0;
-        try {
-            const auto session = engine.openSession();
-            for (; next < fates.size(); ++next)
-                add(answers[next], comparison(fates[next], read(*session, fates[next].guid)),
-                    server);
-        } catch (const Error& error) {
-            print(stderr, u"rehome-records: %1\n"_s.arg(error.description()));
-            ++failures;
-            for (; next < fates.size(); ++next)
-                add(answers[next], u"not known"_s, server);
-        }
+        const auto session = engine.openSession();
+        for (const Fate& fate : fates)
+            answer.said += comparison(fate, read(*session, fate.guid));
+    } catch (const Error& error) {
+        answer.failure = error.description();
     }
-    if (failures == servers.size())
-        throw Error(u"No domain controller could be asked."_s);
+    return answer;
+}
+
+/// Returns the answers about each mailbox. All domain controllers are asked at the same time, so
+/// only the slowest one costs time. Throws Error if none responds.
+std::vector<Answers> askAll(const std::vector<Fate>& fates) {
+    const auto shared = std::make_shared<const std::vector<Fate>>(fates);
+    std::vector<std::pair<QString, platform::BlockingCall<ControllerAnswer>>> calls;
+    for (const QString& server : ldap::allServers())
+        calls.emplace_back(server, [server, shared] { return ask(server, *shared); });
+    std::vector<Answers> answers(fates.size());
+    size_t failures = 0;
+    for (auto& [server, call] : calls) {
+        const auto answer = call.await(QDeadlineTimer(QDeadlineTimer::Forever), nullptr)
+                                .value_or(ControllerAnswer());
+        if (!answer.failure.isEmpty()) {
+            print(stderr, u"rehome-records: %1\n"_s.arg(answer.failure));
+            ++failures;
+        }
+        for (size_t i = 0; i < fates.size(); ++i)
+            add(answers[i], answer.said.value(qsizetype(i), u"not known"_s), server);
+    }
+    if (failures == calls.size())
+        throw Error(u"No domain controller responded."_s);
     return answers;
 }
 

@@ -1,5 +1,6 @@
 #include "journal/kept_journal.h"
 
+#include "journal/shell_word.h"
 #include "platform/error.h"
 #include "platform/guid.h"
 #include "platform/shown_text.h"
@@ -38,11 +39,6 @@ QString now() {
     return QString::fromLatin1(text.data()).insert(22, u':'); // +0100 is +01:00 in ISO 8601
 }
 
-/// As a POSIX shell takes it for one word.
-QString shellQuoted(QString text) {
-    return u'\'' + text.replace(u'\'', QStringLiteral("'\\''")) + u'\'';
-}
-
 QByteArray asComment(QByteArray ldif) {
     ldif.chop(1); // the last line feed
     return "# " + ldif.replace("\n", "\n# ") + '\n';
@@ -68,9 +64,8 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
             ? QByteArray()
             : "# as it was at " + platform::shownText(record.Server).toUtf8() + ":\n";
     // Blank lines around it keep a line that some library writes from becoming a part of it.
-    keep(known == m_records.constEnd()
-             ? '\n' + where + ldif + '\n'
-             : where + "# as it was before a later change:\n" + asComment(ldif),
+    keep(known == m_records.constEnd() ? '\n' + where + ldif + '\n'
+                                       : where + LaterRecord + '\n' + asComment(ldif),
          record.Guid);
     m_records.insert(record.Guid, ldif);
 }
@@ -101,8 +96,8 @@ QStringList KeptJournal::RestoreSteps(const QByteArray& guid, const QString& ser
     QString file = m_stream.fileName();
     if (file.isEmpty()) {
         file = QStringLiteral("recovery-%1.ldif").arg(getpid());
-        steps += m_logged ? QStringLiteral("journalctl -t rehome REHOME_EVENT=record "
-                                           "REHOME_RUN=%1 -o cat > %2")
+        steps += m_logged ? QStringLiteral("journalctl -t rehome _UID=$(id -u) "
+                                           "REHOME_EVENT=record REHOME_RUN=%1 -o cat > %2")
                                 .arg(m_run, file)
                           : QStringLiteral("(copy the record from the terminal into the file %1 "
                                            "first)")
@@ -110,10 +105,9 @@ QStringList KeptJournal::RestoreSteps(const QByteArray& guid, const QString& ser
     }
     // An undo at another domain controller may change nothing there, and is lost later.
     const QString where =
-        server.isEmpty() ? QString() : QStringLiteral("LDAPURI=%1 ").arg(shellQuoted(server));
-    steps +=
-        where + QStringLiteral("rehome-restore %1 '%2'")
-                    .arg(shellQuoted(file), platform::guidFromOctets(guid).toString().toUpper());
+        server.isEmpty() ? QString() : QStringLiteral("LDAPURI=%1 ").arg(shellWord(server));
+    steps += where + QStringLiteral("rehome-restore %1 '%2'")
+                         .arg(shellWord(file), platform::guidFromOctets(guid).toString().toUpper());
     return steps;
 }
 

@@ -24,8 +24,15 @@ struct FiledLine {
     LogLine Told;
 };
 
+/// A record that is a comment: the object was about to be changed again.
+struct LaterChange {
+    int Line = 0;    ///< the number of the line that names the object, from 1
+    QByteArray Guid; ///< the 16 bytes of the `objectGUID`; empty if the record names it otherwise
+};
+
 struct RecoveryFile {
     QList<FiledRecord> Records; ///< the active ones
+    QList<LaterChange> LaterChanges;
     QList<FiledLine> Lines;
 };
 
