@@ -51,7 +51,7 @@ Fate& Reader::reach(const QString& mailbox) {
     return m_fates.back();
 }
 
-/// As lines call it. A rehearsal's records have no GUID; the address tells whose they are.
+/// Returns the mailbox as log lines name it. A rehearsal's records have no GUID: compare addresses.
 QString Reader::mailboxOf(const platform::RecoveryRecord& record) const {
     const QString mail = firstText(valuesOf(record, u"mail"_s));
     if (!record.Guid.isEmpty())
@@ -63,7 +63,7 @@ QString Reader::mailboxOf(const platform::RecoveryRecord& record) const {
 }
 
 void Reader::take(const journal::RecoveryFile& file) {
-    QHash<QString, int> told; // the number of the last line about a mailbox
+    QHash<QString, int> lastLine; // about a mailbox, by its name in log lines
     for (const auto& [number, line] : file.Lines) {
         if (line.Mailbox.isEmpty())
             continue;
@@ -78,11 +78,11 @@ void Reader::take(const journal::RecoveryFile& file) {
             fate.from = store;
         else if (event != Event::Dropped && !store.isEmpty())
             fate.to = store;
-        told[fate.mailbox] = number;
+        lastLine[fate.mailbox] = number;
     }
     // The process may have ended between a record and the response to the change.
     const auto endsAt = [&](const Fate& fate, int record) {
-        if (told.value(fate.mailbox) < record)
+        if (lastLine.value(fate.mailbox) < record)
             m_states.takeInterrupted(fate.mailbox);
     };
     for (const journal::FiledRecord& filed : file.Records) {

@@ -1,4 +1,4 @@
-// rehome-records: says what became of each mailbox of one or more recovery files.
+// rehome-records: shows what became of each mailbox of one or more recovery files.
 #include "companions/console.h"
 #include "companions/fates.h"
 #include "platform/blocking_call.h"
@@ -21,16 +21,17 @@ namespace {
 
 const QString Usage =
     u"Usage: rehome-records [--now | --old] FILE...\n"
-    "Says what became of each mailbox of recovery files of rehome, one line each. Name the files "
-    "in the order of the runs. Nothing is changed.\n"
+    "Shows what became of each mailbox in recovery files of rehome, one line each. Name the files "
+    "in "
+    "the order of the runs. Changes nothing.\n"
     "  --now      also compare with the directory, on each domain controller\n"
     "  --old      show the address, the mailbox GUID, a filter for it and the old store instead\n"
     "  --help     show this help\n"
     "  --version  show the version\n"
     "Exit status: 0 each mailbox was moved and opened, and has its address; 1 something is left to "
-    "do; 2 a file could not be read, or no domain controller could be asked.\n"_s;
+    "do; 2 a file could not be read, or no domain controller responded.\n"_s;
 
-/// What the domain controllers say of a mailbox: the servers, by what they say.
+/// What the domain controllers say about one mailbox, each with those that say so.
 using Answers = std::vector<std::pair<QString, QStringList>>;
 
 void add(Answers& answers, const QString& said, const QString& server) {
@@ -101,7 +102,7 @@ std::vector<Answers> askAll(const std::vector<Fate>& fates) {
     return answers;
 }
 
-/// One line each; returns whether all is well.
+/// Prints one line each. Returns whether all is well.
 bool tellStates(const std::vector<Fate>& fates, const std::vector<Answers>& answers) {
     bool well = true;
     for (size_t i = 0; i < fates.size(); ++i) {
@@ -123,7 +124,7 @@ bool tellStates(const std::vector<Fate>& fates, const std::vector<Answers>& answ
     return well;
 }
 
-/// What those need who bring old contents back, parted by tabulators.
+/// Prints what is needed to bring old contents back, separated by tabs.
 void tellOld(const std::vector<Fate>& fates) {
     for (const Fate& fate : fates) {
         const QByteArray guid = fate.recorded(u"msExchMailboxGuid"_s).value(0);
@@ -145,7 +146,9 @@ int tell(const CommandLine& line) {
     for (const QString& path : line.operands) {
         files.push_back(journal::readRecoveryFile(path));
         if (files.back().Records.isEmpty() && files.back().Lines.isEmpty())
-            throw Error(u"\"%1\" is no recovery file of rehome."_s.arg(path));
+            throw Error(
+                u"\"%1\" is no recovery file of rehome: it has neither records nor log lines."_s
+                    .arg(path));
         for (const journal::FiledRecord& record : files.back().Records) {
             if (record.Fault.isEmpty() || record.Half)
                 continue;

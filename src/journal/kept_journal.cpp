@@ -28,8 +28,8 @@ bool toldOnce(Event event) {
            event == Event::NotOpened;
 }
 
-/// The local time with its offset. Qt's own is gone already when the process exits under a lost
-/// display.
+/// Returns the local time with its offset. Does not use Qt, whose static objects may be gone when
+/// the process exits after the display was lost.
 QString now() {
     const std::time_t seconds = std::time(nullptr);
     tm parts{};
@@ -63,7 +63,7 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
         record.Server.isEmpty()
             ? QByteArray()
             : "# as it was at " + platform::shownText(record.Server).toUtf8() + ":\n";
-    // Blank lines around it keep a line that some library writes from becoming a part of it.
+    // Blank lines part the record from lines that a library may write to the stream.
     keep(known == m_records.constEnd() ? '\n' + where + ldif + '\n'
                                        : where + LaterRecord + '\n' + asComment(ldif),
          record.Guid);
@@ -73,15 +73,14 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
 void KeptJournal::keep(const QByteArray& text, const QByteArray& guid) {
     m_progress.makeRoom();
     m_stream.keep(text);
-    // A rehearsal has nothing to lose.
+    // The system log is only needed for a live directory, and only without a file.
     if (!m_live || m_stream.isFile())
         return;
     m_logged = m_log->keep(text, fieldsOfRecord(guid) + runField());
     if (m_stream.keepsNothing() && !m_logged)
         throw Error(QStringLiteral("The recovery record would be lost: the standard error stream "
-                                   "is the null device, and no system log took it. Start the tool "
-                                   "from a terminal, with that stream in a file (2> "
-                                   "recovery.ldif)."));
+                                   "is the null device, and no system log took it. Exit and start "
+                                   "Rehome from a terminal: rehome 2> recovery.ldif"));
 }
 
 QList<QByteArray> KeptJournal::runField() const {
@@ -103,7 +102,8 @@ QStringList KeptJournal::RestoreSteps(const QByteArray& guid, const QString& ser
                                            "first)")
                                 .arg(file);
     }
-    // An undo at another domain controller may change nothing there, and is lost later.
+    // Another domain controller may not have the change yet: an undo there would do nothing, and
+    // the change would arrive afterwards.
     const QString where =
         server.isEmpty() ? QString() : QStringLiteral("LDAPURI=%1 ").arg(shellWord(server));
     steps += where + QStringLiteral("rehome-restore %1 '%2'")

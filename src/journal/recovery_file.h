@@ -18,7 +18,7 @@ struct FiledRecord {
     bool Half = false; ///< the writer marked it as written in part: nothing was changed after it
 };
 
-/// What happened, as a comment of the file tells it.
+/// A log line, which is a comment in the file.
 struct FiledLine {
     int Line = 0; ///< its number in the file, from 1
     LogLine Told;
