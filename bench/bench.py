@@ -61,7 +61,7 @@ class Bench:
         return Tool(self.programs / "rehome-bench-live", mailboxes=server.count,
                     LDAPURI=uri or server.uri, LDAPSASL_MECH="EXTERNAL",
                     REHOME_BENCH_PORT=str((mappers or self.mappers).port),
-                    REHOME_BENCH_USERS=organisation.USERS, **more)
+                    REHOME_BENCH_USERS=organisation.USERS, last=" not listed", **more)
 
 
     def directory(self, size):

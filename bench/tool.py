@@ -21,10 +21,11 @@ def alternate(rounds, *measures):
 class Tool:
     """One running program. Its standard error stream, which carries the records of the moves, is in
     memory, unless `record` names a file. `mailboxes` are what it must list, all of them online or
-    `online` of them. `within` begins the command that runs the program."""
+    `online` of them. `within` begins the command that runs the program. `last` is in the last line
+    that the start writes, perhaps after the list is painted: nothing is measured before it."""
 
     def __init__(self, program, *arguments, mailboxes=None, online=None, record=None, within=(),
-                 **environment):
+                 last="", **environment):
         self.record = os.memfd_create("record") if record is None else os.open(
             record, os.O_RDWR | os.O_CREAT | os.O_APPEND, 0o600)
         start = time.perf_counter()
@@ -34,6 +35,10 @@ class Tool:
                                                 **environment})
         self.first = self.answer()
         self.started = (time.perf_counter() - start) * 1000
+        while last.encode() not in os.pread(self.record, 1 << 20, 0):
+            if time.perf_counter() - start > 60:
+                sys.exit(f'The start has not written "{last}".')
+            time.sleep(0.01)
         self.rows = self.first["rows"]
         if mailboxes:
             expected = (mailboxes, mailboxes if online is None else online)

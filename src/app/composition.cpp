@@ -2,11 +2,13 @@
 
 #include "app/progress_observer.h"
 #include "app/trace.h"
+#include "listing/unlisted.h"
 #include "main_window/main_window.h"
 #include "main_window/screen_frame.h"
 
 #include <QThread>
 #include <QTime>
+#include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
@@ -82,6 +84,12 @@ int runWindow(Application& application, const Engines& engines, const QString& c
     main_window::ScreenFrame frame(window);
     window.Form_Load();
     frame.show();
+    QTimer::singleShot(0, &application, [&] {
+        if (!application.Ending()) // otherwise the window could not be loaded
+            platform::runHandler(application, [&] {
+                listing::logUnlisted(engines.directory, application.journal());
+            });
+    });
     return QApplication::exec();
 }
 

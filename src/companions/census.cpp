@@ -1,6 +1,7 @@
 #include "companions/census.h"
 
 #include "listing/mailbox_reader.h"
+#include "listing/unlisted.h"
 #include "platform/engine/escape.h"
 #include "platform/error.h"
 #include "platform/text_case.h"
@@ -39,38 +40,44 @@ QString nameKey(const QString& distinguishedName) {
 Exchange readExchange(engine::Session& session, engine::ExchangeProbe& probe,
                       const QString& localServer) {
     engine::SearchRequest request;
-    request.attributes = QStringList{u"defaultNamingContext"_s, u"configurationNamingContext"_s};
+    request.attributes = QStringList{u"defaultNamingContext"_s, u"configurationNamingContext"_s,
+                                     u"forestFunctionality"_s};
     const auto root = session.search(request)->next().value_or(engine::Entry());
     Exchange exchange;
     exchange.local = localServer;
     exchange.domain = root.text(request.attributes[0]);
     exchange.configuration = root.text(request.attributes[1]);
     if (exchange.domain.isEmpty() || exchange.configuration.isEmpty())
-        throw Error(u"The server does not name its contexts: it is no domain controller."_s);
+        throw Error(u"The server has no naming contexts: it is not a domain controller."_s);
     const auto ofClass = [&](const QString& name, const QStringList& attributes) {
         return find(session, exchange.configuration, u"(objectClass=%1)"_s.arg(name), attributes);
     };
     exchange.servers = ofClass(u"msExchExchangeServer"_s,
                                QStringList{u"name"_s, u"legacyExchangeDN"_s} + probe.attributes());
     exchange.groups = ofClass(u"msExchStorageGroup"_s, {u"msExchESEParamBaseName"_s});
+    exchange.forestLevel = root.text(request.attributes[2]).toInt();
+    exchange.mailboxPolicies =
+        find(session, exchange.configuration, u"(&(cn=Mailbox Enable User)(purportedSearch=*))"_s,
+             {u"purportedSearch"_s});
     exchange.stores = ofClass(u"msExchPrivateMDB"_s, {u"homeMDBBL"_s});
     for (const engine::Entry& server : exchange.servers) {
         const QString& name = server.distinguishedName;
         if (server.text(u"name"_s).isEmpty())
-            throw Error(u"The server %1 has no name."_s.arg(name));
+            throw Error(u"The Exchange server %1 has no name."_s.arg(name));
         exchange.serverNames.insert(nameKey(name), name);
         if (const QString legacy = server.text(u"legacyExchangeDN"_s); !legacy.isEmpty())
             exchange.serverNames.insert(platform::upperCase(legacy), name);
     }
     if (!exchange.servers.empty() && exchange.stores.empty())
-        throw Error(u"No mailbox store was found: you have no permission to read them."_s);
+        throw Error(u"No mailbox store was found: you have no permission to read them (guide, "
+                    "\"Permissions\")."_s);
     probe.beginChecks(exchange.servers);
     for (const engine::Entry& server : exchange.servers) {
         try {
             if (server.text(u"name"_s) != localServer)
                 probe.checkServer(server);
         } catch (const Error& error) {
-            exchange.lost.insert(nameKey(server.distinguishedName), error.description());
+            exchange.unresponsive.insert(nameKey(server.distinguishedName), error.description());
         }
     }
     return exchange;
@@ -84,15 +91,13 @@ People readPeople(engine::Session& session, const QString& context) {
         return listing::isSystemObject(user.distinguishedName.toUtf8());
     };
     People people;
-    for (engine::Entry& user : find(session, context, listing::mailboxFilter(), attributes)) {
-        auto& kind = isOfStore(user)                    ? people.stores
-                     : user.values(u"mail"_s).isEmpty() ? people.unlisted
-                                                        : people.listed;
-        kind.push_back(std::move(user));
-    }
+    for (engine::Entry& user : find(session, context, listing::mailboxFilter(), attributes))
+        if (!user.values(u"mail"_s).isEmpty())
+            (isOfStore(user) ? people.stores : people.listed).push_back(std::move(user));
     const QString others =
-        u"(&(!%1)(|(homeMDB=*)(msExchHomeServerName=*)(&(objectCategory=person)(objectClass=user)"
-        "(|(mail=*)(proxyAddresses=*)))))"_s.arg(listing::mailboxFilter());
+        u"(|%1(&(objectCategory=person)(objectClass=user)"
+        "(|(mail=*)(proxyAddresses=*))(!(|(homeMDB=*)(msExchHomeServerName=*)))))"_s.arg(
+            listing::unlistedFilter());
     for (engine::Entry& user : find(session, context, others, attributes)) {
         const bool hasHome = !user.values(u"homeMDB"_s).isEmpty() ||
                              !user.values(u"msExchHomeServerName"_s).isEmpty();
@@ -110,6 +115,15 @@ QString homeServer(const Exchange& exchange, const engine::Entry& user) {
     }
     const QString server = engine::parentName(home, LevelsOfStore);
     return exchange.serverNames.value(nameKey(server), server);
+}
+
+QString serverName(const QString& server) {
+    return server.startsWith(u'/') ? server.section(u"/CN="_s, -1) : engine::firstValue(server);
+}
+
+QString nameOf(const engine::Entry& user) {
+    const QString name = user.text(u"displayName"_s);
+    return name.isEmpty() ? user.distinguishedName : name;
 }
 
 Census census(const Exchange& exchange, const People& people, const QString& context,

@@ -1,5 +1,6 @@
-// rehome-check: says beforehand what would stop the list of mailboxes or a move, and who is where.
+// rehome-check: reports what would stop the list of mailboxes or a move, and where mailboxes are.
 #include "companions/checks.h"
+#include "companions/client_settings.h"
 #include "companions/console.h"
 #include "companions/controllers.h"
 #include "platform/blocking_call.h"
@@ -25,16 +26,18 @@ namespace {
 const QString Usage =
     u"Usage: rehome-check [SNAPSHOT...]\n"
     "       rehome-check --controller\n"
-    "Says what would stop Rehome's list of mailboxes or a move, each with its remedy as LDIF to be "
-    "completed, and who is where. A line that is still to be completed, such as \"displayName "
-    "???\", is refused by ldapmodify. Nothing is changed.\n"
-    "Without SNAPSHOT, the program asks the directory, which it finds as rehome does. SNAPSHOT is "
-    "a "
-    "file that rehome-snapshot took; further ones are of other domains of the same forest.\n"
-    "  --controller  print the domain controller that would be used, as an LDAP URI\n"
+    "Reports what would stop Rehome's list of mailboxes or a move, each with LDIF that fixes it, "
+    "and "
+    "how many mailboxes each server has. ldapmodify refuses a line that you have to complete, such "
+    "as \"displayName ???\". Changes nothing.\n"
+    "Without SNAPSHOT, the program reads the directory from the domain controller that rehome "
+    "would "
+    "use. SNAPSHOT is a file of rehome-snapshot; name those of other domains of the forest after "
+    "it.\n"
+    "  --controller  print the domain controller that rehome would use, as an LDAP URI\n"
     "  --help        show this help\n"
     "  --version     show the version\n"
-    "Exit status: 0 nothing was found; 1 something was found; 2 the program could not look.\n"_s;
+    "Exit status: 0 nothing was found; 1 something was found; 2 the data could not be read.\n"_s;
 
 /// Calls `read` with a session of another domain. Throws Error if there is none.
 using AskDomain = std::function<void(const topology::Domain& domain,
@@ -46,7 +49,7 @@ struct Source {
     platform::Network& network;
     AskDomain askDomain;
     QString localHint; ///< "%1": the servers' names
-    QString next;      ///< the command that comes next if nothing was found
+    QString next;      ///< the next command if nothing is to be fixed
 };
 
 int check(const Source& source) {
@@ -68,14 +71,17 @@ int check(const Source& source) {
 
     Report report;
     checkServers(report, exchange, source.localHint);
+    checkRecipientUpdateService(report, exchange);
     checkUsers(report, exchange, people);
     const qsizetype onLost = checkWhereabouts(report, exchange, people, others);
-    report.remark({u"%1 mailboxes were looked at, %2 of them on lost servers; findings: %3"_s.arg(
-        QString::number(people.listed.size()), QString::number(onLost),
-        QString::number(report.findings()))});
+    report.remark(
+        {u"%1 mailboxes are listed, %2 of them on servers that did not respond or were removed; findings: %3"_s
+             .arg(QString::number(people.listed.size()), QString::number(onLost),
+                  QString::number(report.findings()))});
     if (report.hasRemedies())
-        report.remark({u"Next: complete the LDIF above in a file, then: ldapmodify -QY GSSAPI -f "
-                       "FILE, and rehome-check again"_s});
+        report.remark(
+            {u"Next: complete the LDIF above in a file. Run ldapmodify -QY GSSAPI -f FILE, then "
+             "rehome-check again."_s});
     else
         report.remark({u"Next: "_s + source.next});
     return report.findings() > 0 ? EXIT_FAILURE : EXIT_SUCCESS;
@@ -96,8 +102,8 @@ QString stateOf(const QString& controller) {
     }
 }
 
-/// All are asked side by side: of several silent ones, each costs its limit.
-void tellControllers() {
+/// Connects to all at the same time, so that those that do not respond cost one time-out together.
+void reportControllers() {
     std::vector<std::pair<QString, platform::BlockingCall<QString>>> asked;
     for (const QString& controller : ldap::allServers())
         asked.emplace_back(controller, [controller] { return stateOf(controller); });
@@ -108,6 +114,9 @@ void tellControllers() {
 }
 
 int checkDirectory(bool controllerOnly) {
+    if (!controllerOnly)
+        for (const QString& remark : clientSettingRemarks())
+            Report().remark({remark});
     ldap::LdapEngine engine;
     const auto session = engine.openSession();
     engine::SearchRequest request;
@@ -117,7 +126,7 @@ int checkDirectory(bool controllerOnly) {
         print(stdout, root.value_or(engine::Entry()).server + u'\n');
         return EXIT_SUCCESS;
     }
-    tellControllers();
+    reportControllers();
     ldap::HostNetwork network;
     ldap::LdapProbe probe(network);
     const auto askDomain = [](const topology::Domain& domain, const auto& read) {
@@ -146,7 +155,7 @@ int checkSnapshots(const QStringList& paths) {
             if (nameKey(context) == nameKey(domain.context))
                 return read(*embedded::EmbeddedEngine(*organisation).openSession());
         }
-        throw Error(u"No snapshot of it was given."_s);
+        throw Error(u"no snapshot of it was given"_s);
     };
     return check({*engine.openSession(), probe, network, askDomain,
                   u"Name one of these servers in the attribute rehomeLocalServer of the snapshot's "

@@ -7,21 +7,24 @@
 
 namespace rehome::companions {
 
-/// What stops the list, or every move. `localHint` says how another local server is chosen.
+/// Reports what stops the list, or every move. `localHint` says how another local server is chosen.
 void checkServers(Report& report, const Exchange& exchange, const QString& localHint);
 
-/// What stops the list, or the move of a single user.
+/// Reports if Exchange may give a moved user another mailbox store at some domain controllers.
+void checkRecipientUpdateService(Report& report, const Exchange& exchange);
+
+/// Reports what stops the list, or the move of a single user.
 void checkUsers(Report& report, const Exchange& exchange, const People& people);
 
-/// Another domain of the forest, and what it holds or why it could not be asked.
+/// Another domain of the forest.
 struct OtherDomain {
     topology::Domain domain;
     People people;
-    QString failure; ///< empty if it could be asked
+    QString failure; ///< why it could not be read; empty if it could
 };
 
-/// Who is where, the lost servers first; a person on one of these who is not in the list is a
-/// finding. Returns the number of listed mailboxes on lost servers.
+/// Reports how many mailboxes each server has; those that do not respond come first. A person there
+/// who is not in the list is a finding. Returns the number of listed mailboxes there.
 qsizetype checkWhereabouts(Report& report, const Exchange& exchange, const People& people,
                            const std::vector<OtherDomain>& others);
 

@@ -5,7 +5,6 @@
 #include "platform/shown_text.h"
 
 #include <QCoreApplication>
-#include <QRegularExpression>
 
 #include <cstdlib>
 #include <optional>
@@ -64,13 +63,6 @@ QString ldifLine(const QString& name, const QByteArray& value) {
         text.toUtf8() == value && platform::shownText(text) == text && text == text.trimmed();
     return shows ? name + u": "_s + text + u'\n'
                  : name + u":: "_s + QString::fromLatin1(value.toBase64()) + u'\n';
-}
-
-QString shellWord(QString text) {
-    static const QRegularExpression plain(u"\\A[-A-Za-z0-9_@%+=:,./]+\\z"_s);
-    if (plain.match(text).hasMatch())
-        return text;
-    return u'\'' + text.replace(u'\'', "'\\''"_L1) + u'\'';
 }
 
 void runConsole(int argc, char** argv, const Program& program) {

@@ -18,9 +18,6 @@ void print(std::FILE* stream, const QString& text);
 /// not hold it.
 QString ldifLine(const QString& name, const QByteArray& value);
 
-/// As a POSIX shell takes it for one word.
-QString shellWord(QString text);
-
 /// The words of a command line, options and operands in any order; "--" ends the options.
 struct CommandLine {
     QStringList options;

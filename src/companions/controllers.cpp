@@ -35,7 +35,7 @@ QString controllerState(const engine::Entry& root, const QDateTime& now) {
     const QString synchronised = root.text(u"isSynchronized"_s);
     if (!synchronised.isEmpty())
         parts += synchronised == "TRUE"_L1 ? u"synchronised"_s
-                                           : u"NOT SYNCHRONISED: it can show what is out of date"_s;
+                                           : u"NOT SYNCHRONISED: its data may be out of date"_s;
     auto time = QDateTime::fromString(root.text(u"currentTime"_s).left(14), u"yyyyMMddHHmmss"_s);
     time.setTimeSpec(Qt::UTC);
     if (time.isValid())

@@ -8,11 +8,11 @@
 
 namespace rehome::companions {
 
-/// What is read of a domain controller's root object to say how it is.
+/// The attributes of a rootDSE that controllerState() uses.
 QStringList controllerAttributes();
 
-/// How a domain controller is by its root object, in a few words: version, whether it can be
-/// written to and is synchronised, and how far its clock is from `now`.
+/// Describes a domain controller from its rootDSE, in a few words: functional level, whether it is
+/// writable and synchronised, and how far its clock is from `now`.
 QString controllerState(const engine::Entry& root, const QDateTime& now);
 
 } // namespace rehome::companions

@@ -1,6 +1,5 @@
 #include "companions/fates.h"
 
-#include "platform/error.h"
 #include "platform/guid.h"
 #include "topology/names.h"
 
@@ -52,7 +51,7 @@ Fate& Reader::reach(const QString& mailbox) {
     return m_fates.back();
 }
 
-/// As lines call it. A rehearsal's records have no GUID; the address tells whose they are.
+/// Returns the mailbox as log lines name it. A rehearsal's records have no GUID: compare addresses.
 QString Reader::mailboxOf(const platform::RecoveryRecord& record) const {
     const QString mail = firstText(valuesOf(record, u"mail"_s));
     if (!record.Guid.isEmpty())
@@ -64,7 +63,7 @@ QString Reader::mailboxOf(const platform::RecoveryRecord& record) const {
 }
 
 void Reader::take(const journal::RecoveryFile& file) {
-    QHash<QString, int> told; // the number of the last line about a mailbox
+    QHash<QString, int> lastLine; // about a mailbox, by its name in log lines
     for (const auto& [number, line] : file.Lines) {
         if (line.Mailbox.isEmpty())
             continue;
@@ -79,21 +78,28 @@ void Reader::take(const journal::RecoveryFile& file) {
             fate.from = store;
         else if (event != Event::Dropped && !store.isEmpty())
             fate.to = store;
-        told[fate.mailbox] = number;
+        lastLine[fate.mailbox] = number;
     }
+    // The process may have ended between a record and the response to the change.
+    const auto endsAt = [&](const Fate& fate, int record) {
+        if (lastLine.value(fate.mailbox) < record)
+            m_states.takeInterrupted(fate.mailbox);
+    };
     for (const journal::FiledRecord& filed : file.Records) {
         if (filed.Half || !filed.Fault.isEmpty())
             continue;
         Fate& fate = reach(mailboxOf(filed.Record));
-        // The process ended between the record and the answer to the change.
-        if (told.value(fate.mailbox) < filed.Line)
-            m_states.takeInterrupted(fate.mailbox);
+        endsAt(fate, filed.Line);
         if (fate.record)
             continue;
         fate.record = filed.Record;
         if (const auto home = fate.recorded(u"homeMDB"_s); !home.isEmpty())
             fate.from = firstText(home);
     }
+    for (const journal::LaterChange& later : file.LaterChanges)
+        for (const Fate& fate : m_fates)
+            if (!later.Guid.isEmpty() && fate.guid == later.Guid)
+                endsAt(fate, later.Line);
 }
 
 std::vector<Fate> Reader::finish() {
@@ -121,14 +127,6 @@ std::vector<Fate> fatesOf(const std::vector<journal::RecoveryFile>& files) {
     return reader.finish();
 }
 
-QString storeName(const QString& distinguishedName) {
-    try {
-        return topology::StoreFullNameFromDN(distinguishedName);
-    } catch (const Error&) {
-        return distinguishedName;
-    }
-}
-
 QString comparison(const Fate& fate, const std::optional<engine::Entry>& user) {
     if (!user)
         return u"not found"_s;
@@ -140,14 +138,14 @@ QString comparison(const Fate& fate, const std::optional<engine::Entry>& user) {
         return u"as before"_s;
     if (home.isEmpty() && server.isEmpty())
         return u"without a mailbox"_s;
-    const QString serverOfHome = storeName(home).section(u':', 0, 0);
+    const QString serverOfHome = topology::shownStoreName(home).section(u':', 0, 0);
     if (home.isEmpty() || server.isEmpty() ||
         server.section(u"/cn="_s, -1, -1, QString::SectionCaseInsensitiveSeps)
                 .compare(serverOfHome, Qt::CaseInsensitive) != 0)
         return u"half"_s;
     if (!fate.to.isEmpty() && home.compare(fate.to, Qt::CaseInsensitive) == 0)
         return AsAfter;
-    return u"changed since, on %1"_s.arg(storeName(home));
+    return u"changed since, on %1"_s.arg(topology::shownStoreName(home));
 }
 
 } // namespace rehome::companions

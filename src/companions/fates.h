@@ -11,13 +11,13 @@
 
 namespace rehome::companions {
 
-/// What became of one mailbox, as recovery files tell it.
+/// What became of one mailbox, from recovery files.
 struct Fate {
     QString mailbox; ///< the address, and the `objectGUID` in braces; or what a record has of both
     QByteArray guid; ///< the 16 bytes of the `objectGUID`; empty if it is not known
     std::optional<platform::RecoveryRecord> record; ///< the first one: before all changes
     QString from; ///< the distinguished name of the store before all changes; empty if not known
-    QString to;   ///< of the one that it was created on last, or was to be
+    QString to;   ///< the one that it was created on last, or should have been
     journal::MoveStates::State state;
 
     /// The address alone; empty if it is not known.
@@ -26,17 +26,15 @@ struct Fate {
     QList<QByteArray> recorded(const QString& attribute) const;
 };
 
-/// Each mailbox that a move was tried on, or that was recorded. `files` are in the order of time.
+/// Returns each mailbox that a move was tried on, or that was recorded. `files` are in
+/// chronological order.
 std::vector<Fate> fatesOf(const std::vector<journal::RecoveryFile>& files);
 
-/// The store's full name; the distinguished name itself if it has too few components.
-QString storeName(const QString& distinguishedName);
-
-/// How the user at one domain controller compares with the run, in a few words: "as after" it, "as
-/// before", "without a mailbox" and so on. None: the domain controller does not find the user.
+/// Compares the user at one domain controller with the run, in a few words: "as after" it, "as
+/// before", "without a mailbox" and so on. None: the domain controller did not find the user.
 QString comparison(const Fate& fate, const std::optional<engine::Entry>& user);
 
-/// What comparison() says of a user who is as the run left them.
+/// The result of comparison() for a user who is as the run left the user.
 extern const QString AsAfter;
 
 } // namespace rehome::companions

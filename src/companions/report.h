@@ -7,15 +7,15 @@
 
 namespace rehome::companions {
 
-/// What rehome-check prints: LDIF that remedies what was found, and comments for everything else.
-/// A line that is still to be completed, such as "displayName ???", is refused by ldapmodify.
+/// What rehome-check prints: LDIF that fixes what was found, and comments for everything else.
+/// ldapmodify refuses a line that is still to be completed, such as "displayName ???".
 class Report {
 public:
-    /// A comment; each text is a line or, if it holds line feeds, several.
+    /// Prints a comment; a text with line feeds becomes several lines.
     void remark(const QStringList& lines);
-    /// Something that must be fixed, and what else there is to know.
+    /// Prints a comment about something that must be fixed, and counts it.
     void finding(const QStringList& lines);
-    /// Ends what a finding or a remark says.
+    /// Prints an empty line, which ends a finding or a remark.
     void blank();
 
     /// `change` is "add" or "replace". `placeholder` stands for the value that is to be chosen.
@@ -31,7 +31,7 @@ private:
     bool m_hasRemedies = false;
 };
 
-/// The text with what cannot be seen spelt out, such as "<U+200F>".
+/// Returns the text with invisible characters spelt out, such as "<U+200F>".
 QString spelt(const QString& text);
 
 } // namespace rehome::companions

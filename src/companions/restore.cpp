@@ -1,6 +1,7 @@
 // rehome-restore: gives one user the attributes back that a recovery file holds.
 #include "companions/console.h"
 #include "companions/restore_choice.h"
+#include "journal/shell_word.h"
 #include "platform/error.h"
 #include "platform/exchange/home_attributes.h"
 #include "platform/guid.h"
@@ -107,12 +108,12 @@ void run(const CommandLine& line, const QList<journal::FiledRecord>& filed) {
 
     QString again;
     if (const QString uri = qEnvironmentVariable("LDAPURI"); !uri.isEmpty())
-        again = u"LDAPURI="_s + shellWord(uri) + u' ';
+        again = u"LDAPURI="_s + journal::shellWord(uri) + u' ';
     again += u"rehome-restore --yes"_s;
     if (line.operands.join(u' ').contains(QRegularExpression(u"(^| )-"_s)))
         again += u" --"_s;
     for (const QString& operand : line.operands)
-        again += u' ' + shellWord(operand);
+        again += u' ' + journal::shellWord(operand);
     if (line.has("--yes"_L1))
         return apply(choice, again);
     print(stdout, u"Nothing has been changed. To restore %1, run: %2\n"_s.arg(choice.user, again));

@@ -1,5 +1,6 @@
 #include "journal/kept_journal.h"
 
+#include "journal/shell_word.h"
 #include "platform/error.h"
 #include "platform/guid.h"
 #include "platform/shown_text.h"
@@ -27,8 +28,8 @@ bool toldOnce(Event event) {
            event == Event::NotOpened;
 }
 
-/// The local time with its offset. Qt's own is gone already when the process exits under a lost
-/// display.
+/// Returns the local time with its offset. Does not use Qt, whose static objects may be gone when
+/// the process exits after the display was lost.
 QString now() {
     const std::time_t seconds = std::time(nullptr);
     tm parts{};
@@ -36,11 +37,6 @@ QString now() {
     std::array<char, 32> text{};
     std::strftime(text.data(), text.size(), "%FT%T%z", &parts);
     return QString::fromLatin1(text.data()).insert(22, u':'); // +0100 is +01:00 in ISO 8601
-}
-
-/// As a POSIX shell takes it for one word.
-QString shellQuoted(QString text) {
-    return u'\'' + text.replace(u'\'', QStringLiteral("'\\''")) + u'\'';
 }
 
 QByteArray asComment(QByteArray ldif) {
@@ -67,10 +63,9 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
         record.Server.isEmpty()
             ? QByteArray()
             : "# as it was at " + platform::shownText(record.Server).toUtf8() + ":\n";
-    // Blank lines around it keep a line that some library writes from becoming a part of it.
-    keep(known == m_records.constEnd()
-             ? '\n' + where + ldif + '\n'
-             : where + "# as it was before a later change:\n" + asComment(ldif),
+    // Blank lines part the record from lines that a library may write to the stream.
+    keep(known == m_records.constEnd() ? '\n' + where + ldif + '\n'
+                                       : where + LaterRecord + '\n' + asComment(ldif),
          record.Guid);
     m_records.insert(record.Guid, ldif);
 }
@@ -78,15 +73,14 @@ void KeptJournal::Keep(const platform::RecoveryRecord& record) {
 void KeptJournal::keep(const QByteArray& text, const QByteArray& guid) {
     m_progress.makeRoom();
     m_stream.keep(text);
-    // A rehearsal has nothing to lose.
+    // The system log is only needed for a live directory, and only without a file.
     if (!m_live || m_stream.isFile())
         return;
     m_logged = m_log->keep(text, fieldsOfRecord(guid) + runField());
     if (m_stream.keepsNothing() && !m_logged)
         throw Error(QStringLiteral("The recovery record would be lost: the standard error stream "
-                                   "is the null device, and no system log took it. Start the tool "
-                                   "from a terminal, with that stream in a file (2> "
-                                   "recovery.ldif)."));
+                                   "is the null device, and no system log took it. Exit and start "
+                                   "Rehome from a terminal: rehome 2> recovery.ldif"));
 }
 
 QList<QByteArray> KeptJournal::runField() const {
@@ -101,19 +95,19 @@ QStringList KeptJournal::RestoreSteps(const QByteArray& guid, const QString& ser
     QString file = m_stream.fileName();
     if (file.isEmpty()) {
         file = QStringLiteral("recovery-%1.ldif").arg(getpid());
-        steps += m_logged ? QStringLiteral("journalctl -t rehome REHOME_EVENT=record "
-                                           "REHOME_RUN=%1 -o cat > %2")
+        steps += m_logged ? QStringLiteral("journalctl -t rehome _UID=$(id -u) "
+                                           "REHOME_EVENT=record REHOME_RUN=%1 -o cat > %2")
                                 .arg(m_run, file)
                           : QStringLiteral("(copy the record from the terminal into the file %1 "
                                            "first)")
                                 .arg(file);
     }
-    // An undo at another domain controller may change nothing there, and is lost later.
+    // Another domain controller may not have the change yet: an undo there would do nothing, and
+    // the change would arrive afterwards.
     const QString where =
-        server.isEmpty() ? QString() : QStringLiteral("LDAPURI=%1 ").arg(shellQuoted(server));
-    steps +=
-        where + QStringLiteral("rehome-restore %1 '%2'")
-                    .arg(shellQuoted(file), platform::guidFromOctets(guid).toString().toUpper());
+        server.isEmpty() ? QString() : QStringLiteral("LDAPURI=%1 ").arg(shellWord(server));
+    steps += where + QStringLiteral("rehome-restore %1 '%2'")
+                         .arg(shellWord(file), platform::guidFromOctets(guid).toString().toUpper());
     return steps;
 }
 

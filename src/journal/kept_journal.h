@@ -16,10 +16,10 @@
 
 namespace rehome::journal {
 
-/// The journal on the standard error stream and, of a live directory, in the system log. The stream
-/// is a file that ldapmodify takes: records are LDIF, everything else is a comment. LDIF applies
-/// forwards, so the first record of an object is the one that undoes the run; later ones are
-/// comments too. Where the stream is no file, records go to the log as well, if it takes them.
+/// The journal on the standard error stream and, for a live directory, in the system log. The
+/// stream is a file for ldapmodify: records are LDIF, everything else is a comment. LDIF applies
+/// forwards, so only the first record of an object undoes the run; later ones are comments, too. If
+/// the stream is not a file, records go to the log as well, if the log takes them.
 class KeptJournal final : public platform::Journal {
 public:
     enum class Of { LiveDirectory, Rehearsal };
@@ -35,13 +35,13 @@ public:
     }
     void Tell(platform::Event event, const QString& text, const QString& mailbox) noexcept override;
 
-    /// What the system log calls this run: 8 hexadecimal digits.
+    /// The name of this run in the system log: 8 hexadecimal digits.
     const QString& run() const { return m_run; }
-    /// A line on the stream alone, for whoever looks for a fault.
+    /// Writes a line of the trace, on the stream alone.
     void trace(const QString& line) noexcept;
-    /// What is done meanwhile; every line of the journal's own takes its place.
+    /// The progress line. Every line of the journal erases it first.
     Progress& progress() { return m_progress; }
-    /// What has become of each moved mailbox, in both places.
+    /// Logs a summary of each mailbox that a move was tried on.
     void tellStates() noexcept;
 
 private:
@@ -56,7 +56,7 @@ private:
     Progress m_progress;
     std::unique_ptr<SystemLog> m_log; ///< none of a rehearsal
     MoveStates m_states;
-    QHash<QByteArray, QByteArray> m_records; ///< the last of each object, by its GUID
+    QHash<QByteArray, QByteArray> m_records; ///< LDIF of the last one of each object, by GUID
     QSet<QString> m_told;
     bool m_logged = false; ///< whether the log took the last record
 };

@@ -18,7 +18,7 @@ namespace rehome::journal {
 ///     # TIME summary: ADDRESS {GUID}: MOVE; OPENING; E-MAIL ADDRESS
 ///
 /// TIME is the local time with its offset from UTC, such as 2026-11-23T09:14:27+01:00. GUID is the
-/// `objectGUID`: 36 hexadecimal digits in capitals and hyphens. TEXT begins with the words of its
+/// `objectGUID`: 36 upper-case hexadecimal digits and hyphens. TEXT begins with the words of its
 /// event (see EventKind).
 struct LogLine {
     QString Time;
@@ -44,7 +44,7 @@ struct EventKind {
 
 const EventKind& kindOf(platform::Event event);
 
-/// The event that a line about a mailbox tells of. None if it is none of the known ones.
+/// Returns the event of a line about a mailbox; none if the line has no known one.
 std::optional<platform::Event> eventOf(const LogLine& line);
 
 /// The distinguished name of the mailbox store that the text of an event names, empty if none.

@@ -19,14 +19,14 @@ public:
 
         /// True if the mailbox is on its new store and opens, with its address.
         bool isWell() const;
-        /// As a summary tells it.
+        /// The text of a summary line.
         QString text() const;
     };
 
     void take(platform::Event event, const QString& mailbox);
     /// The same from a summary, which counts more than the events before it.
     void takeSummary(const QString& mailbox, const QString& text);
-    /// The state of a mailbox that was recorded, and that no later event tells of.
+    /// Notes that a mailbox was recorded and has no later event.
     void takeInterrupted(const QString& mailbox);
 
     /// The mailboxes that a move was tried on, as they were called first, in that order.

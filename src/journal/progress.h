@@ -8,9 +8,9 @@
 
 namespace rehome::journal {
 
-/// One line at a terminal that says what is being done and how far it is, for whoever waits before
-/// a window that cannot paint. Rewritten at most four times a second, and gone when it is over.
-/// Nothing at all if there is no terminal. A terminal that is stopped holds nothing up.
+/// One line at a terminal that shows progress while the window cannot paint. It is rewritten at
+/// most four times a second, and erased at the end. Without a terminal there is no line. A stopped
+/// terminal does not block.
 class Progress {
 public:
     explicit Progress(int stream);
@@ -23,12 +23,12 @@ public:
     void count(platform::Event event);
     /// Mailboxes listed so far.
     void countListed(int number);
-    /// What an answer is awaited from; empty: nothing any more.
+    /// Shows what Rehome waits for; empty: nothing.
     void waitFor(const QString& what);
     /// Brings the line up to date if that is due.
     void update();
     void erase();
-    /// Before something else is written to the stream.
+    /// To be called before anything else is written to the stream.
     void makeRoom();
 
 private:

@@ -1,5 +1,6 @@
 #include "journal/recovery_file.h"
 
+#include "journal/recovery_ldif.h"
 #include "platform/error.h"
 #include "platform/guid.h"
 
@@ -45,6 +46,12 @@ bool isNamed(const QByteArray& name, const char* expected) {
     return qstricmp(name.constData(), expected) == 0;
 }
 
+/// Returns the 16 bytes of "<GUID=…>", empty for any other name.
+QByteArray guidOfName(const QString& name) {
+    const bool isGuid = name.startsWith("<GUID="_L1, Qt::CaseInsensitive) && name.endsWith(u'>');
+    return isGuid ? guidOctets(name.sliced(6).chopped(1)) : QByteArray();
+}
+
 class Reader {
 public:
     /// A line with its continuations.
@@ -54,6 +61,7 @@ public:
 private:
     void begin(const QByteArray& text, int number);
     void takeOfRecord(const QByteArray& text, int number);
+    void takeComment(const QByteArray& text, int number);
     void endRecord();
     void fail(int number, const QString& reason);
 
@@ -61,15 +69,13 @@ private:
     std::optional<FiledRecord> m_record; ///< the one that is being read
     bool m_typed = false;                ///< its changetype was read
     bool m_replaces = false;             ///< its last attribute may have further values
+    bool m_isLater = false;              ///< the next commented "dn:" is that of a later change
 };
 
 void Reader::take(const QByteArray& text, int number) {
-    if (text.startsWith('#')) {
-        if (const auto line = parsedLogLine(QString::fromUtf8(text)))
-            m_file.Lines.append({number, *line});
-        return;
-    }
-    if (text.isEmpty())
+    if (text.startsWith('#'))
+        takeComment(text, number);
+    else if (text.isEmpty())
         endRecord();
     else if (text.left(3).toLower() == "dn:")
         begin(text, number); // what a library left of a line can stand right above it
@@ -79,6 +85,18 @@ void Reader::take(const QByteArray& text, int number) {
         m_record = FiledRecord{number, {}, {}};
         fail(number, u"the line with \"dn:\" is missing above"_s);
     }
+}
+
+void Reader::takeComment(const QByteArray& text, int number) {
+    if (text == LaterRecord)
+        m_isLater = true;
+    else if (m_isLater && text.startsWith("# dn:")) {
+        m_isLater = false;
+        const auto line = parsed(text.sliced(2));
+        m_file.LaterChanges.append(
+            {number, line ? guidOfName(QString::fromUtf8(line->value)) : ""});
+    } else if (const auto line = parsedLogLine(QString::fromUtf8(text)))
+        m_file.Lines.append({number, *line});
 }
 
 void Reader::begin(const QByteArray& text, int number) {
@@ -91,7 +109,7 @@ void Reader::begin(const QByteArray& text, int number) {
     m_record->Record.DistinguishedName = name;
     if (!name.startsWith("<GUID="_L1, Qt::CaseInsensitive))
         return;
-    m_record->Record.Guid = name.endsWith(u'>') ? guidOctets(name.sliced(6).chopped(1)) : "";
+    m_record->Record.Guid = guidOfName(name);
     if (m_record->Record.Guid.isEmpty())
         fail(number, u"\"%1\" is no GUID"_s.arg(name));
 }

@@ -18,14 +18,21 @@ struct FiledRecord {
     bool Half = false; ///< the writer marked it as written in part: nothing was changed after it
 };
 
-/// What happened, as a comment of the file tells it.
+/// A log line, which is a comment in the file.
 struct FiledLine {
     int Line = 0; ///< its number in the file, from 1
     LogLine Told;
 };
 
+/// A record that is a comment: the object was about to be changed again.
+struct LaterChange {
+    int Line = 0;    ///< the number of the line that names the object, from 1
+    QByteArray Guid; ///< the 16 bytes of the `objectGUID`; empty if the record names it otherwise
+};
+
 struct RecoveryFile {
     QList<FiledRecord> Records; ///< the active ones
+    QList<LaterChange> LaterChanges;
     QList<FiledLine> Lines;
 };
 

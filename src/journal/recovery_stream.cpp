@@ -16,17 +16,17 @@ namespace rehome::journal {
 
 namespace {
 
-/// Makes half a record one that ldapmodify takes for wrong as a whole.
-constexpr const char* Spoiler = "!\n!\n\n";
+/// Appended to a partial record, so that ldapmodify rejects it instead of applying half of it.
+constexpr const char* PartialRecordTerminator = "!\n!\n\n";
 
 [[noreturn]] void fail(int error) {
     throw Error(QStringLiteral("The recovery record cannot be written to the standard error "
-                               "stream: %1. Start the tool with that stream in a file on a disk "
-                               "with free space (2> recovery.ldif).")
+                               "stream: %1. Free some space, or exit and start Rehome again with "
+                               "a file on another disk: rehome 2> /PATH/recovery.ldif")
                     .arg(qt_error_string(error)));
 }
 
-/// Where the stream is at, -1 where it is no regular file.
+/// Returns the position in a regular file, -1 for any other stream.
 off_t filePosition(int descriptor) {
     struct stat state {};
     if (fstat(descriptor, &state) != 0 || !S_ISREG(state.st_mode))
@@ -82,7 +82,7 @@ void RecoveryStream::write(const QByteArray& text, bool sync) {
     const int limit = m_stuck && !sync ? 0 : m_limit;
     try {
         if (broken)
-            writeWhole(Spoiler, limit);
+            writeWhole(PartialRecordTerminator, limit);
         writeWhole(text, limit);
         if (sync && start >= 0 && fdatasync(m_descriptor) != 0)
             fail(errno);
@@ -104,7 +104,7 @@ void RecoveryStream::tell(const QByteArray& text) noexcept {
     try {
         write(text, false);
     } catch (const std::exception&) {
-        // Nobody is left to be told.
+        // There is no other place for this failure.
     }
 }
 

@@ -18,12 +18,13 @@ public:
     /// `limit`: milliseconds for the reader of a pipe or a terminal to take some more.
     explicit RecoveryStream(int descriptor = 2, int limit = 5000);
 
-    /// Writes all of it and, where the stream is a regular file, has it synced; what could only be
-    /// written in part is taken back there, and made no record of elsewhere. Throws Error.
+    /// Writes the whole text and syncs a regular file. If that fails, truncates the file to its
+    /// previous length; on other streams, terminates the partial record so that ldapmodify rejects
+    /// it. Throws Error.
     void keep(const QByteArray& text);
     /// Writes it if that is possible.
     void tell(const QByteArray& text) noexcept;
-    /// Whether it is a regular file; a terminal or a pipe may pass on what nobody keeps.
+    /// Whether it is a regular file. What a terminal or a pipe receives may be lost.
     bool isFile() const noexcept;
     /// The absolute path of the file that it is; of one that has no name any more, the path at
     /// which other processes find it while this one lives. Empty if it is no regular file.
@@ -39,7 +40,7 @@ private:
     Reopened m_reopened;
     int m_descriptor;
     int m_limit;
-    bool m_stuck = false;  ///< nobody has read for the whole limit
+    bool m_stuck = false;  ///< the reader took nothing for the whole limit
     bool m_broken = false; ///< it ends in the middle of what was written last
 };
 

@@ -1,7 +1,5 @@
 #include "journal/system_log.h"
 
-#include "platform/error.h"
-
 // The macro variants, which name the source's line, would make each entry's place ours.
 #define SD_JOURNAL_SUPPRESS_LOCATION
 #include <sys/uio.h>
@@ -15,18 +13,18 @@ namespace rehome::journal {
 
 namespace {
 
-/// Without it the library calls a record that nobody took a success.
+/// sd_journal_sendv() returns success if this socket does not exist.
 constexpr const char* LogSocket = "/run/systemd/journal/socket";
 
 iovec field(const QByteArray& text) {
     return {const_cast<char*>(text.constData()), size_t(text.size())};
 }
 
-/// To systemd's log. False if there is none, or it refused.
+/// Sends to systemd's log. Returns false if there is none, or it refused.
 bool send(const QByteArray& message, int level, const char* identity, QList<QByteArray> fields) {
     if (access(LogSocket, W_OK) != 0)
         return false;
-    // These are those that syslog() would give it.
+    // The fields that syslog() would send.
     fields = QList<QByteArray>{"MESSAGE=" + message, "PRIORITY=" + QByteArray::number(level),
                                QByteArray("SYSLOG_IDENTIFIER=") + identity,
                                "SYSLOG_FACILITY=" + QByteArray::number(LOG_USER >> 3),
@@ -44,35 +42,35 @@ SystemLog::SystemLog(const char* identity) : m_identity(identity) {
     openlog(identity, LOG_PID, LOG_USER);
 }
 
-SystemLog::~SystemLog() {
-    closelog();
-}
-
 void SystemLog::tell(const QString& line, bool failure, const QList<QByteArray>& fields) noexcept {
-    const int level = failure ? LOG_WARNING : LOG_NOTICE;
-    within([message = line.toUtf8(), level, identity = m_identity, fields] {
-        if (!send(message, level, identity, fields))
-            syslog(level, "%s", message.constData());
-        return true;
-    });
+    try {
+        const int level = failure ? LOG_WARNING : LOG_NOTICE;
+        within([message = line.toUtf8(), level, identity = m_identity, fields] {
+            if (!send(message, level, identity, fields))
+                syslog(level, "%s", message.constData());
+            return true;
+        });
+    } catch (const std::exception&) {
+        // No thread or memory is left. The line is on the standard error stream, too.
+    }
 }
 
 bool SystemLog::keep(const QByteArray& record, const QList<QByteArray>& fields) noexcept {
-    return within([record, identity = m_identity, fields] {
-        return send(record, LOG_NOTICE, identity, fields);
-    });
+    try {
+        return within([record, identity = m_identity, fields] {
+            return send(record, LOG_NOTICE, identity, fields);
+        });
+    } catch (const std::exception&) {
+        return false;
+    }
 }
 
-bool SystemLog::within(std::function<bool()> call) noexcept {
+bool SystemLog::within(std::function<bool()> call) {
     using namespace std::chrono_literals;
     if (m_call && !m_call->ended())
         return false;
-    try {
-        m_call.emplace(std::move(call));
-        return m_call->await(QDeadlineTimer(1s), nullptr).value_or(false);
-    } catch (const Error&) { // no thread is left
-        return false;
-    }
+    m_call.emplace(std::move(call));
+    return m_call->await(QDeadlineTimer(1s), nullptr).value_or(false);
 }
 
 } // namespace rehome::journal

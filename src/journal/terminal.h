@@ -26,8 +26,8 @@ private:
     int m_descriptor = -1;
 };
 
-/// The terminal at which somebody may be watching: the one that a stream leads to, else the one
-/// that the standard output leads to, else the one that the process belongs to.
+/// The terminal for the progress line: the one that a stream leads to, otherwise that of the
+/// standard output, otherwise the controlling terminal.
 class Terminal {
 public:
     explicit Terminal(int stream);

@@ -17,7 +17,8 @@ namespace {
 
 const QString ProxyAddresses = QStringLiteral("ProxyAddresses");
 
-/// Texts in one piece of memory, each as its length and its UTF-8.
+/// Packs strings into one piece of memory, each as its length and its UTF-8. The format is that of
+/// QDataStream for QByteArray in native byte order, which costs more to write.
 QByteArray packed(QByteArrayView first, const engine::Entry::Values& others) {
     const auto each = [&](auto take) {
         take(first);
@@ -36,14 +37,13 @@ QByteArray packed(QByteArrayView first, const engine::Entry::Values& others) {
     return pieces;
 }
 
-/// The first of them; all where `most` is not given.
+/// Unpacks them, at most `max`.
 QStringList unpacked(const QByteArray& pieces,
-                     qsizetype most = std::numeric_limits<qsizetype>::max()) {
-    // A QDataStream would write them as packed() does, only slower.
+                     qsizetype max = std::numeric_limits<qsizetype>::max()) {
     QDataStream stream(pieces);
     stream.setByteOrder(QDataStream::ByteOrder(QSysInfo::ByteOrder));
     QStringList texts;
-    while (!stream.atEnd() && texts.size() < most) {
+    while (!stream.atEnd() && texts.size() < max) {
         QByteArray utf8;
         stream >> utf8;
         texts += QString::fromUtf8(utf8);
@@ -55,20 +55,13 @@ bool isUnanswered(const std::exception& error) {
     return dynamic_cast<const engine::OutcomeUnknown*>(&error) != nullptr;
 }
 
-/// The store that holds the user's mailbox, empty where there is none.
+/// Returns the store that holds the user's mailbox, empty if there is none.
 QString homeOf(adsi::IADsUser& user) {
     try {
         return user.GetText(QStringLiteral("homeMDB"));
     } catch (const Error&) {
         return QString();
     }
-}
-
-/// As the list shows a store.
-QString fullName(const QString& store) {
-    return topology::MakeStoreFullName(topology::GetServerFromDN(store),
-                                       topology::GetGroupFromDN(store),
-                                       topology::GetStoreFromDN(store));
 }
 
 } // namespace
@@ -208,7 +201,7 @@ QString MailboxUser::stateAfterFailure(const QString& newHomeMDB) const {
 void MailboxUser::requireListedHome(adsi::IADsUser& user) const {
     const QString home = homeOf(user);
     const bool listed = m_sourceStoreDN.isEmpty()
-                            ? fullName(home) == m_sourceStore
+                            ? topology::StoreFullNameFromDN(home) == m_sourceStore
                             : platform::areSameInCapitals(home, m_sourceStoreDN);
     if (!home.isEmpty() && !listed)
         throw Error(m_platform.Changes.homeIsAnother(m_guid, GetMail(), home,

@@ -8,7 +8,7 @@ namespace rehome::mailbox {
 
 namespace {
 
-/// Null where there is none.
+/// Returns null if there is no such store.
 std::shared_ptr<const topology::StoreConfig> findStore(const QString& destination,
                                                        const topology::StoreCatalogue& StoreList) {
     const auto store = std::find_if(StoreList.begin(), StoreList.end(), [&](const auto& candidate) {

@@ -14,16 +14,16 @@ using Mailboxes = topology::KeyedCollection<std::shared_ptr<const MailboxUser>>;
 /// Those of the list, keyed by row: "1", "2" and so on.
 using ListedMailboxes = topology::NumberedCollection<std::shared_ptr<const MailboxUser>>;
 
-/// True where the store that MoveMailbox2 would find is the one that held the mailbox when the
-/// record was made, told by distinguished name: a name that needs escapes, or holds a backslash of
-/// its own, reads otherwise in the record than in the store's full name.
+/// Returns true if `destination` is the store that held the mailbox when the record was made.
+/// Compares distinguished names: the full name in a record can differ from the store's own if the
+/// name needs escapes or contains a backslash.
 bool isOn(const MailboxUser& muser, const QString& destination,
           const topology::StoreCatalogue& StoreList);
 
 /// Moves a mailbox onto the first store of `StoreList` whose full name is `destination`, letter
-/// case ignored: drops it, creates it there, and records it in `MovedMailboxes` under its ID once,
-/// whatever came of either. False where there is no such store (nothing is done then) or the
-/// creation failed (it has been shown then).
+/// case ignored: drops it, creates it there, and adds it to `MovedMailboxes` under its ID once,
+/// even if one of them failed. Returns false if there is no such store (nothing has been done) or
+/// the creation failed (a message box has said so).
 bool MoveMailbox2(const std::shared_ptr<const MailboxUser>& muser, const QString& destination,
                   const topology::StoreCatalogue& StoreList, Mailboxes& MovedMailboxes);
 

@@ -12,12 +12,12 @@ struct Domain {
     QString name;    ///< such as child.example.com
 };
 
-/// The domains of the forest but `context`, by the cross-references (class crossRef with a
-/// nETBIOSName) below `configuration`. Throws Error.
+/// Returns the domains of the forest except `context`, from the cross-references (class crossRef
+/// with a nETBIOSName) below `configuration`. Throws Error.
 std::vector<Domain> otherDomains(engine::Session& session, const QString& configuration,
                                  const QString& context);
 
-/// The name of the domain with that naming context; the context itself if it is no domain's.
+/// Returns the DNS name of the domain with that naming context; the context itself if it is none.
 QString domainName(const QString& context);
 
 } // namespace rehome::topology

@@ -17,7 +17,7 @@ class KeyedCollection {
 public:
     void Add(Item item) { m_items.push_back(std::move(item)); }
 
-    /// Throws Error where the key is present already.
+    /// Throws Error if the key is present already.
     void Add(Item item, const QString& key) {
         const QString folded = platform::upperCase(key);
         if (m_positions.contains(folded))
@@ -28,13 +28,13 @@ public:
         m_positions.insert(folded, m_items.size() - 1);
     }
 
-    /// Null where there is no such key.
+    /// Returns null if there is no such key.
     const Item* find(const QString& key) const {
         const auto found = m_positions.constFind(platform::upperCase(key));
         return found == m_positions.constEnd() ? nullptr : &m_items[*found];
     }
 
-    /// Throws Error where there is no such key.
+    /// Throws Error if there is no such key.
     const Item& at(const QString& key) const {
         if (const Item* found = find(key))
             return *found;
@@ -57,7 +57,7 @@ public:
     /// Under the next number.
     void Add(Item item) { m_items.push_back(std::move(item)); }
 
-    /// Null where there is no such number, counted from 1.
+    /// Returns null if there is no such number, counted from 1.
     const Item* find(qsizetype number) const {
         return number < 1 || number > Count() ? nullptr : &m_items[std::size_t(number - 1)];
     }

@@ -19,9 +19,9 @@ QString afterFirstComponent(const QString& dn) {
 QString firstComponentValue(const QString& rest, const QString& dn, const QString& what) {
     const qint16 comma = FindUnescapedComma(rest);
     if (comma == 0)
-        throw Error(QStringLiteral("The name \"%1\" has too few components to tell the %2 from: it "
-                                   "is not the distinguished name of a mailbox store. Correct the "
-                                   "\"homeMDB\" of the user who has it.")
+        throw Error(QStringLiteral("The name \"%1\" has too few components for a %2: it is not the "
+                                   "distinguished name of a mailbox store. Correct homeMDB of the "
+                                   "user; rehome-check names the user.")
                         .arg(dn, what));
     return RemoveBackslashes(rest.left(comma - 1).mid(AttributeTypeLength));
 }
@@ -64,6 +64,14 @@ QString MakeStoreFullName(const QString& server, const QString& group, const QSt
 
 QString StoreFullNameFromDN(const QString& dn) {
     return MakeStoreFullName(GetServerFromDN(dn), GetGroupFromDN(dn), GetStoreFromDN(dn));
+}
+
+QString shownStoreName(const QString& dn) {
+    try {
+        return StoreFullNameFromDN(dn);
+    } catch (const Error&) {
+        return dn;
+    }
 }
 
 bool isRecoveryBaseName(const QString& baseName) {

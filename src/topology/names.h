@@ -8,37 +8,40 @@
 
 namespace rehome::topology {
 
-/// The 1-based position of the first comma that no backslash stands right before, 0 if there is
-/// none. Throws Error for a text of more than 32,767 units, beyond which positions do not reach.
+/// Returns the 1-based position of the first comma without a backslash right before it, 0 if there
+/// is none. Throws Error for a text of more than 32,767 UTF-16 code units: a position has 16 bits.
 qint16 FindUnescapedComma(const QString& text);
 
 QString RemoveBackslashes(const QString& text);
 
-/// The names that a mailbox store's distinguished name holds: the store is its first component, the
-/// storage group the second, the server the fourth, behind the information store. Each throws Error
-/// where the name has too few components.
+/// Return parts of a mailbox store's distinguished name: the store is the first component, the
+/// storage group the second, the server the fourth, after the information store. Each throws Error
+/// if the name has too few components.
 QString GetStoreFromDN(const QString& dn);
 QString GetGroupFromDN(const QString& dn);
 QString GetServerFromDN(const QString& dn);
 
-/// "server:group\store", the text by which grid and lists name a mailbox store.
+/// Returns "server:group\store", the full name that grid and lists show for a mailbox store.
 QString MakeStoreFullName(const QString& server, const QString& group, const QString& store);
 
-/// The same of the store with that distinguished name. Throws Error where it has too few
+/// Returns the full name of the store with that distinguished name. Throws Error if it has too few
 /// components.
 QString StoreFullNameFromDN(const QString& dn);
 
-/// True for the base name of a recovery storage group: `msExchESEParamBaseName`, the prefix of its
-/// transaction logs, begins with a capital R.
+/// The same for messages: returns the distinguished name itself if it has too few components.
+QString shownStoreName(const QString& dn);
+
+/// Returns true for the base name of a recovery storage group: `msExchESEParamBaseName`, the prefix
+/// of its transaction logs, begins with a capital R.
 bool isRecoveryBaseName(const QString& baseName);
 
-/// The registry form of a GUID: 38 characters, braced, in capitals.
+/// Returns the registry form of a GUID: 38 characters, braced, in upper case.
 QString GuidToString(const QUuid& guid);
 
-/// The GUID of an `objectGUID` value. Throws Error where it is not 16 bytes or more.
+/// Returns the GUID of an `objectGUID` value. Throws Error if it has fewer than 16 bytes.
 QUuid OctetsToGuid(const platform::Value& value);
 
-/// Its registry form. Throws Error likewise.
+/// Returns its registry form. Throws Error for the same reason.
 QString OctetGuidToString(const platform::Value& value);
 
 } // namespace rehome::topology

@@ -37,10 +37,10 @@ private:
 /// The organisation's mailbox stores under their distinguished names.
 using StoreCatalogue = KeyedCollection<std::shared_ptr<const StoreConfig>>;
 
-/// Every store state there is, in the order in which the batch move offers them.
+/// Returns all store states, in the order in which the batch move offers them.
 QStringList storeStates();
 
-/// The state of a mailbox whose store is not in the catalogue.
+/// Returns the state of a mailbox whose store is not in the catalogue.
 QString unreachableState();
 
 } // namespace rehome::topology

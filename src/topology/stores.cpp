@@ -11,7 +11,7 @@ void StoreEnumeration::GetServerStores(const QString& serverName, const QString&
     try {
         enumerate(serverName, localServerName, ServerDNs, StoreList, addLocalStore);
     } catch (const std::exception& error) {
-        // A server that is down is an ordinary case here: its mailboxes show as unreachable.
+        // A server that does not respond is expected here: its mailboxes show as Unreachable.
         m_journal.Tell(
             platform::Event::Remark,
             QStringLiteral("stores of %1 left out: %2").arg(serverName, describe(error)));

@@ -18,10 +18,10 @@ const QString To = test::OrganisationText::storeDN("EX1/SG/New at Work");
 const QByteArray MailboxGuid = QByteArray::fromHex("00112233445566778899aabbccddeeff");
 
 QString mailboxOf(int user) {
-    return QString("u%1@t {0000000%1-0000-0000-0000-0000000000FF}").arg(user);
+    return QString("u%1@t {%2-0000-0000-0000-0000000000FF}").arg(user).arg(user, 8, 10, QChar('0'));
 }
 
-/// Each letter is what the journal is given of a user; R is a record.
+/// Each letter is what the journal is given of a user; R is a record, L one of a later change.
 void write(journal::KeptJournal& kept, int user, const QString& letters) {
     const std::map<QChar, std::pair<Event, QString>> events{
         {'D', {Event::Dropped, "dropped from " + From + " at ldap://dc1"}},
@@ -36,10 +36,10 @@ void write(journal::KeptJournal& kept, int user, const QString& letters) {
         {'o', {Event::NotOpened, "not opened: it failed"}}};
     const QString mailbox = mailboxOf(user);
     for (const QChar letter : letters) {
-        if (letter == 'R')
+        if (letter == 'R' || letter == 'L')
             kept.Keep({"CN=u,DC=t",
                        platform::octetsFromGuid(QUuid(mailbox.section(' ', 1))),
-                       {{"homeMDB", {From.toUtf8()}},
+                       {{"homeMDB", {(letter == 'R' ? From : To).toUtf8()}},
                         {"msExchHomeServerName", {"/o=T/cn=EX3"}},
                         {"msExchMailboxGuid", {MailboxGuid}},
                         {"mail", {mailbox.section(' ', 0, 0).toUtf8()}}}});
@@ -91,6 +91,8 @@ private Q_SLOTS:
             {"RdcOD", from + to + "without a mailbox" + rest},
             {"dc", ":" + to + "not moved" + rest},
             {"R?", from + ": perhaps without a mailbox" + rest},
+            {"RDCLDCO", from + to + "moved; opened; address unchanged"},
+            {"RDCOL", from + to + "moved; opened; address unchanged"}, // the summary counts
             {"R", from + ": perhaps without a mailbox" + rest}};
         QStringList letters;
         QString expected;
@@ -100,11 +102,14 @@ private Q_SLOTS:
         }
         writeRuns({letters});
         QCOMPARE(run({"1"}), "1\n" + expected);
-        // A second run moves the third to the end, and breaks off with the fourth.
-        writeRuns({letters.mid(0, 4), {"", "", "RDCO", "dR"}});
+        // A second run moves the third to the end, and breaks off with the fourth; or, as it moves
+        // them once more, with the fifth and the sixth.
+        writeRuns({letters.mid(0, 6), {"", "", "RDCO", "dR", "RDCOL", "RDCLD"}});
         expected.truncate(expected.indexOf(mailboxOf(3)));
         expected += mailboxOf(3) + cases[0].second + '\n' + mailboxOf(4) + from + to +
-                    cases[8].second.section(": ", 2) + '\n';
+                    cases[7].second.section(": ", 2) + '\n' + mailboxOf(5) + from + to +
+                    "perhaps without a mailbox" + rest + '\n' + mailboxOf(6) + from + to +
+                    "without a mailbox" + rest + '\n';
         QCOMPARE(run({"1", "2"}), "1\n" + expected);
         writeRuns({{"RDCO"}});
         QVERIFY(run({"1"}).startsWith("0\n"));

@@ -1,4 +1,5 @@
 // The list, the moves and the closing, through the window.
+#include "listing/unlisted.h"
 #include "platform/text_case.h"
 #include "support/window_driver.h"
 #include "topology/domains.h"
@@ -129,6 +130,11 @@ private Q_SLOTS:
         }
         w.close();
         const QStringList& told = w.journal.lines;
+        listing::logUnlisted(w.engine, w.journal);
+        QCOMPARE(told.last(), "1 not listed in t: run rehome-check to see which, and why");
+        w.calls.meanwhile = [](const auto&) { throw Error("refused"); };
+        listing::logUnlisted(w.observed, w.journal);
+        QCOMPARE(told.last(), "not listed: could not be counted: refused");
         QVERIFY(told.contains("other domains of the forest, which are not listed: child.t"));
         QVERIFY(told.contains("listed mailboxes that are still on unreachable servers: 1 on EX1, "
                               "1 on EX3, 1 on EX4, 1 on EX9"));

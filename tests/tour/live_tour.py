@@ -63,7 +63,11 @@ def tour(desktop, program, snapshot, check):
     file.write_text(before, encoding="utf-8")
     MainWindow(desktop, Organisation(before), TITLE + " (noted.ldif)", MESSAGE,
                program + "-rehearsal", file).refreshed()
+    store = Organisation(before).destination
+    subprocess.run(["ldapadd", "-QNY", "GSSAPI"], check=True, stdout=subprocess.DEVNULL, text=True, input=(
+        f"dn: CN=Unlisted,{store[store.index('DC='):]}\nobjectClass: user\nhomeMDB: {store}\n"))
     main = MainWindow(desktop, Organisation(before), "Rehome", "Rehome", *finding)
+    until("what is not listed is counted", lambda: " 1 not listed in rehome.test: " in main.told())
     moves_one(main)
     moves_batch(main, "Unreachable")
     # As the recipient policy of a real organisation may do to whoever gets a new mailbox.
@@ -92,7 +96,7 @@ def tour(desktop, program, snapshot, check):
            "msExchHomeServerName: /cn=EXDOWN\n-\nreplace: homeMDB\nhomeMDB: CN=Mailbox Store,CN=First Storage "
            f"Group,CN=InformationStore,{lost}")
     subprocess.run(["ldapdelete", "-QrNY", "GSSAPI", lost], check=True)
-    remedy = checks(1, "EXDOWN was removed from the directory, and 1 of its users have no home store")
+    remedy = checks(1, "EXDOWN was removed from the directory, and 1 of its users have no homeMDB")
     subprocess.run(["ldapmodify", "-QNY", "GSSAPI"], check=True, text=True, stdout=subprocess.DEVNULL,
                    input=remedy.replace("homeMDB ??? (the empty store)", "homeMDB: " + main.mailbox.home))
     checks(0, "; writable; synchronised; its clock is ")
