@@ -24,14 +24,14 @@ class MainWindow(Program):
         super().__init__(*command, **how)
         window = self.window(title, role="frame")
         agree("the names of the parts", [
-            w.name for role in ("panel", "table", "push button") for w in window.all(role)], [
+            w.name for role in ("panel", "table", "button") for w in window.all(role)], [
                 "Migration Options", "Source of the migration", "Destination of the migration",
                 "Mailboxes", "Move the selected mailboxes", "Refresh the list", "Exit"])
         self.grid, = window.all("table")
         self.status, self.source, self.destination, self.chooser = window.all("combo box")
         self.options = list(window.all("radio button"))
         self.chosen = "All mailboxes"
-        self.buttons = list(window.all("push button"))
+        self.buttons = list(window.all("button"))
         self.labels = list(window.all("label"))
 
     def refreshed(self):
