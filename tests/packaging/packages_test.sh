@@ -43,12 +43,16 @@ for package in "$work"/packages/*.deb; do
     dpkg-deb -x "$package" "$root"
 done
 check "the files" diff tests/packaging/files \
-    <(cd "$root" && find . ! -type d ! -path '*/pictures/*' | LC_ALL=C sort)
-guide=$root/usr/share/doc/rehome-common/guide.html
-check "the guide" grep "<h1>Administrator" "$guide"
-while read -r picture; do
-    check "the guide's $picture" test -s "${guide%/*}/$picture"
-done < <(sed -n 's/.*<img src="\([^"]*\)".*/\1/p' "$guide")
+    <(cd "$root" && find . ! -type d ! -path '*/pictures/*' ! -path '*/icons/*' | LC_ALL=C sort)
+documents=$root/usr/share/doc/rehome-common
+check "the guide" grep "<h1>Administrator" "$documents/guide.html"
+while read -r file; do
+    check "what the documents show and link to: $file" test -s "$documents/$file"
+done < <(grep -ohE '(img src|href)="[^":#]+' "$documents"/*.html | sed 's/.*"//')
+for entry in "$root"/usr/share/applications/*; do
+    check "the icons of $entry, in 9 sizes" test 9 = \
+        "$(cd "$root/usr/share/icons/hicolor" && find . -name "$(sed -n 's/^Icon=//p' "$entry").*" -size +0 | wc -l)"
+done
 check "lintian" lintian --fail-on error,warning "$work"/packages/*.deb
 depends() { dpkg-deb -f "$work/packages/$1"_*.deb Depends | grep -F "$2"; }
 while read -r package needs; do
@@ -66,6 +70,7 @@ for program in rehome-{as,check,records,rehearsal,restore,snapshot}; do
         <("$root/usr/bin/$program" --version)
     check "$program's help" grep -E "^Usage: $program" <("$root/usr/bin/$program" --help)
 done
+check "what is wrong is named" grep -F '"x"' <("$root/usr/bin/rehome" --version x 2>&1)
 for program in rehome-{check,records,rehearsal,restore}; do
     check "a file of $program is completed" completes "$program" \
         src/platform/embedded/organ{,isation.ldif}
