@@ -32,7 +32,7 @@ function(add_rehome_icon program icon)
     set(files ${REHOME_ICON_SIZES})
     list(TRANSFORM files REPLACE "(.+)" "${REHOME_ICONS}/${icon}/\\1.png")
     qt_add_resources(
-        ${program} icon
+        ${program} ${program}_icon
         PREFIX /rehome/icon
         BASE ${REHOME_ICONS}/${icon}
         FILES ${files}

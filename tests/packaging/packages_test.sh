@@ -26,6 +26,11 @@ hardened() {
         readelf -W --dyn-syms "$1" | grep -E '__([a-z]+_chk|open_2)@' &&
         (($(objdump -d "$1" | grep -c endbr64) > 100))
 }
+holds() { # PROGRAM PICTURE
+    /usr/bin/python3 -c 'import sys
+program, picture = (open(file, "rb").read() for file in sys.argv[1:])
+sys.exit(picture not in program)' "$@"
+}
 no_search_path() { [[ ! $(readelf -dW "$1") =~ RU?N?PATH ]]; }
 completes() { # PROGRAM WORD COMPLETIONS
     # shellcheck disable=SC1090
@@ -49,9 +54,11 @@ check "the guide" grep "<h1>Administrator" "$documents/guide.html"
 while read -r file; do
     check "what the documents show and link to: $file" test -s "$documents/$file"
 done < <(grep -ohE '(img src|href)="[^":#]+' "$documents"/*.html | sed 's/.*"//')
-for entry in "$root"/usr/share/applications/*; do
-    check "the icons of $entry, in 9 sizes" test 9 = \
-        "$(cd "$root/usr/share/icons/hicolor" && find . -name "$(sed -n 's/^Icon=//p' "$entry").*" -size +0 | wc -l)"
+icons=$root/usr/share/icons/hicolor
+for program in rehome rehome-rehearsal; do
+    icon=$(sed -n 's/^Icon=//p' "$root/usr/share/applications/$program.desktop")
+    check "$program's icons are 9" test 9 = "$(find "$icons" -name "$icon.*" -size +0 | wc -l)"
+    check "$program's windows have its icon" holds "$root/usr/bin/$program" "$icons/16x16/apps/$icon.png"
 done
 check "lintian" lintian --fail-on error,warning "$work"/packages/*.deb
 depends() { dpkg-deb -f "$work/packages/$1"_*.deb Depends | grep -F "$2"; }
