@@ -135,7 +135,7 @@ def exits(main, key="alt+x", picture="summary", slow=0, traced=False, meanwhile=
                 + "".join(f"\n\t{m.mail}" for m in moved),
                 meanwhile=lambda: main.desktop.picture(picture))
     told = main.ended(0)
-    agree("creations in the trace", len(re.findall("^#.* rehome.trace .*homeMDB\+=CN=", told, re.M)),
+    agree("creations in the trace", len(re.findall(r"^#.* rehome.trace .*homeMDB\+=CN=", told, re.M)),
           len(moved) if traced else 0)
     dropped = {r["dn"][0]: Mailbox(r | {"displayname": [""], "objectguid": [bytes(16)]}).entry
                for r in records(re.sub("^dn:: (PEdVSUQ9.*)", by_guid, told, flags=re.M))}
