@@ -27,9 +27,7 @@ hardened() {
         (($(objdump -d "$1" | grep -c endbr64) > 100))
 }
 holds() { # PROGRAM PICTURE
-    /usr/bin/python3 -c 'import sys
-program, picture = (open(file, "rb").read() for file in sys.argv[1:])
-sys.exit(picture not in program)' "$@"
+    /usr/bin/python3 -c 'import sys; a, b = (open(f, "rb").read() for f in sys.argv[1:]); sys.exit(b not in a)' "$@"
 }
 no_search_path() { [[ ! $(readelf -dW "$1") =~ RU?N?PATH ]]; }
 completes() { # PROGRAM WORD COMPLETIONS

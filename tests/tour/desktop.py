@@ -120,8 +120,7 @@ class Program:
 
     def window(self, title, role="dialog"):
         found = until(f'a window titled "{title}"', lambda: self.windows(title, role))[0]
-        # A window that has promised to answer pings is killed while it works. By its class, desktops find
-        # its menu entry.
+        # A window that has promised to answer pings is killed while it works. Its class finds its icon.
         name = os.path.basename(os.readlink(f"/proc/{self.process.pid}/exe"))
         shown = run(["xdotool", "search", "--onlyvisible", "--pid", str(self.process.pid)],
                     check=True, stdout=PIPE, text=True).stdout.split()
