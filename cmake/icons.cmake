@@ -1,4 +1,5 @@
-# The icon in the sizes that desktops ask for, REHOME_ICONS/<size>.png, drawn from its one source.
+# The icons in the sizes that desktops ask for, REHOME_ICONS/<icon>/<size>.png, each icon drawn from
+# packaging/<icon>.svg.
 find_program(RSVG_CONVERT rsvg-convert REQUIRED)
 set(REHOME_ICON_SIZES
     16
@@ -10,14 +11,31 @@ set(REHOME_ICON_SIZES
     128
     256)
 set(REHOME_ICONS ${PROJECT_BINARY_DIR}/icons)
-file(MAKE_DIRECTORY ${REHOME_ICONS})
-foreach(size ${REHOME_ICON_SIZES})
-    add_custom_command(
-        OUTPUT ${REHOME_ICONS}/${size}.png
-        COMMAND ${RSVG_CONVERT} --width ${size} --height ${size} --output
-                ${REHOME_ICONS}/${size}.png ${PROJECT_SOURCE_DIR}/packaging/rehome.svg
-        DEPENDS ${PROJECT_SOURCE_DIR}/packaging/rehome.svg
-        VERBATIM)
-    list(APPEND REHOME_ICON_FILES ${REHOME_ICONS}/${size}.png)
+foreach(icon rehome rehome-rehearsal)
+    file(MAKE_DIRECTORY ${REHOME_ICONS}/${icon})
+    set(drawing ${PROJECT_SOURCE_DIR}/packaging/${icon}.svg)
+    set(files)
+    foreach(size ${REHOME_ICON_SIZES})
+        set(file ${REHOME_ICONS}/${icon}/${size}.png)
+        add_custom_command(
+            OUTPUT ${file}
+            COMMAND ${RSVG_CONVERT} --width ${size} --height ${size} --output ${file} ${drawing}
+            DEPENDS ${drawing}
+            VERBATIM)
+        list(APPEND files ${file})
+    endforeach()
+    add_custom_target(${icon}_icon ALL DEPENDS ${files})
 endforeach()
-add_custom_target(rehome_icons ALL DEPENDS ${REHOME_ICON_FILES})
+
+# add_rehome_icon(PROGRAM ICON): the program has the icon in its resources.
+function(add_rehome_icon program icon)
+    set(files ${REHOME_ICON_SIZES})
+    list(TRANSFORM files REPLACE "(.+)" "${REHOME_ICONS}/${icon}/\\1.png")
+    qt_add_resources(
+        ${program} ${program}_icon
+        PREFIX /rehome/icon
+        BASE ${REHOME_ICONS}/${icon}
+        FILES ${files}
+        OPTIONS --format-version 1)
+    add_dependencies(${program} ${icon}_icon)
+endfunction()

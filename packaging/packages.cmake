@@ -26,7 +26,8 @@ set(window "qt6-qpa-plugins, fonts-liberation2 | fonts-liberation")
 set(CPACK_DEBIAN_REHOME_PACKAGE_NAME rehome)
 set(CPACK_DEBIAN_REHOME_PACKAGE_DEPENDS
     "${common}, ${companions}, ${window}, libsasl2-modules-gssapi-mit, xauth")
-set(CPACK_DEBIAN_REHOME_PACKAGE_RECOMMENDS "krb5-user")
+# The menu entry opens a terminal, and asks for the documents folder.
+set(CPACK_DEBIAN_REHOME_PACKAGE_RECOMMENDS "krb5-user, xdg-user-dirs, xterm | x-terminal-emulator")
 set(CPACK_DEBIAN_REHOME_PACKAGE_SUGGESTS "rehome-rehearsal")
 set(CPACK_DEBIAN_REHOME_DESCRIPTION
     "bring the mailboxes of a lost Exchange server home
@@ -59,9 +60,9 @@ set(CPACK_DEBIAN_COMMON_PACKAGE_NAME rehome-common)
 set(CPACK_DEBIAN_COMMON_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_COMMON_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_COMMON_DESCRIPTION
-    "mailbox recovery: the icon and the guide
-What the packages of Rehome share: the icon and the administrator's guide,
-with its pages on messages, permissions and reference.")
+    "mailbox recovery: the guide and the card
+What the packages of Rehome share: the administrator's guide with its pages on
+messages, permissions and reference, and the card, one page to print.")
 
 # Debian's documents of a package.
 configure_file(changelog.Debian.in changelog.Debian @ONLY)

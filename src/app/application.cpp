@@ -38,8 +38,9 @@ QString version() {
 Application::Application(int& argc, char** argv, const QString& title,
                          journal::KeptJournal& journal, Signals& signalsFromOutside)
     : QApplication(argc, argv), m_title(title), m_journal(journal), m_signals(signalsFromOutside) {
+    // The name of the program file, which is also the class of its windows, finds its menu entry.
     // The display name is left unset: Qt would append it to every title.
-    setApplicationName(QStringLiteral("rehome"));
+    setDesktopFileName(applicationName());
     setWindowIcon(icon());
     main_window::applyLook(*this);
     setQuitOnLastWindowClosed(false);

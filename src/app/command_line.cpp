@@ -20,16 +20,16 @@ std::optional<int> answerCommandLine(int argc, char** argv, const CommandLine& p
     const auto write = [](std::FILE* stream, const QString& text) {
         std::fputs(text.toUtf8().constData(), stream);
     };
-    if (single && first == "--version") {
-        write(stdout, u"%1 %2\n"_s.arg(program.name, version()));
+    const bool asksVersion = first == "--version";
+    const bool asksHelp = first == "--help" || first == "-h";
+    if (single && (asksVersion || asksHelp)) {
+        write(stdout, asksHelp ? program.help : u"%1 %2\n"_s.arg(program.name, version()));
         return 0;
     }
-    if (single && (first == "--help" || first == "-h")) {
-        write(stdout, program.help);
-        return 0;
-    }
-    const QString wrong = platform::shownText(
-        QString::fromLocal8Bit(argv[first.starts_with('-') || !program.takesFile ? 1 : 2]));
+    // The first word that is too much.
+    const bool firstIsWrong =
+        !asksVersion && !asksHelp && (first.starts_with('-') || !program.takesFile);
+    const QString wrong = platform::shownText(QString::fromLocal8Bit(argv[firstIsWrong ? 1 : 2]));
     write(stderr,
           u"%1: \"%2\" is not understood. %3\n"_s.arg(program.name, wrong, program.refusal));
     return 2;

@@ -45,9 +45,10 @@ int main(int argc, char** argv) {
         QStringLiteral("rehome"),
         QStringLiteral(
             "Usage: rehome\n"
-            "Lists the mailboxes of an Exchange organisation, and brings those of a lost "
-            "server\nhome to a store of the local one. Keep what it writes to the "
-            "standard error stream:\n    rehome 2> recovery.ldif\nSee rehome(1).\n"),
+            "Lists the mailboxes of an Exchange organisation, and brings those of a lost server\n"
+            "home to a store of the local one, which bears the name of this computer. If it has\n"
+            "another name, such as EX1, start rehome with rehome-as. Keep what it writes to the\n"
+            "standard error stream:\n    rehome-as EX1 2> recovery.ldif\nSee rehome(1).\n"),
         // A person who names a file here believes that they are rehearsing.
         QStringLiteral("rehome works on the directory itself and takes no arguments. To rehearse "
                        "on a file, run rehome-rehearsal.")};

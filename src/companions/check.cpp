@@ -14,6 +14,7 @@
 #include "platform/ldap/ldap_probe.h"
 #include "platform/ldap/server_location.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 
@@ -82,6 +83,10 @@ int check(const Source& source) {
         report.remark(
             {u"Next: complete the LDIF above in a file. Run ldapmodify -QY GSSAPI -f FILE, then "
              "rehome-check again."_s});
+    else if (std::none_of(
+                 exchange.servers.begin(), exchange.servers.end(),
+                 [&](const auto& server) { return server.text(u"name"_s) == exchange.local; }))
+        report.remark({u"Next: choose a local server, as said above. Run rehome-check again."_s});
     else
         report.remark({u"Next: "_s + source.next});
     return report.findings() > 0 ? EXIT_FAILURE : EXIT_SUCCESS;
@@ -137,7 +142,8 @@ int checkDirectory(bool controllerOnly) {
     };
     return check({*session, probe, network, askDomain,
                   u"Run the programs under the name of one of these servers (rehome-as NAME): %1"_s,
-                  u"rehome 2> recovery-$(date +%F-%H%M%S).ldif"_s});
+                  u"umask 077; rehome-as %1 2> recovery-$(date +%F-%H%M%S).ldif"_s.arg(
+                      network.ComputerName())});
 }
 
 int checkSnapshots(const QStringList& paths) {

@@ -1,5 +1,7 @@
 #include "companions/controllers.h"
 
+#include <QTimeZone>
+
 #include <array>
 
 namespace rehome::companions {
@@ -37,7 +39,7 @@ QString controllerState(const engine::Entry& root, const QDateTime& now) {
         parts += synchronised == "TRUE"_L1 ? u"synchronised"_s
                                            : u"NOT SYNCHRONISED: its data may be out of date"_s;
     auto time = QDateTime::fromString(root.text(u"currentTime"_s).left(14), u"yyyyMMddHHmmss"_s);
-    time.setTimeSpec(Qt::UTC);
+    time.setTimeZone(QTimeZone::utc());
     if (time.isValid())
         parts += u"its clock is %1 s from this computer's"_s.arg(qAbs(time.secsTo(now)));
     return parts.join(u"; "_s);

@@ -91,9 +91,11 @@ void MailboxList::tellWhatIsMissing(const QString& localServer) {
         remark(QStringLiteral("no mailbox store is found: the servers cannot be opened, or you may "
                               "not read the organisation's configuration"));
     else if (m_controls.comboStoreName->count() == 0)
-        remark(QStringLiteral("no mailbox store is local, so none can be a destination: no server "
-                              "called %1 could be opened, or it has no mailbox store")
-                   .arg(localServer));
+        remark(
+            QStringLiteral("no mailbox store is local, so none can be a destination: no server "
+                           "called %1 could be opened, or it has no mailbox store. To start under "
+                           "the name of another server: rehome-as NAME")
+                .arg(localServer));
 }
 
 void MailboxList::listMailboxes() {

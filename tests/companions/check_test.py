@@ -36,6 +36,7 @@ CASES = [
     ("displayName: Hannah Albrecht\n", "displayName:: bm9haCDigI8gR3JhZg==\n",
      "noah <U+200F> Graf  (", 1),
     ("rehomeLocalServer: EX1", "rehomeLocalServer: ex1", "EX1 differs from it in letter case", 1),
+    ("rehomeLocalServer: EX1", "rehomeLocalServer: EX9", "Next: choose a local server", 1),
     ("legacyExchangeDN: .*cn=EX1\n", "", "EX1 has no legacyExchangeDN", 1),
     ("name: EX3\n", "name: ex2\n", "Two servers are called", 1),
     (USER + "mail: ", r"\1msExchVersion: 4535486012416\nmail: ", "not move: 1\n#   hannah.albrecht@", 0),

@@ -260,7 +260,8 @@ private Q_SLOTS:
         OrganisationText text = test::smallOrganisation(3);
         text.store(path).user("u4", path);
         const QByteArray name = "a\r\n-> x\t\u2028\u0085\u00AD\u200C\U000E0041é";
-        const QString shown = u"a\uFFFD\uFFFD-> x\uFFFD\uFFFD\uFFFD\uFFFD\u200C\uFFFDé"_qs;
+        const QString shown =
+            QStringLiteral("a\uFFFD\uFFFD-> x\uFFFD\uFFFD\uFFFD\uFFFD\u200C\uFFFDé");
         text.bareUser("u5", "mail: \u202E@t\nhomeMDB: " + C + "\ndisplayName:: " + name.toBase64() +
                                 '\n');
         OpenWindow w(text);

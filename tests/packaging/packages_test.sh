@@ -26,6 +26,9 @@ hardened() {
         readelf -W --dyn-syms "$1" | grep -E '__([a-z]+_chk|open_2)@' &&
         (($(objdump -d "$1" | grep -c endbr64) > 100))
 }
+holds() { # PROGRAM PICTURE
+    /usr/bin/python3 -c 'import sys; a, b = (open(f, "rb").read() for f in sys.argv[1:]); sys.exit(b not in a)' "$@"
+}
 no_search_path() { [[ ! $(readelf -dW "$1") =~ RU?N?PATH ]]; }
 completes() { # PROGRAM WORD COMPLETIONS
     # shellcheck disable=SC1090
@@ -43,7 +46,7 @@ for package in "$work"/packages/*.deb; do
     dpkg-deb -x "$package" "$root"
 done
 check "the files" diff tests/packaging/files \
-    <(cd "$root" && find . ! -type d ! -path '*/pictures/*' | LC_ALL=C sort)
+    <(cd "$root" && find . ! -type d ! -path '*/pictures/*' ! -path '*/icons/*' | LC_ALL=C sort)
 documents=$root/usr/share/doc/rehome-common
 check "the guide" grep '<h1 id="administrators-guide">Administrator' "$documents/guide.html"
 anchored() { grep -F " id=\"${1#*#}\"" "$documents/${1%%#*}"; }
@@ -54,6 +57,12 @@ while IFS=: read -r page link; do
     *) check "the link $link in $page" test -s "$documents/$link" ;;
     esac
 done < <(cd "$documents" && grep -oE '(href|src)="[^":]*' -- *.html)
+icons=$root/usr/share/icons/hicolor
+for program in rehome rehome-rehearsal; do
+    icon=$(sed -n 's/^Icon=//p' "$root/usr/share/applications/$program.desktop")
+    check "$program's icons are 9" test 9 = "$(find "$icons" -name "$icon.*" -size +0 | wc -l)"
+    check "$program's windows have its icon" holds "$root/usr/bin/$program" "$icons/16x16/apps/$icon.png"
+done
 check "lintian" lintian --fail-on error,warning "$work"/packages/*.deb
 depends() { dpkg-deb -f "$work/packages/$1"_*.deb Depends | grep -F "$2"; }
 while read -r package needs; do
@@ -71,6 +80,7 @@ for program in rehome-{as,check,records,rehearsal,restore,snapshot}; do
         <("$root/usr/bin/$program" --version)
     check "$program's help" grep -E "^Usage: $program" <("$root/usr/bin/$program" --help)
 done
+check "what is wrong is named" grep -F '"x"' <("$root/usr/bin/rehome" --version x 2>&1)
 for program in rehome-{check,records,rehearsal,restore}; do
     check "a file of $program is completed" completes "$program" \
         src/platform/embedded/organ{,isation.ldif}

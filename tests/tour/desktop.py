@@ -120,13 +120,15 @@ class Program:
 
     def window(self, title, role="dialog"):
         found = until(f'a window titled "{title}"', lambda: self.windows(title, role))[0]
-        # A window that has promised to answer pings is killed while it works.
+        # A window that has promised to answer pings is killed while it works. Its class finds its icon.
+        name = os.path.basename(os.readlink(f"/proc/{self.process.pid}/exe"))
         shown = run(["xdotool", "search", "--onlyvisible", "--pid", str(self.process.pid)],
                     check=True, stdout=PIPE, text=True).stdout.split()
         for window in shown:
-            told = run(["xprop", "-id", window, "WM_PROTOCOLS"], stdout=PIPE, text=True).stdout
-            agree("the promises to the window manager",
-                  ("WM_DELETE_WINDOW" in told, "PING" in told), (bool(told), False))
+            told = run(["xprop", "-id", window, "WM_PROTOCOLS", "WM_CLASS"], stdout=PIPE, text=True).stdout
+            agree("the promises to the window manager, and the class: " + told,
+                  ("WM_DELETE_WINDOW" in told, "PING" in told, f', "{name}"' in told),
+                  (bool(told), False, bool(told)))
         agree("a window is shown", shown != [], True)
         return found
 
@@ -159,7 +161,8 @@ class Widget:
         self.accessible = accessible
 
     name = property(lambda self: self.accessible.get_name())
-    role = property(lambda self: self.accessible.get_role_name())
+    # Newer toolkits call a push button a button.
+    role = property(lambda self: self.accessible.get_role_name().removeprefix("push "))
 
     def has(self, state):
         return self.accessible.get_state_set().contains(getattr(Atspi.StateType, state))

@@ -100,6 +100,7 @@ def tour(desktop, program, snapshot, check):
     subprocess.run(["ldapmodify", "-QNY", "GSSAPI"], check=True, text=True, stdout=subprocess.DEVNULL,
                    input=remedy.replace("homeMDB ??? (the empty store)", "homeMDB: " + main.mailbox.home))
     checks(0, "; writable; synchronised; its clock is ")
+    checks(0, f"# Next: umask 077; rehome-as {LOCAL} 2> recovery-$(date +%F-%H%M%S).ldif\n")
     os.environ["KRB5CCNAME"] = "/nowhere"
     refuses(desktop, "Rehome", "elsewhere.test", *finding)
 

@@ -24,14 +24,14 @@ class MainWindow(Program):
         super().__init__(*command, **how)
         window = self.window(title, role="frame")
         agree("the names of the parts", [
-            w.name for role in ("panel", "table", "push button") for w in window.all(role)], [
+            w.name for role in ("panel", "table", "button") for w in window.all(role)], [
                 "Migration Options", "Source of the migration", "Destination of the migration",
                 "Mailboxes", "Move the selected mailboxes", "Refresh the list", "Exit"])
         self.grid, = window.all("table")
         self.status, self.source, self.destination, self.chooser = window.all("combo box")
         self.options = list(window.all("radio button"))
         self.chosen = "All mailboxes"
-        self.buttons = list(window.all("push button"))
+        self.buttons = list(window.all("button"))
         self.labels = list(window.all("label"))
 
     def refreshed(self):
@@ -135,7 +135,7 @@ def exits(main, key="alt+x", picture="summary", slow=0, traced=False, meanwhile=
                 + "".join(f"\n\t{m.mail}" for m in moved),
                 meanwhile=lambda: main.desktop.picture(picture))
     told = main.ended(0)
-    agree("creations in the trace", len(re.findall("^#.* rehome.trace .*homeMDB\+=CN=", told, re.M)),
+    agree("creations in the trace", len(re.findall(r"^#.* rehome.trace .*homeMDB\+=CN=", told, re.M)),
           len(moved) if traced else 0)
     dropped = {r["dn"][0]: Mailbox(r | {"displayname": [""], "objectguid": [bytes(16)]}).entry
                for r in records(re.sub("^dn:: (PEdVSUQ9.*)", by_guid, told, flags=re.M))}

@@ -80,7 +80,8 @@ private Q_SLOTS:
 
     void saysWhatTheServerAnswered() {
         const QString any = "answer-", good = "<m:contacts>\n" + m_contacts + " </m:contacts>";
-        const QString odd = u"O'Neil & söhne #1%2F+;?x"_qs, entity = "<m:contacts>&e;</m:contacts>";
+        const QString odd = QStringLiteral("O'Neil & söhne #1%2F+;?x"),
+                      entity = "<m:contacts>&e;</m:contacts>";
         const QString bomb = "<!DOCTYPE m [<!ENTITY d \"ddddd\"><!ENTITY e \"&d;&d;&d;&d;\">]>";
         const struct {
             QString server, mailbox, answered, said, ticket = "admin.cc";
