@@ -202,7 +202,7 @@ class SweepTest : public QObject {
                             !run.calls.log[i + 1].object.endsWith(server),
                         "a server is asked again");
         }
-        const main_window::State& state = run.state;
+        const main_window::ListState& state = run.state;
         auto listed = run.grid.Rows() - 1;
         for (const auto& [user, as] : run.before)
             listed -= !run.home(dn(user)).isEmpty();
