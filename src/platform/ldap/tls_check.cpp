@@ -1,5 +1,7 @@
 #include "platform/ldap/tls_check.h"
 
+#include "platform/ldap/ldap_library.h"
+
 #include <QNetworkProxy>
 #include <QSslCertificate>
 #include <QSslConfiguration>
@@ -15,14 +17,10 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-constexpr qint64 Part = 250; ///< milliseconds between two checkpoints
+constexpr qint64 CheckpointIntervalMs = 250;
 
 QString setting(int option) {
-    char* value = nullptr;
-    ldap_get_option(nullptr, option, &value);
-    const QString text = QString::fromLocal8Bit(value);
-    ldap_memfree(value);
-    return text;
+    return QString::fromLocal8Bit(stringOption(nullptr, option));
 }
 
 QList<QSslCertificate> authorities() {
@@ -35,7 +33,7 @@ QList<QSslCertificate> authorities() {
     return found;
 }
 
-/// The name of what it is asked for is all that the request holds (RFC 4511 4.14).
+/// Returns the extended request (RFC 4511 4.14), which contains nothing but the name.
 QByteArray startTlsRequest() {
     const QByteArray name = LDAP_EXOP_START_TLS;
     const auto length = [](qsizetype bytes) { return QByteArray(1, char(bytes)); };
@@ -85,7 +83,7 @@ QString tlsFaults(const QString& host, quint16 port, bool startTls, QDeadlineTim
     socket.setSslConfiguration(configuration);
     const auto await = [&](auto wait) {
         for (;;) {
-            const int part = int(std::min(Part, deadline.remainingTime()));
+            const int part = int(std::min(CheckpointIntervalMs, deadline.remainingTime()));
             if ((socket.*wait)(part))
                 return true;
             if (interruption)
@@ -95,8 +93,8 @@ QString tlsFaults(const QString& host, quint16 port, bool startTls, QDeadlineTim
         }
     };
     socket.connectToHost(host, port);
-    if (!socket.waitForConnected(int(std::min(Part, deadline.remainingTime()))))
-        return {}; // it could be reached a moment ago
+    if (!socket.waitForConnected(int(std::min(CheckpointIntervalMs, deadline.remainingTime()))))
+        return {}; // the connection worked a moment ago
     if (startTls) {
         socket.write(startTlsRequest());
         const QByteArray success("\x0a\x01\x00", 3);
@@ -106,7 +104,7 @@ QString tlsFaults(const QString& host, quint16 port, bool startTls, QDeadlineTim
             return u"The domain controller refused StartTLS: it probably has no certificate."_s;
     }
     socket.startClientEncryption();
-    if (await(&QSslSocket::waitForEncrypted)) // but the client library compares names differently
+    if (await(&QSslSocket::waitForEncrypted)) // but libldap compares names differently
         return u"The certificate is valid and its authority is known, but the certificate probably "
                "lacks the name of the domain controller (it holds %1): name the domain controller "
                "by one of these in ldap.conf."_s.arg(namesOf(socket.peerCertificate()));

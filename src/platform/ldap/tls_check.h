@@ -7,9 +7,10 @@
 
 namespace rehome::ldap {
 
-/// Finds out why TLS failed with a server, which not every TLS library of the LDAP client tells:
-/// connects once more, begins TLS with the same authorities and sends nothing else.
-/// Returns sentences with remedies; empty if nothing is found before the deadline.
+/// Finds out why TLS failed with a server, because not every TLS library of libldap reports it:
+/// connects once more, begins TLS with the same authorities and sends nothing else. `port` 1 to
+/// 65535. Returns sentences with remedies; empty if it finds nothing before the deadline. May end
+/// the process.
 QString tlsFaults(const QString& host, quint16 port, bool startTls, QDeadlineTimer deadline,
                   platform::Interruption* interruption);
 
