@@ -82,9 +82,9 @@ struct Run final : platform::Journal, test::Window {
     /// A call too.
     void Keep(const platform::RecoveryRecord& record) override {
         const int call = -int(calls.log.size()) - 1;
-        calls.asks(call, "record " + record.DistinguishedName);
+        calls.begin(call, "record " + record.DistinguishedName);
         kept.Keep(record);
-        calls.answers(call);
+        calls.onSucceeded(call);
     }
     bool Holds(const QByteArray& guid) const override { return kept.Holds(guid); }
     QStringList RestoreSteps(const QByteArray& guid, const QString& server) const override {
