@@ -149,18 +149,4 @@ QString directorySpelling(const QString& distinguishedName) {
     return name;
 }
 
-bool holdsNames(const QString& attribute) {
-    static constexpr QLatin1String known[]{
-        QLatin1String("distinguishedName"),
-        QLatin1String("homeMDB"),
-        QLatin1String("homeMTA"),
-        QLatin1String("defaultNamingContext"),
-        QLatin1String("configurationNamingContext"),
-        QLatin1String("schemaNamingContext"),
-    };
-    return std::any_of(std::begin(known), std::end(known), [&](QLatin1String name) {
-        return attribute.compare(name, Qt::CaseInsensitive) == 0;
-    });
-}
-
 } // namespace rehome::engine

@@ -27,8 +27,4 @@ QString directorySpelling(const QString& distinguishedName);
 /// is spelt as Active Directory does. Asked of every name of a long list.
 bool isPlainName(QByteArrayView name);
 
-/// Whether an attribute (in any letter case) holds distinguished names, of those that the tool
-/// reads.
-bool holdsNames(const QString& attribute);
-
 } // namespace rehome::engine

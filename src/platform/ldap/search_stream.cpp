@@ -1,5 +1,6 @@
 #include "platform/ldap/search_stream.h"
 
+#include "platform/engine/attribute_kind.h"
 #include "platform/engine/escape.h"
 
 #include <ldap.h>
@@ -148,8 +149,8 @@ const SearchStream::Name& SearchStream::nameOf(QByteArrayView sent) {
         }
     }
     const QString name = text(sent);
-    m_names.push_back(
-        {sent.toByteArray(), name, engine::holdsNames(name), parseRange(name).has_value()});
+    m_names.push_back({sent.toByteArray(), name, engine::attributeKind(sent).holdsDns(),
+                       parseRange(name).has_value()});
     return m_names.back();
 }
 
@@ -183,7 +184,7 @@ engine::Entry SearchStream::decode(LDAPMessage* message) {
             continue;
         entry.begin(attribute.text);
         for (const berval* value = array; value && value->bv_val; ++value, ++count) {
-            if (attribute.holdsNames && !engine::isPlainName(octets(*value)))
+            if (attribute.holdsDns && !engine::isPlainName(octets(*value)))
                 entry.add(decodeDn(octets(*value)).toUtf8());
             else
                 entry.add(octets(*value));

@@ -31,8 +31,8 @@ private:
     struct Name {
         QByteArray sent;
         QString text;
-        bool holdsNames; ///< whether the values are DNs
-        bool ranged;     ///< whether an entry may hold only a part of them
+        bool holdsDns;
+        bool ranged; ///< whether an entry may hold only a part of them
     };
 
     void receive();
