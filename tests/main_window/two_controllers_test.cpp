@@ -46,7 +46,8 @@ struct Over {
     const int stream = memfd_create("recovery", 0);
     journal::KeptJournal kept{journal::KeptJournal::Of::Rehearsal, stream};
     test::TestDesktop desktop;
-    platform::Platform platform{controllers, probe, controllers, network, desktop, kept};
+    exchange::ExchangeManagement exchange{controllers, probe, controllers, kept};
+    platform::Platform platform{exchange, network, desktop, kept};
     struct {
         int underWay(const char*) const { return 1; }
     } calls; ///< the window driver asks for open sessions

@@ -10,16 +10,20 @@
 
 namespace rehome::exchange {
 
-/// Makes the Exchange management objects over a directory, a probe and an opener. What they are
-/// given must outlive them.
+/// Makes the Exchange management objects, and owns the layers over the engine that they and all
+/// bindings go through: the topology's snapshot, the watch and the changes of users.
 class ExchangeManagement {
 public:
-    ExchangeManagement(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                       engine::MailboxOpener& opener, TopologySnapshot& topology,
-                       DirectoryWatch& watch, UserChanges& changes, Destinations& destinations)
-        : m_directory(directory), m_probe(probe), m_opener(opener), m_topology(topology),
-          m_watch(watch), m_changes(changes), m_destinations(destinations) {}
+    /// All must outlive it, and it must outlive the objects that it makes.
+    ExchangeManagement(engine::Engine& engine, engine::ExchangeProbe& probe,
+                       engine::MailboxOpener& opener, platform::Journal& journal)
+        : m_probe(probe), m_opener(opener), m_topology(engine, probe), m_watch(m_topology, journal),
+          m_changes(m_watch, journal, m_destinations), m_directory(m_changes) {}
+    ExchangeManagement(const ExchangeManagement&) = delete;
+    ExchangeManagement& operator=(const ExchangeManagement&) = delete;
 
+    adsi::DirectoryServices& Directory() { return m_directory; }
+    UserChanges& Changes() { return m_changes; }
     /// Said before the first server of a refresh is opened: what was learnt of stores, and of
     /// domain controllers that did not respond, is learnt anew.
     void BeginEnumeration() noexcept;
@@ -36,13 +40,14 @@ public:
     std::unique_ptr<IMailboxStore> MailboxStoreOf(adsi::IADsUser& user);
 
 private:
-    adsi::DirectoryServices& m_directory;
     engine::ExchangeProbe& m_probe;
     engine::MailboxOpener& m_opener;
-    TopologySnapshot& m_topology;
-    DirectoryWatch& m_watch;
-    UserChanges& m_changes;
-    Destinations& m_destinations;
+    // Each uses those before it.
+    TopologySnapshot m_topology;
+    DirectoryWatch m_watch;
+    Destinations m_destinations;
+    UserChanges m_changes;
+    adsi::DirectoryServices m_directory;
     Round m_round;
 };
 
