@@ -6,6 +6,8 @@
 
 #include <QScopeGuard>
 
+#include <sys/resource.h>
+
 namespace rehome::ldap {
 
 using namespace Qt::Literals::StringLiterals;
@@ -29,6 +31,12 @@ bool LdapProbe::isLocal(const engine::Entry& server) {
 
 void LdapProbe::beginChecks(const std::vector<engine::Entry>& servers) {
     m_checks.clear();
+    // Each server that does not respond holds a descriptor; the usual soft limit is 1,024.
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
+        files.rlim_cur = files.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &files);
+    }
     try {
         for (const engine::Entry& server : servers) {
             const QString host = engine::tcpHost(server);

@@ -29,7 +29,8 @@ public:
 
     QStringList attributes() const override;
 
-    /// Begins the checks of all servers but the local one. Never throws or blocks.
+    /// Begins the checks of all servers but the local one, and raises the process's soft limit of
+    /// open files to its hard limit for them. Never throws or blocks.
     void beginChecks(const std::vector<engine::Entry>& servers) override;
     /// Connects to the endpoint mapper at the server's address (attribute `networkAddress`, the
     /// value that begins with "ncacn_ip_tcp:"). Returns at once for the local server, because this

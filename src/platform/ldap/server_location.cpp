@@ -14,7 +14,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <memory>
 #include <utility>
 
@@ -93,7 +92,11 @@ std::vector<ServiceRecord> lookUp(const QString& domain) {
 } // namespace
 
 void limitNameLookups() {
-    setenv("RES_OPTIONS", "timeout:1 attempts:2", 0);
+    QByteArray options = qgetenv("RES_OPTIONS");
+    for (const QByteArray option : {"timeout:1", "attempts:1"})
+        if (!options.contains(option.chopped(1)))
+            options += ' ' + option;
+    qputenv("RES_OPTIONS", options);
 }
 
 QList<QStringList> orderBySrvRules(std::vector<ServiceRecord> records, std::mt19937& random) {

@@ -11,9 +11,9 @@
 
 namespace rehome::ldap {
 
-/// Makes the C library try each name server twice for 1 s, unless the user has set RES_OPTIONS: the
-/// LDAP, SASL and Kerberos libraries look up this computer's own name and others, one after the
-/// other. To be called before the first thread is started.
+/// Makes the C library try each name server once for 1 s, unless the user has set "attempts" or
+/// "timeout" in RES_OPTIONS: the LDAP, SASL and Kerberos libraries look up this computer's own name
+/// and others, one after the other. To be called before the first thread is started.
 void limitNameLookups();
 
 /// Returns the LDAP URIs of the directory's domain controllers by priority: those of ldap.conf,
