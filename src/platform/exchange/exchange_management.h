@@ -24,19 +24,19 @@ public:
 
     adsi::DirectoryServices& Directory() { return m_directory; }
     UserChanges& Changes() { return m_changes; }
-    /// Said before the first server of a refresh is opened: what was learnt of stores, and of
-    /// domain controllers that did not respond, is learnt anew.
+    /// To be called before the first server of a refresh is opened. Forgets what is known of
+    /// stores, and which domain controllers did not respond.
     void BeginEnumeration() noexcept;
-    /// The domain controller that the list of mailboxes came from.
+    /// Returns the domain controller that sent the list of mailboxes; empty if it has no name.
     const QString& ListedAt() const { return m_watch.listedAt(); }
     std::unique_ptr<ExchangeServer> CreateExchangeServer();
     std::unique_ptr<StorageGroup> CreateStorageGroup();
     std::unique_ptr<MailboxStoreDB> CreateMailboxStoreDB();
     std::unique_ptr<Person> CreatePerson();
-    /// Said before each round of attempts, of which no mailbox gets two: the persons of one round
-    /// share connections, time and what they have learnt of servers and stores.
+    /// To be called before each round of attempts, in which each mailbox is tried at most once. The
+    /// persons of a round share connections, time and what they have read of servers and stores.
     void BeginRound() noexcept;
-    /// The mailbox interface of a bound user; `user` must outlive it.
+    /// Returns the mailbox interface of the user that was bound last, which must outlive it.
     std::unique_ptr<IMailboxStore> MailboxStoreOf(adsi::IADsUser& user);
 
 private:
