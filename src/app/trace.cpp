@@ -41,33 +41,23 @@ QString textOf(const QList<engine::Change>& changes) {
     return all.join(u';');
 }
 
-QString withoutServer(const engine::Call& call) {
-    using Verb = engine::Call::Verb;
-    switch (call.verb) {
-    case Verb::OpenSession:
-        return u"session"_s;
-    case Verb::Search:
-        if (call.request.scope == engine::Scope::Base)
-            return u"read "_s + call.object;
-        return u"find %1 %2 %3"_s.arg(call.object, call.request.filter,
-                                      call.request.attributes.join(u','));
-    case Verb::Modify:
-        return u"modify %1 %2"_s.arg(call.object, textOf(call.changes));
-    case Verb::CheckServer:
-        return u"server "_s + call.object;
-    case Verb::GetStoreStatus:
-        return u"status "_s + call.object;
-    case Verb::OpenMailbox:
-        return u"open "_s + call.object;
-    }
-    return {};
-}
-
 } // namespace
 
 QString traceText(const engine::Call& call) {
-    const QString text = withoutServer(call);
-    return call.server.isEmpty() ? text : text + u" at "_s + call.server;
+    using Verb = engine::Call::Verb;
+    static const QStringList Words{u"session"_s, u"find"_s,   u"modify"_s,
+                                   u"server"_s,  u"status"_s, u"open"_s}; // in the order of Verb
+    const bool isRead = call.verb == Verb::Search && call.request.scope == engine::Scope::Base;
+    QStringList words{isRead ? u"read"_s : Words.at(int(call.verb))};
+    if (call.verb != Verb::OpenSession)
+        words += call.object;
+    if (call.verb == Verb::Search && !isRead)
+        words += {call.request.filter, call.request.attributes.join(u',')};
+    if (call.verb == Verb::Modify)
+        words += textOf(call.changes);
+    if (!call.server.isEmpty())
+        words += u"at "_s + call.server;
+    return words.join(u' ');
 }
 
 void Trace::onStarted(int number, const engine::Call& call) {

@@ -38,18 +38,6 @@ void BatchSelection::setSource(Source source) {
     m_controls.comboStatus->setEnabled(source == Source::Criteria);
 }
 
-void BatchSelection::rdoALL_Click() {
-    setSource(Source::All);
-}
-
-void BatchSelection::rdoCriteria_Click() {
-    setSource(Source::Criteria);
-}
-
-void BatchSelection::rdoFromStore_Click() {
-    setSource(Source::FromStore);
-}
-
 void BatchSelection::comboSourceMBx_Click() {
     m_order.SourceStoreName = m_controls.comboSourceMBx->Text();
 }

@@ -33,9 +33,9 @@ public:
     /// Afterwards no store is picked, whatever the lists show.
     void clearStores();
 
-    void rdoALL_Click();
-    void rdoCriteria_Click();
-    void rdoFromStore_Click();
+    void rdoALL_Click() { setSource(Source::All); }
+    void rdoCriteria_Click() { setSource(Source::Criteria); }
+    void rdoFromStore_Click() { setSource(Source::FromStore); }
     void comboSourceMBx_Click();
     void comboDestMBx_Click();
     void comboSourceMBx_TextDiscarded();

@@ -7,12 +7,10 @@
 
 #include <QDialog>
 #include <QIcon>
-#include <QLabel>
 #include <QProcess>
 #include <QTemporaryDir>
 
 #include <csignal>
-#include <cstdio>
 #include <fcntl.h>
 #include <pty.h>
 #include <sys/mman.h>

@@ -2,8 +2,6 @@
 #include "journal/recovery_ldif.h"
 #include "support/window_driver.h"
 
-#include <QLabel>
-#include <QRadioButton>
 #include <QRegularExpression>
 
 #include <sys/mman.h>

@@ -3,8 +3,6 @@
 #include "journal/kept_journal.h"
 #include "support/window_driver.h"
 
-#include <QLabel>
-#include <QRadioButton>
 #include <QRegularExpression>
 
 #include <sys/mman.h>

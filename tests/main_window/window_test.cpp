@@ -4,7 +4,6 @@
 #include "topology/domains.h"
 
 #include <QHeaderView>
-#include <QLabel>
 #include <QRegularExpression>
 
 using namespace rehome;

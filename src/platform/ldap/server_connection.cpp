@@ -4,7 +4,6 @@
 #include "platform/ldap/authentication.h"
 #include "platform/ldap/tcp_check.h"
 #include "platform/ldap/tls_check.h"
-#include "platform/ldap/tls_settings.h"
 
 #include <ldap.h>
 #include <poll.h>
