@@ -36,7 +36,7 @@ struct Range {
 };
 
 /// As the controller marks them: the plain name, ";range=", the first value's number, "-", and the
-/// last one's or "*". `first` is -1 where the mark cannot be read.
+/// last one's or "*". `first` is -1 if the mark cannot be read.
 std::optional<Range> parseRange(const QString& name) {
     const qsizetype at = name.indexOf(u";range="_s, 0, Qt::CaseInsensitive);
     if (at < 0)

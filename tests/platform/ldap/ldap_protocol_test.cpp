@@ -119,7 +119,7 @@ struct Server {
     std::atomic<bool> frozen = false;
     std::atomic<int> signsOn = LDAP_SUCCESS;
     std::atomic<const char*> remark = ""; ///< where the request is not about CN=x
-    std::atomic<int> bindTakes = 0;     ///< milliseconds
+    std::atomic<int> bindTakes = 0;       ///< milliseconds
     std::atomic<const char*> type = "isSynchronized", value = "TRUE"; ///< of the root object
     std::atomic<int> ended = -1; ///< errno at the end of a connection
     std::mutex mutex{};          ///< of what follows
