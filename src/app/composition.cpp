@@ -78,8 +78,10 @@ void endedByExit() {
 }
 
 int runWindow(Application& application, const Engines& engines, const QString& caption) {
-    const platform::Platform platform(engines.directory, engines.probe, engines.opener,
-                                      engines.network, application, application.journal());
+    journal::KeptJournal& journal = application.journal();
+    exchange::ExchangeManagement exchange(engines.directory, engines.probe, engines.opener,
+                                          journal);
+    const platform::Platform platform{exchange, engines.network, application, journal};
     main_window::frmMain window(platform, caption);
     main_window::ScreenFrame frame(window);
     window.Form_Load();

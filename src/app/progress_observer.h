@@ -5,19 +5,19 @@
 
 namespace rehome::app {
 
-/// Keeps the line at the terminal in step with what is asked of the directory and of Exchange.
+/// Shows the current call in the progress line at the terminal.
 class ProgressObserver final : public engine::Observer {
 public:
     /// `progress` must outlive it.
     explicit ProgressObserver(journal::Progress& progress) : m_progress(progress) {}
 
-    void asks(int call, const QString& text) override;
-    void finds(int call, const QString& distinguishedName) override;
-    void ends(int call, const QString& how) noexcept override;
+    void onStarted(int number, const engine::Call& call) override;
+    void onEntry(int number, const QString& distinguishedName) override;
+    void onFinished(int number, const QString& outcome) noexcept override;
 
 private:
     journal::Progress& m_progress;
-    int m_listing = 0; ///< the call that lists the mailboxes, while it is under way
+    int m_listing = 0; ///< the number of the search that lists the mailboxes; 0: none is under way
     int m_listed = 0;
 };
 

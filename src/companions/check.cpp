@@ -95,7 +95,7 @@ int check(const Source& source) {
 QString stateOf(const QString& controller) {
     ldap::LdapSettings settings;
     settings.servers = {{controller}};
-    settings.connectLimit = std::chrono::seconds(3);
+    settings.connectTimeout = std::chrono::seconds(3);
     try {
         ldap::LdapEngine engine(settings);
         engine::SearchRequest request;

@@ -4,46 +4,36 @@
 
 namespace rehome::main_window {
 
-/// Moving many mailboxes onto one store. Nothing is caught here.
+/// Moves many mailboxes onto one store.
 class BatchMove {
 public:
-    /// What it is given must outlive it.
-    BatchMove(Controls& controls, State& state, const platform::Platform& platform,
-              MailboxList& list)
-        : m_controls(controls), m_state(state), m_platform(platform), m_list(list) {}
+    /// Everything must outlive it. Moved mailboxes are added to `MovedMailboxes`.
+    BatchMove(Controls& controls, const platform::Platform& platform,
+              const BatchSelection& selection, MailboxList& list,
+              mailbox::Mailboxes& MovedMailboxes)
+        : m_controls(controls), m_platform(platform), m_selection(selection), m_list(list),
+          m_movedMailboxes(MovedMailboxes) {}
 
-    void rdoALL_Click();
-    void rdoCriteria_Click();
-    void rdoFromStore_Click();
-    void comboSourceMBx_Click();
-    void comboDestMBx_Click();
-    void comboSourceMBx_TypedInVain();
-    void comboDestMBx_TypedInVain();
+    /// Asks, moves, reports and refreshes the list. Throws Error as MoveMailbox2 and RefreshIt do.
     void btnMove_Click();
 
 private:
-    /// Which mailboxes, as it stood when the move was asked for: an accessibility client reaches
-    /// the options behind a message, too.
-    struct Choice {
-        Source mode;
-        QString status;
-    };
     struct Outcome {
         qint16 attempted = 0;
         qint16 moved = 0;
     };
 
-    /// Shows the message and makes the buttons usable again.
+    /// Shows the message and enables the buttons.
     void refuse(const QString& text);
-    bool confirmed();
-    bool qualifies(const mailbox::MailboxUser& user, const Choice& choice) const;
-    Outcome moveAll(const Choice& choice);
-    QString report(const Outcome& outcome) const;
+    bool isConfirmed(const BatchOrder& order);
+    Outcome move(const BatchOrder& order);
+    static QString report(const BatchOrder& order, const Outcome& outcome);
 
     Controls& m_controls;
-    State& m_state;
     const platform::Platform& m_platform;
+    const BatchSelection& m_selection;
     MailboxList& m_list;
+    mailbox::Mailboxes& m_movedMailboxes;
 };
 
 } // namespace rehome::main_window

@@ -146,7 +146,7 @@ void ListCombo::keyPressEvent(QKeyEvent* event) {
 void ListCombo::focusOutEvent(QFocusEvent* event) {
     QComboBox::focusOutEvent(event);
     if (typed() && event->reason() != Qt::PopupFocusReason)
-        Q_EMIT TypedInVain();
+        Q_EMIT TextDiscarded();
 }
 
 void ListCombo::wheelEvent(QWheelEvent* event) {

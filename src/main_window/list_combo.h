@@ -30,7 +30,7 @@ Q_SIGNALS:
     /// An item was picked in the open list, possibly the one shown; Text is that item.
     void Click();
     /// The focus has left the box with a text that was typed and not picked.
-    void TypedInVain();
+    void TextDiscarded();
     /// The wheel was turned over the closed box.
     void Wheel(QWheelEvent* event);
 

@@ -1,7 +1,6 @@
 #include "main_window/mailbox_list.h"
 
 #include "main_window/columns.h"
-#include "main_window/source_choice.h"
 #include "platform/twips.h"
 #include "topology/domains.h"
 #include "topology/servers.h"
@@ -36,11 +35,7 @@ void MailboxList::InitGUI() {
     m_controls.comboDestMBx->setText(clickToSelect());
 
     m_chooser.reset();
-    m_controls.comboSourceMBx->setEnabled(false);
-    m_controls.comboStatus->setEnabled(false);
-    m_state.SourceMode = Source::All;
-    // The option buttons are left as they are, and what they show has to count.
-    setSource(checkedSource(m_controls), m_state, m_controls);
+    m_selection.resetSource();
 }
 
 void MailboxList::RefreshIt() {
@@ -52,7 +47,7 @@ void MailboxList::RefreshIt() {
     const auto whateverHappens = qScopeGuard([&] { grid.publish(); });
 
     topology::GetExchServers(m_platform.Directory, m_state.ServerNames, m_state.ServerDNs);
-    const QString localServer = m_getLocalServer();
+    const QString localServer = GetLocalServer();
     InitGUI();
     m_state.MailboxRowCount = 0;
     m_state.StoreList = {};
@@ -100,7 +95,7 @@ void MailboxList::tellWhatIsMissing(const QString& localServer) {
 
 void MailboxList::listMailboxes() {
     listing::MailboxReader reader(m_platform, m_state.StoreList);
-    reader.read(*m_state.DirConnection, m_state.DefaultNamingContext,
+    reader.read(*m_directory.DirConnection, m_directory.DefaultNamingContext,
                 [this](const listing::Row& row) { show(row); });
     finish(reader.sourceStores());
 }
@@ -127,13 +122,12 @@ void MailboxList::finish(const topology::KeyedCollection<QString>& sourceStores)
         m_controls.comboSourceMBx->AddItem(store);
     grid.setRedraw(true);
     grid.setScrollBars(FlexGrid::Bars::Both);
-    m_state.SourceStoreName.clear();
-    m_state.DestStoreName.clear();
+    m_selection.clearStores();
     grid.setCol(StoreColumn);
     grid.bringCurrentCellIntoView();
     m_chooser.showOverStore();
     m_controls.enableInOrder(*m_controls.btnRefresh, *m_controls.btnMove);
-    const QString domain = topology::domainName(m_state.DefaultNamingContext);
+    const QString domain = topology::domainName(m_directory.DefaultNamingContext);
     m_platform.Journal.Tell(
         platform::Event::Listed,
         QStringLiteral("listed %1 mailboxes of %2; %3 mailbox stores on %4 servers")
@@ -154,9 +148,9 @@ void MailboxList::finish(const topology::KeyedCollection<QString>& sourceStores)
 void MailboxList::tellOtherDomains() {
     QStringList names;
     try {
-        for (const auto& domain :
-             topology::otherDomains(*m_platform.Directory.session(), m_state.ConfigNamingContext,
-                                    m_state.DefaultNamingContext))
+        for (const auto& domain : topology::otherDomains(*m_platform.Directory.session(),
+                                                         m_directory.ConfigNamingContext,
+                                                         m_directory.DefaultNamingContext))
             names += domain.name;
     } catch (const Error& error) {
         names = QStringList{QStringLiteral("not known (%1)").arg(error.description())};

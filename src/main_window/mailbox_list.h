@@ -1,25 +1,42 @@
 #pragma once
 
 #include "listing/mailbox_reader.h"
+#include "mailbox/moves.h"
+#include "main_window/batch_selection.h"
 #include "main_window/store_chooser.h"
 #include "topology/stores.h"
 
-#include <functional>
-#include <utility>
-
 namespace rehome::main_window {
 
-/// Gives the local server's name. May throw Error.
-using LocalServer = std::function<QString()>;
+/// The directory, as the window opens it once.
+struct DirectoryState {
+    QString DefaultNamingContext; ///< the rootDSE's "defaultNamingContext"
+    QString ConfigNamingContext;  ///< the rootDSE's "configurationNamingContext"
+    std::unique_ptr<adsi::Connection> DirConnection;
+};
+
+/// What the last refresh has found.
+struct ListState {
+    topology::KeyedCollection<QString> ServerNames;
+    topology::KeyedCollection<QString> ServerDNs; ///< keyed by server name
+    topology::StoreCatalogue StoreList;
+    mailbox::ListedMailboxes GridMailboxes;
+    qint16 MailboxRowCount = 0; ///< includes a row that could not be read to its end
+};
 
 /// Lists every mailbox with its store and that store's state.
 class MailboxList {
 public:
-    /// What it is given must outlive it.
-    MailboxList(Controls& controls, State& state, const platform::Platform& platform,
-                LocalServer getLocalServer, StoreChooser& chooser)
-        : m_controls(controls), m_state(state), m_platform(platform),
-          m_getLocalServer(std::move(getLocalServer)), m_chooser(chooser), m_stores(platform) {}
+    /// Everything must outlive it. `directory` must be open before the list is refreshed.
+    MailboxList(Controls& controls, const DirectoryState& directory,
+                const platform::Platform& platform, StoreChooser& chooser,
+                BatchSelection& selection)
+        : m_controls(controls), m_directory(directory), m_platform(platform), m_chooser(chooser),
+          m_selection(selection), m_stores(platform) {}
+
+    const ListState& state() const { return m_state; }
+    /// The local computer's name. Throws Error if it has none.
+    QString GetLocalServer() const { return m_platform.Network.ComputerName(); }
 
     /// Rebuilds all that the window shows; the checked source stays chosen. Throws Error where the
     /// servers cannot be found or the grid cannot be prepared; any later failure is shown and
@@ -41,11 +58,12 @@ private:
     void finish(const topology::KeyedCollection<QString>& sourceStores);
 
     Controls& m_controls;
-    State& m_state;
+    const DirectoryState& m_directory;
     const platform::Platform& m_platform;
-    LocalServer m_getLocalServer;
     StoreChooser& m_chooser;
+    BatchSelection& m_selection;
     topology::StoreEnumeration m_stores;
+    ListState m_state;
 };
 
 } // namespace rehome::main_window

@@ -9,12 +9,10 @@
 namespace rehome::main_window {
 
 frmMain::frmMain(const platform::Platform& platform, const QString& caption)
-    : m_platform(platform), m_controls(*this), m_chooser(*this, m_controls, m_state),
-      m_list(
-          m_controls, m_state, platform, [this] { return GetLocalServer(); }, m_chooser),
-      m_singleMove(
-          m_controls, m_state, platform, [this] { return GetLocalServer(); }, m_chooser, m_list),
-      m_batchMove(m_controls, m_state, platform, m_list) {
+    : m_platform(platform), m_controls(*this), m_chooser(*this, m_controls),
+      m_selection(m_controls), m_list(m_controls, m_directory, platform, m_chooser, m_selection),
+      m_singleMove(m_controls, platform, m_chooser, m_list, m_movedMailboxes),
+      m_batchMove(m_controls, platform, m_selection, m_list, m_movedMailboxes) {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(caption);
     wireEvents();
@@ -48,26 +46,28 @@ void frmMain::wireEvents() {
     on(m_controls.msfgMain, &FlexGrid::Scroll, m_chooser, &StoreChooser::msfgMain_Scroll);
     on(m_controls.msfgMain, &FlexGrid::ReleasedOutside, m_chooser,
        &StoreChooser::msfgMain_ReleasedOutside);
-    on(m_controls.comboStoreName, &ListCombo::TypedInVain, m_chooser,
-       &StoreChooser::comboStoreName_TypedInVain);
+    on(m_controls.comboStoreName, &ListCombo::TextDiscarded, m_chooser,
+       &StoreChooser::comboStoreName_TextDiscarded);
     on(m_controls.comboStoreName, &ListCombo::Click, m_singleMove,
        &SingleMove::comboStoreName_Click);
-    on(m_controls.comboSourceMBx, &ListCombo::TypedInVain, m_batchMove,
-       &BatchMove::comboSourceMBx_TypedInVain);
-    on(m_controls.comboDestMBx, &ListCombo::TypedInVain, m_batchMove,
-       &BatchMove::comboDestMBx_TypedInVain);
+    on(m_controls.comboSourceMBx, &ListCombo::TextDiscarded, m_selection,
+       &BatchSelection::comboSourceMBx_TextDiscarded);
+    on(m_controls.comboDestMBx, &ListCombo::TextDiscarded, m_selection,
+       &BatchSelection::comboDestMBx_TextDiscarded);
     // Whatever checks one, an accessibility client too, which does not click: what shows counts.
     const auto onChosen = [this](QRadioButton* option, auto handler) {
         connect(option, &QRadioButton::toggled, this, [this, handler](bool chosen) {
             if (chosen)
-                handle([&] { (m_batchMove.*handler)(); });
+                handle([&] { (m_selection.*handler)(); });
         });
     };
-    onChosen(m_controls.rdoALL, &BatchMove::rdoALL_Click);
-    onChosen(m_controls.rdoCriteria, &BatchMove::rdoCriteria_Click);
-    onChosen(m_controls.rdoFromStore, &BatchMove::rdoFromStore_Click);
-    on(m_controls.comboSourceMBx, &ListCombo::Click, m_batchMove, &BatchMove::comboSourceMBx_Click);
-    on(m_controls.comboDestMBx, &ListCombo::Click, m_batchMove, &BatchMove::comboDestMBx_Click);
+    onChosen(m_controls.rdoALL, &BatchSelection::rdoALL_Click);
+    onChosen(m_controls.rdoCriteria, &BatchSelection::rdoCriteria_Click);
+    onChosen(m_controls.rdoFromStore, &BatchSelection::rdoFromStore_Click);
+    on(m_controls.comboSourceMBx, &ListCombo::Click, m_selection,
+       &BatchSelection::comboSourceMBx_Click);
+    on(m_controls.comboDestMBx, &ListCombo::Click, m_selection,
+       &BatchSelection::comboDestMBx_Click);
     const auto onPress = [this](QPushButton* button, auto& part, auto handler) {
         connect(button, &QPushButton::clicked, this,
                 [this, &part, handler] { command([&] { (part.*handler)(); }); });
@@ -92,18 +92,14 @@ void frmMain::GridWindowProc() {
 void frmMain::Form_Load() {
     HookGridWindow();
     const auto root = m_platform.Directory.BindObject(QStringLiteral("LDAP://RootDSE"));
-    m_state.DefaultNamingContext = root->GetText(QStringLiteral("defaultNamingContext"));
-    m_state.ConfigNamingContext = root->GetText(QStringLiteral("configurationNamingContext"));
-    m_state.DirConnection = m_platform.Directory.CreateConnection();
-    m_state.DirConnection->setProvider(QStringLiteral("ADSDSOObject"));
-    m_state.DirConnection->Open(QStringLiteral("ADs Provider"), QString(), QString(),
-                                adsi::UnspecifiedOptions);
+    m_directory.DefaultNamingContext = root->GetText(QStringLiteral("defaultNamingContext"));
+    m_directory.ConfigNamingContext = root->GetText(QStringLiteral("configurationNamingContext"));
+    m_directory.DirConnection = m_platform.Directory.CreateConnection();
+    m_directory.DirConnection->setProvider(QStringLiteral("ADSDSOObject"));
+    m_directory.DirConnection->Open(QStringLiteral("ADs Provider"), QString(), QString(),
+                                    adsi::UnspecifiedOptions);
     m_list.RefreshIt();
     m_list.tellOtherDomains();
-}
-
-QString frmMain::GetLocalServer() const {
-    return m_platform.Network.ComputerName();
 }
 
 void frmMain::btnRefresh_Click() {
@@ -125,11 +121,11 @@ void frmMain::closeEvent(QCloseEvent* event) {
 
 void frmMain::finishMovedMailboxes(QString& summary) {
     repopulation::frmRecreateMailboxStatus dialog(m_platform, this);
-    dialog.Prepare(m_state.MovedMailboxes);
+    dialog.Prepare(m_movedMailboxes);
     dialog.exec();
-    for (const auto& user : m_state.MovedMailboxes)
+    for (const auto& user : m_movedMailboxes)
         summary += QStringLiteral("\r\n\t") + platform::shownText(user->GetMail());
-    m_state.DirConnection->Close();
+    m_directory.DirConnection->Close();
 }
 
 void frmMain::Form_Unload(qint16&) {
@@ -143,7 +139,7 @@ void frmMain::Form_Unload(qint16&) {
         m_platform.Journal.Tell(platform::Event::Remark,
                                 QStringLiteral("closing: ") + describe(error));
     }
-    if (m_state.MovedMailboxes.Count() > 0)
+    if (m_movedMailboxes.Count() > 0)
         m_platform.Desktop.Show(
             {QStringLiteral("The following mailboxes were moved :\t\r\n") + summary,
              platform::Buttons::OkCancel, platform::Icon::None, QStringLiteral("Moved Mailboxes")});

@@ -21,14 +21,16 @@ public:
     /// afterwards. Throws Error.
     void Form_Load();
 
-    /// The local computer's name. Throws Error where it has none.
-    QString GetLocalServer() const;
-
     /// Has the moved mailboxes repopulated, sums up and ends the process. The flag is ignored.
     /// Returns only where it is under way already.
     void Form_Unload(qint16& Cancel);
 
-    const State& state() const { return m_state; }
+    const DirectoryState& directory() const { return m_directory; }
+    const StoreChooser& chooser() const { return m_chooser; }
+    const BatchSelection& selection() const { return m_selection; }
+    const MailboxList& list() const { return m_list; }
+    /// Of the whole run, keyed by ID.
+    const mailbox::Mailboxes& MovedMailboxes() const { return m_movedMailboxes; }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -51,9 +53,11 @@ private:
     void command(Handler&& handler);
 
     const platform::Platform& m_platform;
-    State m_state;
+    DirectoryState m_directory;
+    mailbox::Mailboxes m_movedMailboxes;
     Controls m_controls;
     StoreChooser m_chooser;
+    BatchSelection m_selection;
     MailboxList m_list;
     SingleMove m_singleMove;
     BatchMove m_batchMove;

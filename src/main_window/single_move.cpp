@@ -10,10 +10,10 @@ bool SingleMove::movesNothing(const QString& picked) const {
     const QString shown = m_controls.msfgMain->Text();
     if (picked == shown || picked.isEmpty())
         return true;
-    const auto* user = m_state.GridMailboxes.find(m_controls.msfgMain->Row());
+    const auto* user = m_list.state().GridMailboxes.find(m_controls.msfgMain->Row());
     // Texts that differ in letter case alone are left to the comparison above.
     return user && !platform::areSameInCapitals(picked, shown) &&
-           mailbox::isOn(**user, picked, m_state.StoreList);
+           mailbox::isOn(**user, picked, m_list.state().StoreList);
 }
 
 bool SingleMove::confirmed(const QString& picked) {
@@ -44,7 +44,7 @@ void SingleMove::comboStoreName_Click() {
         return;
 
     const QString server = picked.section(u':', 0, 0);
-    if (server != m_getLocalServer()) {
+    if (server != m_list.GetLocalServer()) {
         m_platform.Desktop.Show(
             {QStringLiteral("Moving mailbox to remote server prohibited, disaster recovery utility "
                             "can only restore to local stores"),
@@ -52,12 +52,12 @@ void SingleMove::comboStoreName_Click() {
         return;
     }
     // The heading row, or a row that a failed refresh left half written: there is nothing to move.
-    const auto* found = m_state.GridMailboxes.find(grid.Row());
+    const auto* found = m_list.state().GridMailboxes.find(grid.Row());
     const auto user = found ? *found : nullptr;
     if (!user || !confirmed(picked))
         return;
 
-    if (mailbox::MoveMailbox2(user, picked, m_state.StoreList, m_state.MovedMailboxes))
+    if (mailbox::MoveMailbox2(user, picked, m_list.state().StoreList, m_movedMailboxes))
         m_platform.Desktop.Show({QStringLiteral("MailBox moved successfully"),
                                  platform::Buttons::Ok, platform::Icon::None,
                                  QStringLiteral("Mailbox move")});

@@ -8,11 +8,11 @@ namespace rehome::main_window {
 /// here.
 class SingleMove {
 public:
-    /// What it is given must outlive it.
-    SingleMove(Controls& controls, State& state, const platform::Platform& platform,
-               LocalServer getLocalServer, StoreChooser& chooser, MailboxList& list)
-        : m_controls(controls), m_state(state), m_platform(platform),
-          m_getLocalServer(std::move(getLocalServer)), m_chooser(chooser), m_list(list) {}
+    /// Everything must outlive it. A moved mailbox is added to `MovedMailboxes`.
+    SingleMove(Controls& controls, const platform::Platform& platform, StoreChooser& chooser,
+               MailboxList& list, mailbox::Mailboxes& MovedMailboxes)
+        : m_controls(controls), m_platform(platform), m_chooser(chooser), m_list(list),
+          m_movedMailboxes(MovedMailboxes) {}
 
     void comboStoreName_Click();
 
@@ -21,11 +21,10 @@ private:
     bool movesNothing(const QString& picked) const;
 
     Controls& m_controls;
-    State& m_state;
     const platform::Platform& m_platform;
-    LocalServer m_getLocalServer;
     StoreChooser& m_chooser;
     MailboxList& m_list;
+    mailbox::Mailboxes& m_movedMailboxes;
 };
 
 } // namespace rehome::main_window

@@ -8,9 +8,8 @@
 
 namespace rehome::main_window {
 
-StoreChooser::StoreChooser(QWidget& window, Controls& controls, State& state)
-    : m_window(window), m_grid(*controls.msfgMain), m_list(*controls.comboStoreName),
-      m_state(state) {
+StoreChooser::StoreChooser(QWidget& window, Controls& controls)
+    : m_window(window), m_grid(*controls.msfgMain), m_list(*controls.comboStoreName) {
     // The wheel over it scrolls the grid.
     QObject::connect(&m_list, &ListCombo::Wheel, m_grid.viewport(), [this](QWheelEvent* event) {
         QCoreApplication::sendEvent(m_grid.viewport(), event);
@@ -67,10 +66,10 @@ void StoreChooser::msfgMain_MouseDown() {
 
 void StoreChooser::msfgMain_MouseUp() {
     const auto width = static_cast<float>(m_grid.CellWidth());
-    if (width == m_state.LastCellWidth)
+    if (width == m_lastCellWidth)
         return;
     followWidth();
-    m_state.LastCellWidth = width;
+    m_lastCellWidth = width;
 }
 
 void StoreChooser::msfgMain_Scroll() {
@@ -86,7 +85,7 @@ void StoreChooser::msfgMain_ReleasedOutside() {
     m_list.setText(m_grid.Text());
 }
 
-void StoreChooser::comboStoreName_TypedInVain() {
+void StoreChooser::comboStoreName_TextDiscarded() {
     m_list.setText(m_grid.Text());
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "main_window/controls.h"
-#include "main_window/state.h"
 
 namespace rehome::main_window {
 
@@ -10,7 +9,7 @@ namespace rehome::main_window {
 class StoreChooser {
 public:
     /// What it is given must outlive it.
-    StoreChooser(QWidget& window, Controls& controls, State& state);
+    StoreChooser(QWidget& window, Controls& controls);
 
     /// Hides it, in front of the grid and as wide as the current cell.
     void reset();
@@ -27,7 +26,9 @@ public:
     void msfgMain_MouseUp();
     void msfgMain_Scroll();
     void msfgMain_ReleasedOutside();
-    void comboStoreName_TypedInVain();
+    void comboStoreName_TextDiscarded();
+
+    float LastCellWidth() const { return m_lastCellWidth; }
 
 private:
     void followWidth();
@@ -37,7 +38,7 @@ private:
     QWidget& m_window;
     FlexGrid& m_grid;
     ListCombo& m_list;
-    State& m_state;
+    float m_lastCellWidth = 0; ///< twips; the width that msfgMain_MouseUp gave last
 };
 
 } // namespace rehome::main_window

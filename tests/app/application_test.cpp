@@ -7,12 +7,10 @@
 
 #include <QDialog>
 #include <QIcon>
-#include <QLabel>
 #include <QProcess>
 #include <QTemporaryDir>
 
 #include <csignal>
-#include <cstdio>
 #include <fcntl.h>
 #include <pty.h>
 #include <sys/mman.h>
@@ -40,8 +38,7 @@ namespace {
 /// An event fails, or a modal dialog's tick.
 int fail(app::Application& application, bool inTick) {
     QDialog dialog;
-    const std::function<void()> event = [] { throw Error("it failed"); };
-    const std::function<void()> tick = [&] {
+    const std::function<void()> event = [] { throw Error("it failed"); }, tick = [&] {
         platform::runHandler(application, [&] {
             QTimer::singleShot(0, &application, tick); // while the box is shown
             event();
@@ -73,11 +70,12 @@ int move(app::Application& application, const QByteArray& what) {
         limitFiles(RLIM_INFINITY);
     }
     if (what == "box") { // behind it, no line at the terminal shows what is being done
+        using Verb = engine::Call::Verb;
         app::ProgressObserver observer(application.journal().progress());
-        observer.asks(1, "find DC=t (mailnickname=*)");
-        observer.finds(1, {});
-        observer.ends(1, "broken off");
-        observer.asks(2, "server CN=S");
+        observer.onStarted(1, {Verb::Search, {}, {}, {{}, {}, listing::mailboxFilter(), {}}});
+        observer.onEntry(1, {});
+        observer.onFinished(1, {});
+        observer.onStarted(2, {Verb::CheckServer, "CN=S"});
         QTest::qSleep(300);
     }
     if (what == "drop") { // the end of the process is asked for from outside

@@ -97,7 +97,7 @@ private Q_SLOTS:
         // The arrow keys on the option buttons are clicks.
         w.control<QRadioButton>("rdoFromStore").setFocus();
         QTest::keyClick(w.frame.focusWidget(), Qt::Key_Up);
-        QCOMPARE(w.state.SourceMode, main_window::Source::Criteria);
+        QCOMPARE(w.frame.selection().order().SourceMode, main_window::Source::Criteria);
         QVERIFY(w.combo("comboStatus").isEnabled() && !w.combo("comboSourceMBx").isEnabled());
 
         // A button that a run disables gets its focus back; a chooser that hides gives it up.
@@ -191,7 +191,7 @@ private Q_SLOTS:
         QCOMPARE(events, QStringList({"down 35,3 0", "up", "click 1"}));
         QCOMPARE(w.chooser().Text(), w.text(35, 2));
         QCOMPARE(grid.TopRow(), top);
-        QCOMPARE(w.state.LastCellWidth, 1300.0F); // of column 3; the click follows
+        QCOMPARE(w.frame.chooser().LastCellWidth(), 1300.0F); // of column 3; the click follows
         events.clear();
         QTest::mouseClick(grid.horizontalHeader()->viewport(), Qt::LeftButton, {}, {50, 10});
         QCOMPARE(events.mid(1), QStringList({"up", "click 1"}));

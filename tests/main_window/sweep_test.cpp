@@ -2,8 +2,6 @@
 #include "journal/recovery_ldif.h"
 #include "support/window_driver.h"
 
-#include <QLabel>
-#include <QRadioButton>
 #include <QRegularExpression>
 
 #include <sys/mman.h>
@@ -82,9 +80,9 @@ struct Run final : platform::Journal, test::Window {
     /// A call too.
     void Keep(const platform::RecoveryRecord& record) override {
         const int call = -int(calls.log.size()) - 1;
-        calls.asks(call, "record " + record.DistinguishedName);
+        calls.begin(call, "record " + record.DistinguishedName);
         kept.Keep(record);
-        calls.answers(call);
+        calls.onSucceeded(call);
     }
     bool Holds(const QByteArray& guid) const override { return kept.Holds(guid); }
     QStringList RestoreSteps(const QByteArray& guid, const QString& server) const override {
@@ -202,7 +200,7 @@ class SweepTest : public QObject {
                             !run.calls.log[i + 1].object.endsWith(server),
                         "a server is asked again");
         }
-        const main_window::State& state = run.state;
+        const main_window::ListState& state = run.state;
         auto listed = run.grid.Rows() - 1;
         for (const auto& [user, as] : run.before)
             listed -= !run.home(dn(user)).isEmpty();

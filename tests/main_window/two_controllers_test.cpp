@@ -3,8 +3,6 @@
 #include "journal/kept_journal.h"
 #include "support/window_driver.h"
 
-#include <QLabel>
-#include <QRadioButton>
 #include <QRegularExpression>
 
 #include <sys/mman.h>
@@ -46,7 +44,8 @@ struct Over {
     const int stream = memfd_create("recovery", 0);
     journal::KeptJournal kept{journal::KeptJournal::Of::Rehearsal, stream};
     test::TestDesktop desktop;
-    platform::Platform platform{controllers, probe, controllers, network, desktop, kept};
+    exchange::ExchangeManagement exchange{controllers, probe, controllers, kept};
+    platform::Platform platform{exchange, network, desktop, kept};
     struct {
         int underWay(const char*) const { return 1; }
     } calls; ///< the window driver asks for open sessions

@@ -6,7 +6,6 @@
 #include "topology/names.h"
 
 #include <QHeaderView>
-#include <QLabel>
 #include <QRegularExpression>
 
 using namespace rehome;
@@ -251,7 +250,7 @@ private Q_SLOTS:
         QCOMPARE(texts.at(5), "No MailBox found in ");
         w.press("rdoCriteria");
         w.press("btnRefresh");
-        QCOMPARE(w.state.SourceMode, main_window::Source::Criteria);
+        QCOMPARE(w.frame.selection().order().SourceMode, main_window::Source::Criteria);
     }
 
     /// A store that reads otherwise in the grid than in the lists, and names that would lie.
@@ -369,7 +368,7 @@ private Q_SLOTS:
         w.moveRow(5, "EX1:SG\\A");
         w.desktop.shown.clear();
         w.calls.made.clear();
-        w.state.DirConnection->Close(); // a second time is an error
+        w.frame.directory().DirConnection->Close(); // a second time is an error
         w.organisation.modify("CN=u2,DC=t", {{"mail", {}}});
         QHideEvent iconified;
         QShowEvent restored;

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "platform/engine/observed_engine.h"
-#include "platform/error.h"
+#include "app/trace.h"
 
 #include <QHash>
 
@@ -48,7 +47,10 @@ struct RecordedCalls final : engine::Observer {
         return std::ranges::count(m_now, call, &Made::call);
     }
 
-    void asks(int call, const QString& text) override {
+    void onStarted(int call, const engine::Call& started) override {
+        begin(call, app::traceText(started));
+    }
+    void begin(int call, const QString& text) {
         made += text;
         const QString object = text.section(' ', 1, 1);
         Made& mine = log.emplace_back(
@@ -63,23 +65,21 @@ struct RecordedCalls final : engine::Observer {
             throw Error("refused");
         m_now.insert(call, &mine);
     }
-    void finds(int call, const QString& name) override {
+    void onEntry(int call, const QString& name) override {
         if (breakOff > 0 && --breakOff == 0)
             throw Error("the search broke off");
-        Made& mine = *m_now[call];
-        if (mine.call == "read")
+        if (Made& mine = *m_now[call]; mine.call == "read")
             m_names.insert(std::exchange(mine.object, name), name);
     }
-    void answers(int call) override {
+    void onSucceeded(int call) override {
         if (m_now[call] == struck && m_fault == Fault::AfterEffect) {
-            struck->effected = true;
-            if (struck->call == "modify")
+            if (struck->effected = true; struck->call == "modify")
                 throw engine::OutcomeUnknown("refused after its effect");
             throw Error("refused after its effect");
         }
         m_now[call]->failed = false;
     }
-    void ends(int call, const QString&) noexcept override { m_now.remove(call); }
+    void onFinished(int call, const QString&) noexcept override { m_now.remove(call); }
 
 private:
     QHash<int, Made*> m_now; ///< what is under way

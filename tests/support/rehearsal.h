@@ -17,8 +17,8 @@ struct Rehearsal {
     explicit Rehearsal(const OrganisationText& text = smallOrganisation(),
                        platform::Desktop* other = nullptr, platform::Journal* kept = nullptr)
         : organisation(embedded::readOrganisation(text.ldif(), "test")),
-          platform(observed, observed, observed, network, other ? *other : desktop,
-                   kept ? *kept : journal) {}
+          exchange(observed, observed, observed, kept ? *kept : journal),
+          platform{exchange, network, other ? *other : desktop, kept ? *kept : journal} {}
 
     /// Where a mailbox is now, as the directory has it; empty where there is none.
     QString home(const QString& user) const { return organisation.object(user)->text("homeMDB"); }
@@ -32,6 +32,7 @@ struct Rehearsal {
     engine::ObservedEngine observed{engine, probe, opener, calls};
     TestJournal journal;
     TestDesktop desktop;
+    exchange::ExchangeManagement exchange;
     platform::Platform platform;
 };
 

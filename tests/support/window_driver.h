@@ -106,7 +106,7 @@ struct WindowOver : Over {
 
     const bool look = (main_window::applyLook(*qApp), true);
     main_window::frmMain frame{this->platform, "Rehome test"};
-    const main_window::State& state = frame.state();
+    const main_window::ListState& state = frame.list().state();
     main_window::FlexGrid& grid = control<main_window::FlexGrid>("msfgMain");
 };
 

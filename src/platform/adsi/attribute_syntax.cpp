@@ -26,12 +26,10 @@ platform::Value shaped(Syntax syntax, const Values& values) {
 } // namespace
 
 Syntax syntaxOf(const QString& attribute) {
-    const QByteArray name = attribute.toLatin1();
-    if (engine::isOctetString({name.constData(), std::size_t(name.size())}))
+    const engine::AttributeKind& kind = engine::attributeKind(attribute.toLatin1());
+    if (kind.syntax == engine::AttributeKind::Syntax::Octets)
         return Syntax::Octets;
-    const auto is = [&](const char* other) { return qstricmp(name.constData(), other) == 0; };
-    const bool list = is("proxyAddresses") || is("objectClass") || is("networkAddress");
-    return list ? Syntax::Texts : Syntax::Text;
+    return kind.is(engine::AttributeKind::ManyValues) ? Syntax::Texts : Syntax::Text;
 }
 
 platform::Value valueOf(Syntax syntax, const QList<QByteArray>& values) {

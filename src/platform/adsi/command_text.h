@@ -6,12 +6,12 @@
 
 namespace rehome::adsi {
 
-/// Takes "<LDAP://base>;filter;attributes;scope" apart. The scope is "base", "onelevel" or
-/// "subtree". Throws Error naming the part that is wrong.
+/// Parses "<LDAP://base>;filter;attributes;scope". The scope is "base", "onelevel" or "subtree".
+/// Throws Error if a part is invalid.
 engine::SearchRequest parseCommandText(const QString& text);
 
-/// The base that a path names: empty for "LDAP://RootDSE", else what follows "LDAP://". Throws
-/// Error where the path does not begin so.
+/// Returns what follows "LDAP://" in a path; empty for "LDAP://RootDSE". Throws Error if the path
+/// begins otherwise.
 QString baseOfPath(const QString& path);
 
 } // namespace rehome::adsi

@@ -14,14 +14,15 @@ public:
     explicit Connection(engine::Engine& engine) : m_engine(engine) {}
 
     void setProvider(const QString& provider) { m_provider = provider; }
-    /// Throws Error where the provider is unknown, credentials are given, or no session can be
-    /// made.
+    /// Opens a session; blocks, and may end the process. `options`: UnspecifiedOptions only; name
+    /// and password must be empty. Throws Error if the provider or an argument is another, the
+    /// connection is open, or no session can be opened.
     void Open(const QString& connectionText, const QString& userName, const QString& password,
               int options);
-    /// Runs one search given as "<LDAP://base>;filter;attributes;scope" and waits for its first
-    /// record. Throws Error where the connection is not open, the text cannot be taken apart, or
-    /// the search is refused.
+    /// Runs a search (see parseCommandText()) and waits for its first record; may end the process.
+    /// Throws Error if the connection is closed, the text is invalid, or the search fails.
     std::unique_ptr<RecordSet> Execute(const QString& commandText, int options);
+    /// Ends the session; its record sets cannot be read any more. Throws Error if it is closed.
     void Close();
 
 private:

@@ -10,37 +10,38 @@
 
 namespace rehome::adsi {
 
-/// A directory object bound by path with its property cache. What is read comes from the cache,
-/// which the binding fills and GetInfoEx adds to; what is put is staged there and written by
-/// SetInfo alone, to the server that the object was read from.
+/// A bound directory object with its property cache. The binding fills the cache, and GetInfoEx()
+/// and Get() add to it. Put() stages a change there; only SetInfo() writes, at the server that the
+/// object was read from. Calls that read or write block, and may end the process.
 class IADs {
 public:
-    /// Reads these attributes of the object, its classes and its GUID, from that server if one is
-    /// named. Throws Error where `base` names no object.
+    /// Reads these attributes of the object, its classes and its GUID. `base`, `server`: as in
+    /// SearchRequest. Throws Error if `base` names no object.
     IADs(std::shared_ptr<engine::Session> session, const QString& base,
          const QStringList& attributes, const QString& server = {});
 
-    /// One attribute's value. Throws Error where the object has none.
+    /// Returns an attribute's value. Throws Error if the object has none.
     platform::Value Get(const QString& name);
-    /// The same as text. Throws Error also where it is not a single one.
+    /// Returns the same as text. Throws Error also if it is not a single text.
     QString GetText(const QString& name);
-    /// Has the listed attributes in the cache; `reserved` must be 0. An attribute that the object
-    /// lacks is no failure here, but of the GetEx that follows.
+    /// Reads the listed attributes into the cache, unless they are there; `reserved` must be 0.
+    /// Does not throw if the object lacks an attribute: the GetEx() that follows does.
     void GetInfoEx(const QStringList& names, int reserved);
-    /// The attribute's values as a list; never empty. Throws Error where the object has none.
+    /// Returns the attribute's values, at least one. Throws Error if the object has none.
     QStringList GetEx(const QString& name);
     /// Stages a replacement of all the attribute's values; null clears the attribute.
     void Put(const QString& name, const platform::Value& value);
-    /// Writes everything staged back in one modification. Nothing is written before it.
+    /// Writes all staged changes in one modification. Throws as engine::Session::modify() does: if
+    /// it throws OutcomeUnknown, they may have been written. They stay staged then.
     void SetInfo();
 
     const QString& distinguishedName() const { return m_cache.distinguishedName; }
     engine::Session& session() const { return *m_session; }
     bool isOfClass(const QString& objectClass) const;
-    /// A cached attribute's values, staged changes included; empty where the object lacks it.
-    /// Never asks the directory.
+    /// Returns a cached attribute's values, staged changes included; empty if there are none. Never
+    /// reads the directory.
     QList<QByteArray> cached(const QString& name) const;
-    /// The first of them as text, null where there is none.
+    /// Returns the first of them as text, null if there are none.
     QString cachedText(const QString& name) const;
     /// Stages a replacement of all the attribute's values.
     void stage(const QString& name, const QList<QByteArray>& values);
@@ -60,11 +61,11 @@ private:
 /// A bound object with its user interface.
 class IADsUser final : public IADs {
 public:
-    /// Throws Error also where the object is not a user.
+    /// Throws Error also if the object is not a user.
     IADsUser(std::shared_ptr<engine::Session> session, const QString& base,
              const QStringList& attributes, const QString& server);
 
-    /// The `mail` attribute. Throws Error where the user has none.
+    /// Returns the `mail` attribute. Throws Error if the user has none.
     QString EmailAddress();
     /// Stages `mail`.
     void setEmailAddress(const QString& address);

@@ -5,23 +5,23 @@
 
 namespace rehome::adsi {
 
-/// Active Directory over an engine. Paths: "LDAP://RootDSE", "LDAP://" and a distinguished name,
-/// "LDAP://<GUID=" and 36 hexadecimal digits and hyphens and ">". Bindings share one session,
-/// opened by the first of them; each connection has its own.
+/// Active Directory over an engine. A path is "LDAP://RootDSE"; "LDAP://" and a DN; or
+/// "LDAP://<GUID=", 36 hexadecimal digits and hyphens, and ">". Bindings share one session, which
+/// the first of them opens; each connection has its own. Bindings block, and may end the process.
 class DirectoryServices {
 public:
     /// `engine` must outlive this and everything that it made.
     explicit DirectoryServices(engine::Engine& engine) : m_engine(engine) {}
 
-    /// Binds afresh; nothing is cached between bindings. Throws Error where the path names nothing.
+    /// Reads the object; bindings share no cache. Throws Error if the path names no object.
     std::unique_ptr<IADs> BindObject(const QString& path);
-    /// The same, and takes the user interface; throws Error where the object is not a user. Reads
-    /// these attributes, from that server if one is named.
+    /// Binds a user and reads these attributes. `server`: as in SearchRequest. Throws Error also if
+    /// the object is not a user.
     std::unique_ptr<IADsUser> BindUser(const QString& path, const QStringList& attributes = {},
                                        const QString& server = {});
     std::unique_ptr<Connection> CreateConnection();
 
-    /// The session of the bindings. Throws Error where none can be made.
+    /// Returns the session of the bindings. Throws Error if it cannot be opened.
     std::shared_ptr<engine::Session> session();
 
 private:

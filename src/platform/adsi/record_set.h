@@ -15,31 +15,31 @@ struct ConnectionSession {
     std::unique_ptr<engine::Session> session;
 };
 
-/// The result of a search: positioned on its first record when it has one, read forwards only, as
-/// the records arrive and while its connection is open. Letting it go before its end abandons the
-/// search.
+/// The result of a search, read forwards only, as the records arrive and while the connection is
+/// open. It begins on its first record, if it has one. Its destruction abandons the search.
 class RecordSet {
 public:
-    /// Waits for the first entry. Throws Error where the search fails before it.
+    /// Waits for the first entry; may end the process. Throws Error if the search fails.
     RecordSet(std::shared_ptr<ConnectionSession> connection, const engine::SearchRequest& request);
 
-    /// True when the set holds no record.
+    /// Returns true if the set has no record.
     bool Bof() const { return m_empty; }
-    /// True when the last record has been passed, or there is none.
+    /// Returns true if the last record has been passed, or there is none.
     bool Eof() const { return !m_current; }
-    /// Throws Error where the set holds no record, or its first has been passed.
+    /// Throws Error if the set has no record, or its first has been passed.
     void MoveFirst();
-    /// Throws Error at the end, or where the search breaks off.
+    /// Waits for the next record; may end the process. Throws Error at the end, or if the search
+    /// fails.
     void MoveNext();
-    /// Ends the search; nothing can be read afterwards.
+    /// Ends the search. Nothing can be read afterwards.
     void Close();
-    /// The current record's value of a column named in any letter case. Throws Error for a column
-    /// that was not asked for, and where there is no current record.
+    /// Returns the current record's value of a column (case-insensitive). Throws Error if the
+    /// search did not request the column, or there is no current record.
     platform::Field Fields(const QString& name) const;
-    /// The same column's text, in UTF-8, until the set moves on: a long list need not make texts of
-    /// it. Throws Error also where it is null or not a single text.
+    /// Returns the column's text in UTF-8, valid until the set moves on. Faster than Fields(), for
+    /// long lists. Throws Error also if it is null or not a single text.
     QByteArrayView Utf8(const QString& name) const;
-    /// The same column's values as the directory sent them, until the set moves on.
+    /// Returns the column's values as the directory sent them, valid until the set moves on.
     engine::Entry::Values Octets(const QString& name) const;
 
 private:
@@ -51,7 +51,7 @@ private:
     void requireRecord(const char* operation) const;
     const Column& column(const QString& name) const;
 
-    // The entries need the session, so it is declared, and therefore destroyed, around them.
+    // Before m_entries, which need the session until they are destroyed.
     std::shared_ptr<ConnectionSession> m_connection;
     std::unique_ptr<engine::Entries> m_entries;
     std::vector<Column> m_columns;

@@ -8,40 +8,13 @@
 #include <QStringDecoder>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
-#include <string_view>
 
 using namespace Qt::StringLiterals;
 
 namespace rehome::embedded {
 
 namespace {
-
-bool nameLess(std::string_view a, std::string_view b) {
-    return qstrnicmp(a.data(), static_cast<qsizetype>(a.size()), b.data(),
-                     static_cast<qsizetype>(b.size())) < 0;
-}
-
-// In alphabetical order. Other attributes of this kind may be missing: their values then compare as
-// text, which only shows in filters on them.
-constexpr std::array distinguishedNames{
-    std::string_view("defaultObjectCategory"),
-    std::string_view("distinguishedName"),
-    std::string_view("dn"),
-    std::string_view("homeMDB"),
-    std::string_view("homeMDBBL"),
-    std::string_view("homeMTA"),
-    std::string_view("manager"),
-    std::string_view("member"),
-    std::string_view("memberOf"),
-    std::string_view("msExchHomePublicMDB"),
-    std::string_view("msExchOwningServer"),
-    std::string_view("objectCategory"),
-};
-bool isIn(const auto& table, std::string_view name) {
-    return std::binary_search(table.begin(), table.end(), name, nameLess);
-}
 
 QByteArray upper(const QByteArray& utf8) {
     return platform::upperCase(QString::fromUtf8(utf8)).toUtf8();
@@ -165,9 +138,14 @@ QByteArray Comparison::textKey(const QByteArray& text) {
 
 const ldb_schema_attribute* Comparison::attribute(ldb_context*, void* self, const char* name) {
     const auto& own = *static_cast<const Comparison*>(self);
-    if (isIn(distinguishedNames, name))
+    switch (engine::attributeKind(name).syntax) {
+    case engine::AttributeKind::Syntax::Dn:
         return &own.m_name;
-    return engine::isOctetString(name) ? &own.m_octets : &own.m_text;
+    case engine::AttributeKind::Syntax::Octets:
+        return &own.m_octets;
+    default:
+        return &own.m_text;
+    }
 }
 
 } // namespace rehome::embedded

@@ -1,7 +1,6 @@
 #include "platform/embedded/object.h"
 
 #include "platform/embedded/rehearsal_attributes.h"
-#include "platform/engine/escape.h"
 
 #include <algorithm>
 
@@ -19,13 +18,11 @@ const QStringList AllowedAttributes{u"allowedAttributes"_s, u"allowedAttributesE
 } // namespace
 
 int AttributeNames::number(QByteArrayView name) {
-    static const QList<QByteArray> naming{"c", "cn", "dc", "displayname", "l", "name", "o", "ou"};
     const QByteArray folded = name.toByteArray().toLower();
     if (const auto known = m_numbers.constFind(folded); known != m_numbers.constEnd())
         return *known;
     const QString text = QString::fromLatin1(name);
-    m_names.push_back(
-        {text, isRehearsalAttribute(text), engine::holdsNames(text), naming.contains(folded)});
+    m_names.push_back({text, isRehearsalAttribute(text), engine::attributeKind(name)});
     const int number = static_cast<int>(m_names.size()) - 1;
     m_numbers.insert(folded, number);
     return number;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/engine/attribute_kind.h"
 #include "platform/engine/engine.h"
 
 #include <QHash>
@@ -16,8 +17,7 @@ public:
     struct Name {
         QString text;
         bool ofRehearsal = false; ///< isRehearsalAttribute
-        bool holdsNames = false;  ///< distinguished names
-        bool isNaming = false;    ///< is part of names, or shown as one
+        engine::AttributeKind kind;
     };
 
     /// The attribute's number, a new one where it has none.

@@ -18,21 +18,7 @@ namespace {
 
 using Place = ObjectTree::Place;
 
-constexpr QStringView readOnly[]{u"distinguishedName", u"name", u"objectClass", u"objectGUID"};
-constexpr QStringView namesOfObjects[]{u"homeMDB", u"homeMTA"};
-constexpr QStringView ofOneValue[]{u"homeMDB",
-                                   u"homeMTA",
-                                   u"mail",
-                                   u"mailNickname",
-                                   u"msExchMailboxGuid",
-                                   u"mDBUseDefaults",
-                                   u"msExchHomeServerName"};
-
-bool isOneOf(const auto& table, const QString& attribute) {
-    return std::any_of(std::begin(table), std::end(table), [&](QStringView name) {
-        return name.compare(attribute, Qt::CaseInsensitive) == 0;
-    });
-}
+using engine::AttributeKind;
 
 /// The values that an attribute has after values are deleted or added.
 QList<QByteArray> combined(QList<QByteArray> before, const QList<QByteArray>& values,
@@ -74,8 +60,10 @@ private:
 class Organisation::Directory {
 public:
     explicit Directory(std::unique_ptr<OrganisationContent> read) : content(std::move(read)) {
-        for (const QStringView attribute : ofOneValue) // although the file may not hold them
-            content->names.number(attribute.toUtf8());
+        for (const AttributeKind& known :
+             engine::attributeKinds()) // although the file may not hold them
+            if (known.is(AttributeKind::OneValue))
+                content->names.number(known.name);
     }
 
     /// Throws Error where there is no such object, beginning with `attempt`.
@@ -207,7 +195,8 @@ void Organisation::modify(const QString& name, const QList<engine::Change>& aske
         const QString attempt = u"Setting %1 of %2"_s.arg(attribute, user);
         if (!ldb_valid_attr_name(attribute.toUtf8().constData()))
             throw Error(u"%1: that is not an attribute's name."_s.arg(attempt));
-        if (isOneOf(readOnly, attribute) || isRehearsalAttribute(attribute))
+        const AttributeKind& known = engine::attributeKind(attribute.toUtf8());
+        if (known.is(AttributeKind::ReadOnly) || isRehearsalAttribute(attribute))
             throw Error(
                 u"%1: the directory does not let this attribute be written."_s.arg(attempt));
         QList<QByteArray> written;
@@ -215,8 +204,7 @@ void Organisation::modify(const QString& name, const QList<engine::Change>& aske
             if (value.isEmpty())
                 throw Error(u"%1: an attribute has no empty values."_s.arg(attempt));
             // A snapshot may hold the name of an object that it does not hold; it can be deleted.
-            written.append(kind != engine::Change::Kind::Delete &&
-                                   isOneOf(namesOfObjects, attribute)
+            written.append(kind != engine::Change::Kind::Delete && known.holdsDns()
                                ? m_directory->linkTo(QString::fromUtf8(value), attempt)
                                : value);
         }
@@ -227,7 +215,7 @@ void Organisation::modify(const QString& name, const QList<engine::Change>& aske
             written = combined(changed == changes.end() ? object(user)->values(attribute)
                                                         : changed->second,
                                written, kind, attempt);
-            if (written.size() > 1 && isOneOf(ofOneValue, attribute))
+            if (written.size() > 1 && known.is(AttributeKind::OneValue))
                 throw engine::ChangedSince(u"%1: it has a value already."_s.arg(attempt));
         }
         changes.insert_or_assign(attribute, written);

@@ -103,11 +103,12 @@ private:
     }
 
     QByteArray taken(const AttributeNames::Name& attribute, const QByteArray& value, int line) {
-        if (!attribute.isNaming && !attribute.holdsNames)
+        const bool isDn = attribute.kind.holdsDns();
+        if (!isDn && !attribute.kind.is(engine::AttributeKind::Naming))
             return value;
         if (!value.isValidUtf8())
             m_reader.fail(line, u"the value of %1 is not UTF-8"_s.arg(attribute.text));
-        if (!attribute.holdsNames || !value.contains('\\'))
+        if (!isDn || !value.contains('\\'))
             return value;
         return engine::directorySpelling(QString::fromUtf8(value)).toUtf8();
     }

@@ -53,7 +53,7 @@ std::vector<Attribute> Entry::attributes() const {
 }
 
 void Entry::setValues(const QString& name, const QList<QByteArray>& values) {
-    // What is replaced stays behind, unseen: an entry is changed a few times at most.
+    // The old values stay in m_values and m_octets as garbage; entries are rarely changed.
     std::erase_if(m_parts, [&](const Part& part) { return isSameAttribute(part.name, name); });
     if (values.isEmpty())
         return;

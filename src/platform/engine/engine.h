@@ -18,13 +18,13 @@ namespace rehome::engine {
 enum class Scope { Base, OneLevel, Subtree };
 
 struct SearchRequest {
-    /// A distinguished name, "<GUID=" and 36 hexadecimal digits and hyphens and ">", or empty for
-    /// the root object (scope Base).
+    /// A DN; or "<GUID=", 36 hexadecimal digits and hyphens, and ">"; or empty for the rootDSE
+    /// (scope Base).
     QString base;
     Scope scope = Scope::Base;
     QString filter = QStringLiteral("(objectClass=*)"); ///< RFC 4515
-    QStringList attributes;                             ///< in any letter case
-    QString server{}; ///< the one to ask, as Entry::server names it; empty: whichever is in use
+    QStringList attributes;                             ///< case-insensitive; empty: all
+    QString server{}; ///< where to search, as in Entry::server; empty: at the one in use
 };
 
 struct AttributeNameLess {
@@ -33,9 +33,9 @@ struct AttributeNameLess {
     }
 };
 
-/// Whether they name one attribute, whatever their letter case.
+/// Returns true if both name the same attribute; case-insensitive.
 inline bool isSameAttribute(const QString& a, const QString& b) {
-    // Asked of each attribute of a long list, and nearly always in the schema's letter case.
+    // Called for each attribute of a long list; the letter case is nearly always the same.
     return a.size() == b.size() &&
            (std::memcmp(a.constData(), b.constData(), size_t(a.size()) * sizeof(QChar)) == 0 ||
             a.compare(b, Qt::CaseInsensitive) == 0);
@@ -48,19 +48,20 @@ struct Attribute {
     bool operator==(const Attribute&) const = default;
 };
 
-/// One object found. Attribute names compare without letter case. None is there twice, and none
-/// without values.
+/// An object that a search has found. Attribute names are case-insensitive. Each attribute occurs
+/// once, and has values.
 class Entry {
     struct Octets {
         qsizetype at, size;
     };
 
 public:
-    /// An attribute's values where they lie: until the entry is changed or gone.
+    /// A view of an attribute's values. Valid until the entry is changed or destroyed.
     class Values {
     public:
         qsizetype size() const { return m_count; }
         bool isEmpty() const { return m_count == 0; }
+        /// `i`: 0 to size() - 1, unchecked.
         QByteArrayView operator[](qsizetype i) const {
             return {m_octets + m_values[i].at, m_values[i].size};
         }
@@ -73,21 +74,23 @@ public:
     };
 
     QString distinguishedName;
-    QString server; ///< the domain controller that sent it
+    QString server; ///< the domain controller that sent it; empty: it has no name
 
-    /// The attribute's values, empty where the object lacks it.
+    /// Return the attribute's values; empty if the object lacks it.
     QList<QByteArray> values(const QString& name) const;
     Values view(const QString& name) const;
-    /// The first value as UTF-8 text, null where the object lacks the attribute.
+    /// Returns the first value, decoded as UTF-8 (invalid bytes are replaced); null if the object
+    /// lacks the attribute.
     QString text(const QString& name) const;
-    /// Replaces all of them; no values take the attribute away.
+    /// Replaces all values; an empty list removes the attribute.
     void setValues(const QString& name, const QList<QByteArray>& values);
     std::vector<Attribute> attributes() const;
 
-    /// Begins an attribute that the entry has not got yet; add its values next.
+    /// Appends an attribute that the entry lacks; add() must follow.
     void begin(const QString& name);
+    /// Appends a value to the attribute of the last begin().
     void add(QByteArrayView value);
-    /// Makes room for so many values with so many octets in all.
+    /// Reserves memory for that many values with that many bytes in all.
     void reserve(qsizetype values, qsizetype octets);
 
 private:
@@ -98,9 +101,9 @@ private:
     const Part* find(const QString& name) const;
     Values view(const Part& part) const;
 
-    // In three pieces of memory: a list for each attribute and an array for each value made a third
-    // of what a long list cost.
-    std::vector<Part> m_parts; ///< a handful: a map costs more than it finds
+    // Three blocks of memory: a list for each attribute and an array for each value took a third of
+    // the time of a long list.
+    std::vector<Part> m_parts; ///< so few that a map would be slower
     std::vector<Octets> m_values;
     std::string m_octets;
 };
@@ -109,30 +112,31 @@ private:
 class Entries {
 public:
     virtual ~Entries() = default;
-    /// The next entry, none at the end. Throws Error where the search breaks off, never ends short.
+    /// Returns the next entry, nullopt at the end. Blocks, and may end the process. Throws Error if
+    /// the search cannot be read to its end.
     virtual std::optional<Entry> next() = 0;
 };
 
 /// One change of an attribute (RFC 4511 section 4.6).
 struct Change {
     enum class Kind {
-        Replace, ///< all its values; no values clear it, even if it has none
-        Delete,  ///< these values, which it must have
-        Add      ///< these values, which it must lack; an attribute of one value must have none
+        Replace, ///< all its values; an empty list removes the attribute, if it exists
+        Delete,  ///< these values, which must exist
+        Add      ///< these values, which must not exist; a single-valued attribute must have none
     };
     QString attribute;
     QList<QByteArray> values;
     Kind kind = Kind::Replace;
 };
 
-/// Thrown by a modify that was refused, whole, because the object, or one that it names, is not as
-/// the changes want it.
+/// Thrown by a modify that was refused because the object, or one that it refers to, is not as the
+/// changes require. Nothing was changed.
 class ChangedSince : public Error {
 public:
     using Error::Error;
 };
 
-/// Thrown by a modify whose answer was lost: the change may have been made, or may be made yet.
+/// Thrown by a modify whose response was lost: the change may have been made, or may be made yet.
 class OutcomeUnknown : public Error {
 public:
     using Error::Error;
@@ -146,24 +150,29 @@ public:
     using Error::Error;
 };
 
-/// A session with a directory. Both verbs throw Error naming what was tried on what object.
+/// A session with a directory. Both calls block, and may end the process while they wait. The
+/// descriptions of their errors name the object.
 class Session {
 public:
     virtual ~Session() = default;
-    /// Throws Error if the base names no object or the filter cannot be read, DirectoryFailed if
-    /// the server that is named does not answer, or none does if none is named; may also throw only
-    /// when the first entry is asked for.
+    /// Starts a search; its entries must be read while the session exists. Throws Error if the base
+    /// names no object or the filter is invalid; DirectoryFailed if the server that is named does
+    /// not respond or, if none is named, no server does. The first next() may throw these instead.
     [[nodiscard]] virtual std::unique_ptr<Entries> search(const SearchRequest& request) = 0;
-    /// Applies all changes, in order, or none. `name` and `server` as in SearchRequest. Throws
-    /// ChangedSince, DirectoryFailed or another Error: then nothing was changed; or OutcomeUnknown.
+    /// Applies all changes, in order, or none. `name`: as SearchRequest::base; `server`: as
+    /// SearchRequest::server. If it throws OutcomeUnknown, the change may have been made, or may
+    /// be made yet. If it throws ChangedSince, DirectoryFailed or any other Error, nothing was
+    /// changed.
     virtual void modify(const QString& name, const QList<Change>& changes,
                         const QString& server = {}) = 0;
 };
 
+/// A directory: the interface of the backends, and of the layers over them.
 class Engine {
 public:
     virtual ~Engine() = default;
-    /// Throws Error where no session can be made. The engine must outlive its sessions.
+    /// The engine must outlive its sessions. May block, and may end the process. Throws
+    /// DirectoryFailed if no server responds, or another Error if none is known.
     [[nodiscard]] virtual std::unique_ptr<Session> openSession() = 0;
 };
 

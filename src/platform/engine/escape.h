@@ -5,30 +5,24 @@
 
 namespace rehome::engine {
 
-/// A text as an assertion value of a search filter (RFC 4515 section 3): whatever it holds, it
-/// cannot change the filter's meaning.
+/// Escapes a string for use as an assertion value of a search filter (RFC 4515 section 3).
 QString filterValue(const QString& text);
 
-/// The distinguished name without its first `levels` components (RFC 4514), empty where it has no
-/// more.
+/// Returns the DN without its first `levels` RDNs (RFC 4514), at least 0; empty if it has no more.
 QString parentName(const QString& distinguishedName, int levels = 1);
 
-/// The value of the first component, escapes (RFC 4514 section 3) and quotes (RFC 2253 section 4)
-/// resolved. After a backslash stand two hexadecimal digits, or the character meant.
+/// Returns the value of the first RDN, with escapes (RFC 4514 section 3) and quotes (RFC 2253
+/// section 4) resolved. A backslash escapes the next character, or the byte of two hexadecimal
+/// digits.
 QString firstValue(const QString& distinguishedName);
 
-/// The distinguished name with its values escaped as Active Directory writes them, whichever way
-/// another server does: a backslash and the character, except that a line's end and NUL are
-/// "\0A", "\0D" and "\00". Attribute types stay as they are; so does what is no distinguished
-/// name, a value of octets ("#04...") and one whose octets are not UTF-8.
+/// Returns the DN with its values escaped as Active Directory does: with a backslash before the
+/// character, but LF, CR and NUL as "\0A", "\0D" and "\00". Does not change attribute types,
+/// values in hexadecimal ("#04..."), values that are not UTF-8, and a string that is not a DN.
 QString directorySpelling(const QString& distinguishedName);
 
-/// Whether a distinguished name is in ASCII and nothing in it is escaped, nor would have to be: it
-/// is spelt as Active Directory does. Asked of every name of a long list.
+/// Returns true if a DN is ASCII and contains no character that is or must be escaped, so that
+/// directorySpelling() would not change it. Fast: it is called for each DN of a long list.
 bool isPlainName(QByteArrayView name);
-
-/// Whether an attribute (in any letter case) holds distinguished names, of those that the tool
-/// reads.
-bool holdsNames(const QString& attribute);
 
 } // namespace rehome::engine

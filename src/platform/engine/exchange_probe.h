@@ -4,20 +4,21 @@
 
 namespace rehome::engine {
 
-/// What a directory cannot tell about Exchange.
+/// Finds out about Exchange servers and stores what searches do not return. All calls may block,
+/// and may end the process.
 class ExchangeProbe {
 public:
     virtual ~ExchangeProbe() = default;
 
-    /// What the objects of servers and stores must have been read with.
+    /// Returns the attributes with which servers and stores must have been read.
     virtual QStringList attributes() const { return {}; }
-    /// All servers of an enumeration, before the first is checked: their checks may begin side by
-    /// side, each to be consumed by checkServer. Checks begun before are given up.
+    /// Lets the checks of all servers of an enumeration begin in parallel; checkServer() uses each
+    /// once. Cancels the checks that have begun before.
     virtual void beginChecks(const std::vector<Entry>& servers) { static_cast<void>(servers); }
-    /// Throws Error if the server does not answer.
+    /// Throws Error if the server does not respond.
     virtual void checkServer(const Entry& server) = 0;
-    /// The running state of a mailbox store: 0 online, 1 offline, 2 mounting, 3 dismounting. Throws
-    /// Error.
+    /// Returns the state of a mailbox store: 0 online, 1 offline, 2 mounting, 3 dismounting. Throws
+    /// Error if it cannot be determined.
     virtual qint16 storeStatus(const Entry& store) = 0;
 };
 

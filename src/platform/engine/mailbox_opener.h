@@ -6,24 +6,24 @@
 
 namespace rehome::engine {
 
-/// A mailbox as the directory tells it. Names are distinguished names unless told otherwise.
+/// A mailbox, as read from the directory. Strings are DNs if nothing else is said.
 struct Mailbox {
     QString user;
-    QString name;   ///< what its server calls it in paths; not empty
-    QString store;  ///< online, as far as the directory and the probe know
-    QString server; ///< the one that holds the store
+    QString name;   ///< its name in URLs of its server; not empty
+    QString store;  ///< online, according to the probe
+    QString server; ///< the server of the store
 };
 
-/// What opens mailboxes on their stores. Attempts come in rounds: within one, each mailbox is asked
-/// for at most once.
+/// Opens mailboxes on their stores, in rounds: within a round, each mailbox is tried at most once.
 class MailboxOpener {
 public:
     virtual ~MailboxOpener() = default;
 
-    /// A round begins. What the directory told of servers is forgotten, and time counts anew.
+    /// Begins a round: forgets what was read of servers, and restarts the round's time limit.
     virtual void beginRound() noexcept = 0;
-    /// The location of a folder of the mailbox, not empty. Throws Error while it cannot be opened.
-    /// What has to be known of its server is read from `directory`.
+    /// Opens a folder and returns its URL, not empty. Reads what it needs of the server from
+    /// `directory`. May block for up to 4.5 s, and may end the process. Throws Error if the mailbox
+    /// does not open yet.
     [[nodiscard]] virtual QString open(Session& directory, const Mailbox& mailbox) = 0;
 };
 

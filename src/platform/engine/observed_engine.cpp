@@ -2,108 +2,66 @@
 
 #include "platform/error.h"
 
-#include <QStringDecoder>
-
-#include <algorithm>
-
 namespace rehome::engine {
 
 using namespace Qt::Literals::StringLiterals;
 
-namespace {
-
-/// " at " and the server; empty if none is named.
-QString at(const QString& server) {
-    return server.isEmpty() ? QString() : u" at "_s + server;
-}
-
-QString textOf(const SearchRequest& request) {
-    if (request.scope == Scope::Base)
-        return u"read "_s + request.base + at(request.server);
-    return u"find %1 %2 %3"_s.arg(request.base, request.filter, request.attributes.join(u',')) +
-           at(request.server);
-}
-
-/// As text, or in hexadecimal digits where it is none.
-QString textOf(const QByteArray& value) {
-    QStringDecoder decoder(QStringDecoder::Utf8);
-    const QString text = decoder(value);
-    const bool printable =
-        !decoder.hasError() && std::all_of(text.begin(), text.end(),
-                                           [](QChar c) { return c.isPrint() || c.isSurrogate(); });
-    return printable ? text : u"0x"_s + QString::fromLatin1(value.toHex());
-}
-
-QString textOf(const QString& name, const QList<Change>& changes) {
-    QStringList all;
-    for (const auto& [attribute, values, kind] : changes) {
-        QStringList texts;
-        for (const QByteArray& value : values)
-            texts += textOf(value);
-        all += attribute +
-               (kind == Change::Kind::Add      ? u"+="_s
-                : kind == Change::Kind::Delete ? u"-="_s
-                                               : u"="_s) +
-               texts.join(u',');
-    }
-    return u"modify %1 %2"_s.arg(name, all.join(u';'));
-}
-
-} // namespace
-
-/// One call, from its asking to its end.
-class ObservedEngine::Call {
+/// One call, from its start to its end.
+class ObservedEngine::ObservedCall {
 public:
-    Call(ObservedEngine& engine, const QString& text)
+    ObservedCall(ObservedEngine& engine, const Call& call)
         : m_observer(engine.m_observer), m_number(++engine.m_calls) {
-        m_observer.asks(m_number, text);
+        m_observer.onStarted(m_number, call);
     }
-    ~Call() { m_observer.ends(m_number, m_how); }
-    Call(const Call&) = delete;
-    Call& operator=(const Call&) = delete;
+    ~ObservedCall() { m_observer.onFinished(m_number, m_outcome); }
+    ObservedCall(const ObservedCall&) = delete;
+    ObservedCall& operator=(const ObservedCall&) = delete;
 
     template <class Action>
-    auto pass(Action&& action) {
+    auto run(Action&& action) {
         try {
             return action();
         } catch (const std::exception& error) {
-            m_how = u"failed: "_s + describe(error);
+            m_outcome = u"failed: "_s + describe(error);
             throw;
         }
     }
-    void answer() {
-        pass([&] { m_observer.answers(m_number); });
+    void succeed() {
+        run([&] { m_observer.onSucceeded(m_number); });
     }
-    void found(const QString& distinguishedName) { m_observer.finds(m_number, distinguishedName); }
-    void setHow(const QString& how) { m_how = how; }
+    void found(const QString& distinguishedName) {
+        m_observer.onEntry(m_number, distinguishedName);
+    }
+    void setOutcome(const QString& outcome) { m_outcome = outcome; }
 
 private:
     Observer& m_observer;
     int m_number;
-    QString m_how = u"done"_s;
+    QString m_outcome = u"done"_s;
 };
 
 class ObservedEngine::ObservedEntries final : public Entries {
 public:
     ObservedEntries(ObservedEngine& engine, Session& session, const SearchRequest& request)
-        : m_call(engine, textOf(request)),
-          m_entries(m_call.pass([&] { return session.search(request); })),
+        : m_call(engine, {Call::Verb::Search, request.base, request.server, request}),
+          m_entries(m_call.run([&] { return session.search(request); })),
           m_single(request.scope == Scope::Base) {
-        m_call.setHow(u"given up"_s);
+        m_call.setOutcome(u"given up"_s);
     }
     std::optional<Entry> next() override {
-        auto entry = m_call.pass([&] { return m_entries->next(); });
+        auto entry = m_call.run([&] { return m_entries->next(); });
         if (entry)
             m_call.found(entry->distinguishedName);
         if (!entry || m_single) {
-            m_call.setHow(u"done"_s + at(entry ? entry->server : QString()));
-            m_call.answer();
+            const bool isNamed = entry && !entry->server.isEmpty();
+            m_call.setOutcome(isNamed ? u"done at "_s + entry->server : u"done"_s);
+            m_call.succeed();
         }
         return entry;
     }
 
 private:
-    Call m_call;
+    ObservedCall m_call;
     std::unique_ptr<Entries> m_entries;
     const bool m_single; ///< there is no second entry to wait for
 };
@@ -111,23 +69,23 @@ private:
 class ObservedEngine::ObservedSession final : public Session {
 public:
     explicit ObservedSession(ObservedEngine& engine)
-        : m_engine(engine), m_call(engine, u"session"_s),
-          m_session(m_call.pass([&] { return engine.m_engine.openSession(); })) {
-        m_call.answer();
+        : m_engine(engine), m_call(engine, {Call::Verb::OpenSession}),
+          m_session(m_call.run([&] { return engine.m_engine.openSession(); })) {
+        m_call.succeed();
     }
 
     std::unique_ptr<Entries> search(const SearchRequest& request) override {
         return std::make_unique<ObservedEntries>(m_engine, *m_session, request);
     }
     void modify(const QString& name, const QList<Change>& changes, const QString& server) override {
-        Call call(m_engine, textOf(name, changes) + at(server));
-        call.pass([&] { m_session->modify(name, changes, server); });
-        call.answer();
+        ObservedCall call(m_engine, {Call::Verb::Modify, name, server, {}, changes});
+        call.run([&] { m_session->modify(name, changes, server); });
+        call.succeed();
     }
 
 private:
     ObservedEngine& m_engine;
-    Call m_call;
+    ObservedCall m_call;
     std::unique_ptr<Session> m_session;
 };
 
@@ -136,24 +94,24 @@ std::unique_ptr<Session> ObservedEngine::openSession() {
 }
 
 void ObservedEngine::checkServer(const Entry& server) {
-    Call call(*this, u"server "_s + server.distinguishedName);
-    call.pass([&] { m_probe.checkServer(server); });
-    call.answer();
+    ObservedCall call(*this, {Call::Verb::CheckServer, server.distinguishedName});
+    call.run([&] { m_probe.checkServer(server); });
+    call.succeed();
 }
 
 qint16 ObservedEngine::storeStatus(const Entry& store) {
-    Call call(*this, u"status "_s + store.distinguishedName);
-    const qint16 status = call.pass([&] { return m_probe.storeStatus(store); });
-    call.setHow(QString::number(status));
-    call.answer();
+    ObservedCall call(*this, {Call::Verb::GetStoreStatus, store.distinguishedName});
+    const qint16 status = call.run([&] { return m_probe.storeStatus(store); });
+    call.setOutcome(QString::number(status));
+    call.succeed();
     return status;
 }
 
 QString ObservedEngine::open(Session& directory, const Mailbox& mailbox) {
-    Call call(*this, u"open "_s + mailbox.user);
-    const QString location = call.pass([&] { return m_opener.open(directory, mailbox); });
-    call.setHow(location);
-    call.answer();
+    ObservedCall call(*this, {Call::Verb::OpenMailbox, mailbox.user});
+    const QString location = call.run([&] { return m_opener.open(directory, mailbox); });
+    call.setOutcome(location);
+    call.succeed();
     return location;
 }
 

@@ -6,29 +6,37 @@
 
 namespace rehome::engine {
 
-/// Is told all that is asked of a directory and of Exchange, in order, and what comes of it. `call`
-/// numbers the calls: searches and sessions are under way while other calls are made.
+/// A call of an engine, a probe or an opener.
+struct Call {
+    enum class Verb { OpenSession, Search, Modify, CheckServer, GetStoreStatus, OpenMailbox };
+    Verb verb;
+    QString object{};        ///< a DN or "<GUID=...>"; empty: the rootDSE, or no object
+    QString server{};        ///< the domain controller that is named; empty: none
+    SearchRequest request{}; ///< of Search
+    QList<Change> changes{}; ///< of Modify
+};
+
+/// Observes all calls, in their order. `number` is that of the call: searches and sessions are
+/// under way while other calls are made.
 class Observer {
 public:
     virtual ~Observer() = default;
 
-    /// A call is to be made: "session", "read NAME", "find BASE FILTER ATTRIBUTES", "modify NAME
-    /// ATTRIBUTE=VALUE,VALUE;…" ("+=" where values are added, "-=" where they are deleted), "server
-    /// NAME", "status NAME" or "open NAME"; " at SERVER" ends a search or a modify that is for one.
-    /// Where this throws, the call fails so and is not made.
-    virtual void asks(int call, const QString& text) = 0;
-    /// A search has found an object. Where this throws, the search breaks off.
-    virtual void finds(int call, const QString& distinguishedName) = 0;
-    /// What was asked has been done, a search read to its end. Where this throws, the call fails so
-    /// after its effect.
-    virtual void answers(int call) { static_cast<void>(call); }
-    /// The call is over: "done", "failed: " and the reason, "given up" for a search that was not
-    /// read to its end, or what a probe or an opener has answered.
-    virtual void ends(int call, const QString& how) noexcept = 0;
+    /// Called before the call is made. If it throws, the call is not made and fails with that
+    /// exception.
+    virtual void onStarted(int number, const Call& call) = 0;
+    /// Called for each entry of a search. If it throws, next() does.
+    virtual void onEntry(int number, const QString& distinguishedName) = 0;
+    /// Called after success; for a search, after its last entry. If it throws, the call fails with
+    /// that exception, although it has had its effect.
+    virtual void onSucceeded(int number) { static_cast<void>(number); }
+    /// Called at the end. `outcome` is "done", "failed: " and the reason, "given up" for a search
+    /// that was not read to its end, or what a probe or an opener has returned.
+    virtual void onFinished(int number, const QString& outcome) noexcept = 0;
 };
 
-/// Passes everything on to an engine, a probe and an opener, and tells an observer. All four must
-/// outlive it.
+/// Passes all calls on to an engine, a probe and an opener, and reports them to an observer. All
+/// four must outlive it. Throws what they and the observer throw.
 class ObservedEngine final : public Engine, public ExchangeProbe, public MailboxOpener {
 public:
     ObservedEngine(Engine& engine, ExchangeProbe& probe, MailboxOpener& opener, Observer& observer)
@@ -43,7 +51,7 @@ public:
     QString open(Session& directory, const Mailbox& mailbox) override;
 
 private:
-    class Call;
+    class ObservedCall;
     class ObservedEntries;
     class ObservedSession;
 

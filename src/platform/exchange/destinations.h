@@ -8,28 +8,33 @@
 
 namespace rehome::exchange {
 
-/// What a mailbox store's distinguished name and its server give to a mailbox created there.
+/// What a mailbox needs to know of the store that it is created on.
 struct Destination {
-    QString store;
-    QString legacyExchangeDN;     ///< of the server that owns the store
-    QString messageTransferAgent; ///< of that server; empty where it has none
+    QString store;                ///< DN
+    QString legacyExchangeDN;     ///< of the store's server
+    QString messageTransferAgent; ///< DN, of the store's server; empty if it has none
 };
 
-/// The stores that mailboxes are created on. A store on which a creation has succeeded is not read
-/// again until the stores are enumerated anew; one on which it has not must be readable before
-/// anything more is dropped, so that one fault costs one mailbox. A creation that is refused all
-/// the same may be that user's matter alone; three of them in a row are not.
+/// The stores that mailboxes are created on.
+///
+/// 1. A store on which a creation has succeeded is not read again until the next enumeration.
+/// 2. After a failed creation, the store must be readable before anything more is dropped, so that
+///    one fault costs one mailbox.
+/// 3. One rejected creation may concern only that user. After three failures in a row, nothing more
+///    is dropped.
 class Destinations {
 public:
-    /// Throws Error where the store or its server cannot be read.
+    /// Reads the store with that DN, and its server; may block. Throws Error if they cannot be
+    /// read.
     Destination read(engine::Session& session, const QString& store);
-    /// A creation is about to be written.
+    /// To be called before a creation is written.
     void expect() { ++m_unconfirmed; }
-    /// The creation on the store that was read last has succeeded.
+    /// To be called when the creation on the store that was read last has succeeded.
     void confirm();
-    /// Reads the store of the last creation again where that has not succeeded. Throws Error where
-    /// it cannot be read, or three creations in a row have failed.
+    /// Reads the store of the last creation again, unless that has succeeded; may block. Throws
+    /// Error if it cannot be read, or three creations in a row have failed.
     void requireUsable(engine::Session& session);
+    /// Begins again, for a new enumeration.
     void forget();
 
 private:

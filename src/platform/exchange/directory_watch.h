@@ -7,11 +7,10 @@
 
 namespace rehome::exchange {
 
-/// An engine that wraps another and remembers when the directory itself fails while the stores are
-/// enumerated. A server whose enumeration fails is taken for one that is down, and its mailboxes
-/// for unreachable; if it was the directory that failed, such a list would be false. So the search
-/// that lists the mailboxes, the next one of the domain's subtree, throws that failure. It also
-/// tells the journal which domain controller is in use, whenever that changes.
+/// A layer over an engine that notices if the directory itself fails during an enumeration. The
+/// list would then show mailboxes as unreachable although their servers are up. So the search that
+/// lists the mailboxes, which is the next one of the domain's subtree, throws that failure. The
+/// watch also logs the domain controller in use whenever it changes.
 class DirectoryWatch final : public engine::Engine {
 public:
     /// Both must outlive it.
@@ -19,13 +18,13 @@ public:
         : m_engine(engine), m_journal(journal) {}
 
     [[nodiscard]] std::unique_ptr<engine::Session> openSession() override;
-    /// An enumeration begins: what was remembered is forgotten. It ends when the mailboxes are
-    /// listed; what fails afterwards is not remembered.
+    /// Begins an enumeration, which ends with the search that lists the mailboxes. Forgets earlier
+    /// failures.
     void begin() noexcept {
         m_failure.clear();
         m_enumerating = true;
     }
-    /// The domain controller that the last list of mailboxes came from; empty if it has no name.
+    /// Returns the domain controller that sent the last list of mailboxes; empty if it has no name.
     const QString& listedAt() const { return m_listedAt; }
 
 private:
@@ -38,7 +37,7 @@ private:
     engine::Engine& m_engine;
     platform::Journal& m_journal;
     QString m_inUse, m_listedAt; ///< domain controllers
-    QString m_failure;           ///< the first since then; empty: none
+    QString m_failure;           ///< the first of the enumeration; empty: none
     bool m_enumerating = false;
 };
 

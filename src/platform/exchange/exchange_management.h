@@ -10,39 +10,44 @@
 
 namespace rehome::exchange {
 
-/// Makes the Exchange management objects over a directory, a probe and an opener. What they are
-/// given must outlive them.
+/// Makes the Exchange management objects, and owns the layers over the engine that they and all
+/// bindings go through: the topology's snapshot, the watch and the changes of users.
 class ExchangeManagement {
 public:
-    ExchangeManagement(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe,
-                       engine::MailboxOpener& opener, TopologySnapshot& topology,
-                       DirectoryWatch& watch, UserChanges& changes, Destinations& destinations)
-        : m_directory(directory), m_probe(probe), m_opener(opener), m_topology(topology),
-          m_watch(watch), m_changes(changes), m_destinations(destinations) {}
+    /// All must outlive it, and it must outlive the objects that it makes.
+    ExchangeManagement(engine::Engine& engine, engine::ExchangeProbe& probe,
+                       engine::MailboxOpener& opener, platform::Journal& journal)
+        : m_probe(probe), m_opener(opener), m_topology(engine, probe), m_watch(m_topology, journal),
+          m_changes(m_watch, journal, m_destinations), m_directory(m_changes) {}
+    ExchangeManagement(const ExchangeManagement&) = delete;
+    ExchangeManagement& operator=(const ExchangeManagement&) = delete;
 
-    /// Said before the first server of a refresh is opened: what was learnt of stores, and of
-    /// domain controllers that did not respond, is learnt anew.
+    adsi::DirectoryServices& Directory() { return m_directory; }
+    UserChanges& Changes() { return m_changes; }
+    /// To be called before the first server of a refresh is opened. Forgets what is known of
+    /// stores, and which domain controllers did not respond.
     void BeginEnumeration() noexcept;
-    /// The domain controller that the list of mailboxes came from.
+    /// Returns the domain controller that sent the list of mailboxes; empty if it has no name.
     const QString& ListedAt() const { return m_watch.listedAt(); }
     std::unique_ptr<ExchangeServer> CreateExchangeServer();
     std::unique_ptr<StorageGroup> CreateStorageGroup();
     std::unique_ptr<MailboxStoreDB> CreateMailboxStoreDB();
     std::unique_ptr<Person> CreatePerson();
-    /// Said before each round of attempts, of which no mailbox gets two: the persons of one round
-    /// share connections, time and what they have learnt of servers and stores.
+    /// To be called before each round of attempts, in which each mailbox is tried at most once. The
+    /// persons of a round share connections, time and what they have read of servers and stores.
     void BeginRound() noexcept;
-    /// The mailbox interface of a bound user; `user` must outlive it.
+    /// Returns the mailbox interface of the user that was bound last, which must outlive it.
     std::unique_ptr<IMailboxStore> MailboxStoreOf(adsi::IADsUser& user);
 
 private:
-    adsi::DirectoryServices& m_directory;
     engine::ExchangeProbe& m_probe;
     engine::MailboxOpener& m_opener;
-    TopologySnapshot& m_topology;
-    DirectoryWatch& m_watch;
-    UserChanges& m_changes;
-    Destinations& m_destinations;
+    // Each uses those before it.
+    TopologySnapshot m_topology;
+    DirectoryWatch m_watch;
+    Destinations m_destinations;
+    UserChanges m_changes;
+    adsi::DirectoryServices m_directory;
     Round m_round;
 };
 

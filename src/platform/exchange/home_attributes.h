@@ -7,26 +7,26 @@
 
 namespace rehome::exchange {
 
-/// The attributes of a user that a mailbox's home is made of, and those that Exchange's recipient
-/// policy may change on the way: all that the tool ever writes. What a binding reads, what a record
-/// holds, which rights are asked for and how a change is sent follow from this table.
+/// An attribute of a user that makes up the mailbox's home, or that Exchange's recipient policy may
+/// change because of a move. The program writes no others. The table decides what a binding reads,
+/// what a recovery record contains, which permissions are checked and how a change is sent.
 struct HomeAttribute {
     enum Step : unsigned { Drop = 1, Creation = 2, WriteBack = 4 };
     /// How a change of it is sent.
     enum class Sent {
-        Whole,  ///< its values are replaced
-        ByValue ///< what was read is deleted and the new value added, so that the domain controller
-                ///< refuses the change if somebody else has written another value meanwhile
+        Whole,  ///< all values are replaced
+        ByValue ///< the value that was read is deleted and the new value added, so that the domain
+                ///< controller refuses the change if another value has been written meanwhile
     };
 
     QLatin1String name;
     unsigned steps;          ///< those that write it
-    bool onlyIfNone = false; ///< the creation writes it only for a user who has none
+    bool onlyIfNone = false; ///< a creation writes it only if the user has none
     Sent sent = Sent::Whole;
 };
 
-/// In the order in which records hold them. `msExchMailboxGuid`, the primary key of the mailbox, is
-/// written with the value that it has: the change is then refused if it has another one by now.
+/// In the order of recovery records. `msExchMailboxGuid`, the primary key of the mailbox, is
+/// written with its present value, so that the change is refused if it has another one by now.
 inline constexpr std::array HomeAttributes{
     HomeAttribute{QLatin1String("homeMDB"), HomeAttribute::Drop | HomeAttribute::Creation, false,
                   HomeAttribute::Sent::ByValue},
@@ -42,10 +42,10 @@ inline constexpr std::array HomeAttributes{
     HomeAttribute{QLatin1String("proxyAddresses"), HomeAttribute::WriteBack},
 };
 
-/// Null if the table does not hold it. In any letter case.
+/// Returns the entry of an attribute (case-insensitive); null if there is none.
 const HomeAttribute* findHomeAttribute(const QString& name);
 
-/// All of them.
+/// Returns the names of all of them, in that order.
 QStringList homeAttributeNames();
 
 } // namespace rehome::exchange

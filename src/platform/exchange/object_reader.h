@@ -4,7 +4,7 @@
 
 namespace rehome::exchange {
 
-/// Which objects are meant: a class, and in words what one of them is.
+/// A kind of objects: the class, and a phrase such as "a mailbox store".
 struct ObjectKind {
     QString objectClass;
     QString words;
@@ -12,7 +12,8 @@ struct ObjectKind {
 
 ObjectKind mailboxStoreKind();
 
-/// Reads one object, or throws Error.
+/// Reads these attributes of the object with that DN; may block. Throws Error if there is none of
+/// that kind.
 engine::Entry readObject(engine::Session& session, const QString& name, const ObjectKind& kind,
                          const QStringList& attributes);
 

@@ -4,7 +4,7 @@
 
 namespace rehome::exchange {
 
-/// What a data source is opened with besides the address. Only these values are accepted.
+/// The arguments of IDataSource::Open() besides the address. No other values are accepted.
 struct OpenArguments {
     bool ActiveConnection = false; ///< none
     int Mode = 0;                  ///< unspecified
@@ -14,15 +14,15 @@ struct OpenArguments {
     QString Password;
 };
 
-/// Opens the object it belongs to on an address. Open throws Error where there is no such item, or
-/// it does not answer.
+/// Opens the object that it belongs to. Open() blocks, may end the process, and throws Error if
+/// there is no such object or it does not respond.
 class IDataSource {
 public:
     virtual ~IDataSource() = default;
     virtual void Open(const QString& address, const OpenArguments& arguments = {}) = 0;
 };
 
-/// Throws Error where the arguments are other than those that these objects know.
+/// Throws Error if the arguments are not the default ones.
 void requireStatedArguments(const OpenArguments& arguments);
 
 } // namespace rehome::exchange

@@ -30,7 +30,7 @@ void NamedObject::Open(const QString& address, const OpenArguments& arguments) {
     m_entry.reset();
     requireStatedArguments(arguments);
     auto found = readObject(*m_directory.session(), address, m_kind, readAttributes());
-    opening(found);
+    validate(found);
     m_entry = std::move(found);
 }
 
@@ -66,7 +66,7 @@ ExchangeServer::ExchangeServer(adsi::DirectoryServices& directory, engine::Excha
                   {QStringLiteral("msExchExchangeServer"), QStringLiteral("an Exchange server")}) {
 }
 
-void ExchangeServer::opening(const engine::Entry& server) {
+void ExchangeServer::validate(const engine::Entry& server) {
     if (server.values(QStringLiteral("legacyExchangeDN")).isEmpty())
         throw Error(QStringLiteral("The server %1 has no attribute \"legacyExchangeDN\", or it may "
                                    "not be read: no mailbox could be created there.")

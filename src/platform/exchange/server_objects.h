@@ -9,8 +9,8 @@
 
 namespace rehome::exchange {
 
-/// What the server, storage group and store objects share: opened on a distinguished name, reopened
-/// at will; a failed opening leaves the object closed.
+/// The base of the server, storage group and store objects. Opened on a DN, any number of times. If
+/// Open() throws, the object is closed. Calls that read block, and may end the process.
 class NamedObject : public IDataSource {
 public:
     /// All must outlive it.
@@ -20,13 +20,14 @@ public:
     void Open(const QString& address, const OpenArguments& arguments) override;
 
 protected:
-    /// Runs after the object was read and before it counts as open; throws Error to refuse.
-    virtual void opening(const engine::Entry&) {}
-    /// The object read by Open. Throws Error where it is not open.
+    /// Throws Error if the object that was read must not be opened.
+    virtual void validate(const engine::Entry&) {}
+    /// Returns the object that Open() read. Throws Error if it is not open.
     const engine::Entry& entry() const;
-    /// Its `name` attribute.
+    /// Returns its `name` attribute. Throws Error if it is not open.
     QString nameOf() const;
-    /// The distinguished names of the objects of a class below this one.
+    /// Returns the DNs of the objects of that kind below this one. Throws Error if it is not open
+    /// or the search fails.
     QStringList children(engine::Scope scope, const ObjectKind& kind);
     engine::ExchangeProbe& probe() const { return m_probe; }
 
@@ -39,37 +40,38 @@ private:
     std::optional<engine::Entry> m_entry;
 };
 
-/// Opened on an Exchange server's distinguished name; fails where the server does not answer.
+/// An Exchange server. Open() throws Error also if the server does not respond.
 class ExchangeServer final : private NamedObject {
 public:
     ExchangeServer(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
     IDataSource& DataSource() { return *this; }
-    /// The distinguished names of its storage groups. Throws Error.
+    /// Returns the DNs of its storage groups. Throws as children() does.
     QStringList StorageGroups();
 
 private:
-    void opening(const engine::Entry& server) override;
+    void validate(const engine::Entry& server) override;
 };
 
-/// Opened on a storage group's distinguished name.
+/// A storage group.
 class StorageGroup final : private NamedObject {
 public:
     StorageGroup(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
     IDataSource& DataSource() { return *this; }
-    /// The distinguished names of its mailbox stores. Throws Error.
+    /// Returns the DNs of its mailbox stores. Throws as children() does.
     QStringList MailboxStoreDBs();
     QString Name() const { return nameOf(); }
 };
 
-/// Opened on a mailbox store's distinguished name.
+/// A mailbox store.
 class MailboxStoreDB final : private NamedObject {
 public:
     MailboxStoreDB(adsi::DirectoryServices& directory, engine::ExchangeProbe& probe);
     IDataSource& DataSource() { return *this; }
-    /// The item "distinguishedName" and no other.
+    /// Returns the field "distinguishedName"; throws Error for any other, or if it is not open.
     platform::Field Fields(const QString& name) const;
     QString Name() const { return nameOf(); }
-    /// 0 online, 1 offline, 2 mounting, 3 dismounting. Throws Error.
+    /// Returns its state, as ExchangeProbe::storeStatus() does. Throws Error if that cannot be
+    /// determined or the object is not open.
     qint16 Status() const;
 };
 

@@ -81,6 +81,7 @@ std::unique_ptr<engine::Session> TopologySnapshot::openSession() {
 
 void TopologySnapshot::begin() noexcept {
     end();
+    m_probe.beginChecks({}); // checks of the enumeration before must not count if the search fails
     m_phase = Phase::Begun;
 }
 

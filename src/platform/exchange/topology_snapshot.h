@@ -10,11 +10,13 @@
 
 namespace rehome::exchange {
 
-/// An engine that wraps another and answers what an enumeration asks about servers, storage groups
-/// and mailbox stores from one search: asked one by one, each server and each group is a round
-/// trip, and domain controllers may be far away. The search is made when the first of them is read,
-/// and begins the servers' checks. Each question is answered so once; asked again, or about an
-/// object that the search did not bring, it goes to the directory, as all do if the search fails.
+/// A layer over an engine that answers the requests of an enumeration for servers, storage groups
+/// and mailbox stores from one search, because each request would be a round trip of its own.
+///
+/// 1. The search is made when the first of these objects is read, and begins the servers' checks.
+/// 2. Each request is answered from the search once. The second time, and for an object that the
+///    search did not return, it goes to the directory.
+/// 3. If the search fails, all requests go to the directory.
 class TopologySnapshot final : public engine::Engine {
 public:
     /// Both must outlive it.
@@ -23,8 +25,10 @@ public:
 
     [[nodiscard]] std::unique_ptr<engine::Session> openSession() override;
 
-    /// An enumeration begins. It ends when the domain is searched for mailboxes.
+    /// Begins an enumeration, and cancels the servers' checks of the last one. It ends when the
+    /// domain is searched for mailboxes.
     void begin() noexcept;
+    /// Ends the enumeration: all requests go to the directory.
     void end() noexcept;
 
 private:

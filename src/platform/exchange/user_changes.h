@@ -17,13 +17,13 @@ namespace rehome::exchange {
 /// What a user is bound for.
 enum class Purpose {
     Look,
-    Change, ///< at the domain controller at which this run has changed the user before
-    Drop    ///< the same; brings what the administrator may write, too
+    Change, ///< read at the domain controller at which this run has changed the user before
+    Drop    ///< the same; also reads which attributes the administrator may write
 };
 
-/// All that this run changes of users, and the one place where it is decided whether and where a
-/// change is sent. The rules stand at the head of user_changes.cpp. It is an engine that wraps
-/// another: users are read and written through its sessions, everything else passes. One thread.
+/// A layer over an engine that decides whether and where a change of a user is sent, and remembers
+/// all changes of this run. The rules are at the head of user_changes.cpp. Requests that do not
+/// concern users pass through. One thread.
 class UserChanges final : public engine::Engine {
 public:
     /// All must outlive it.
@@ -32,31 +32,32 @@ public:
 
     [[nodiscard]] std::unique_ptr<engine::Session> openSession() override;
 
-    /// What a binding reads.
+    /// Returns the attributes that a binding must read.
     QStringList attributesFor(Purpose purpose) const;
-    /// Where a binding reads: the domain controller at which this run has changed the user; empty
-    /// if it has not, or to look.
+    /// Returns the domain controller at which a binding must read: the one at which this run has
+    /// changed the user; empty if it has not, or for Purpose::Look.
     QString serverFor(const QUuid& user, Purpose purpose) const;
 
-    /// Throws Error if the administrator may not write what a drop of the user read last, and the
-    /// creation after it, write (`allowedAttributesEffective`).
+    /// Throws Error if the administrator has no permission (`allowedAttributesEffective`) to write
+    /// the attributes of a drop and a creation of the user that was read last.
     void requireRights();
-    /// The description of a drop's refusal, for a user whose home is not the one that the list
-    /// from `listedAt`, a domain controller, showed.
+    /// Returns the description of a refused drop, for a user whose home is not the one in the list
+    /// from the domain controller `listedAt`.
     QString homeIsAnother(const QUuid& user, const QString& name, const QString& home,
                           const QString& listedAt) const;
 
-    /// The user that `find` finds: anywhere at first (with an empty argument), and at the user's
-    /// own server if what is found does not show all that this run wrote. Throws Error if the own
-    /// server does not respond then, or a change of the user is unanswered.
+    /// Returns the user that `find` finds: at the domain controller in use (empty argument) or, if
+    /// that does not show everything that this run wrote, at the user's own server. Throws what
+    /// `find` throws, and Error if the own server does not respond, or a change of the user is
+    /// unanswered.
     engine::Entry findCurrent(const std::function<engine::Entry(const QString& server)>& find);
 
-    /// What to say of a change of the user that was not answered; empty if there is none.
+    /// Returns a description of the user's unanswered change; empty if there is none.
     QString unansweredChange(const QUuid& user) const;
-    /// Whether a drop is the last that this run did to the user, and was answered.
+    /// Returns true if the last change of the user in this run is a drop, and was answered.
     bool isLeftWithoutHome(const QUuid& user) const;
-    /// " at " and the domain controller of the user's last change; empty if there is none or it has
-    /// no name.
+    /// Returns " at " and the domain controller of the user's last change; empty if there is no
+    /// change, or the domain controller has no name.
     QString where(const QUuid& user) const;
 
     /// Why the last drop of a user failed.
@@ -67,7 +68,7 @@ public:
     void noteDrop(const QUuid& user, const std::optional<DropFailure>& failure);
     std::optional<DropFailure> dropFailure(const QUuid& user) const;
 
-    /// Domain controllers that did not respond are asked once more from here on.
+    /// Begins a round: domain controllers that did not respond are tried once more.
     void beginRound() noexcept { m_silent.clear(); }
 
 private:
@@ -76,8 +77,8 @@ private:
 
     /// A user whom this run has changed, or has tried to drop.
     struct User {
-        std::optional<QString> server = {}; ///< at which the last change was sent
-        Values written;                     ///< what stands there
+        std::optional<QString> server = {}; ///< of the last change; none: none was sent
+        Values written;                     ///< what that server has
         Values unanswered;    ///< what a change without an answer would have written; empty: none
         bool dropped = false; ///< the last change was a drop
         std::optional<DropFailure> dropFailure = {};

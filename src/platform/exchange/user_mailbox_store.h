@@ -5,24 +5,22 @@
 
 namespace rehome::exchange {
 
-/// The mailbox of a bound user: what Exchange keeps of it in the directory. Either operation is
-/// staged on the user object and takes effect on its SetInfo.
+/// The mailbox of a bound user: its attributes in the directory. Both operations only stage changes
+/// on the user object: SetInfo() writes them. They may block.
 class IMailboxStore {
 public:
-    /// All must outlive it. The user has been bound last.
+    /// All must outlive it. `user` must be the one that was bound last.
     IMailboxStore(adsi::IADsUser& user, UserChanges& changes, Destinations& destinations)
         : m_user(user), m_changes(changes), m_destinations(destinations) {}
 
-    /// Stages the removal of the home: `homeMDB`, `homeMTA` and
-    /// `msExchHomeServerName`. All else stays, above all `msExchMailboxGuid`, the primary key of
-    /// the mailbox: restored contents are matched by it. Throws Error if the user has no mailbox or
-    /// one of Exchange 2007 or later (`msExchVersion`), or if it is known that no creation can
-    /// follow: rights are missing, or the destination cannot be read.
+    /// Stages the removal of `homeMDB`, `homeMTA` and `msExchHomeServerName`. `msExchMailboxGuid`
+    /// stays: it is the primary key of the mailbox, by which restored contents are matched. Throws
+    /// Error if the user has no mailbox, or one of Exchange 2007 or later (`msExchVersion`), or if
+    /// no creation can follow because permissions are missing or the destination cannot be read.
     void DeleteMailbox();
-    /// `homeMDB` is "LDAP://" and a mailbox store's distinguished name. Reads the destination
-    /// before anything else, unless the last creation there has succeeded. A user who has no
-    /// `msExchMailboxGuid` gets a random one. Throws Error where that is no mailbox store, or the
-    /// user has a mailbox.
+    /// Stages a home on a store. `homeMDB`: "LDAP://" and the store's DN. Reads the store first,
+    /// unless the last creation there has succeeded. A user without `msExchMailboxGuid` gets a
+    /// random one. Throws Error if there is no such store, or the user has a mailbox.
     void CreateMailbox(const QString& homeMDB);
 
 private:

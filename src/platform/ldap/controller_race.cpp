@@ -18,9 +18,9 @@ constexpr auto BetweenPriorities = 1000ms;
 
 } // namespace
 
-ControllerRace::ControllerRace(Authenticate authenticate, std::chrono::milliseconds limit,
+ControllerRace::ControllerRace(Connector connector, std::chrono::milliseconds timeout,
                                platform::Interruption* interruption)
-    : m_authenticate(std::move(authenticate)), m_limit(limit), m_interruption(interruption),
+    : m_connector(std::move(connector)), m_timeout(timeout), m_interruption(interruption),
       m_events(epoll_create1(EPOLL_CLOEXEC)) {
     if (m_events < 0)
         throw Error(QStringLiteral("This computer has no file descriptor left."));
@@ -80,11 +80,10 @@ void ControllerRace::begin(Priority& priority) {
     const QString server = priority.waiting.takeFirst();
     if (m_interruption)
         m_interruption->waitFor(server);
-    m_candidates.push_back(
-        {server, &priority,
-         platform::BlockingCall<ReadyController>(
-             [authenticate = m_authenticate, server] { return authenticate(server); }),
-         QDeadlineTimer(m_limit)});
+    m_candidates.push_back({server, &priority,
+                            platform::BlockingCall<ReadyController>(
+                                [connector = m_connector, server] { return connector(server); }),
+                            QDeadlineTimer(m_timeout)});
     epoll_event event{EPOLLIN, {}};
     epoll_ctl(m_events, EPOLL_CTL_ADD, m_candidates.back().call.descriptor(), &event);
     ++priority.running;
@@ -98,8 +97,8 @@ std::optional<ReadyController> ControllerRace::finish(Candidate& candidate) {
     try {
         auto answer = candidate.call.await(QDeadlineTimer(0), nullptr);
         if (!answer)
-            candidate.failure =
-                describeResult({Stage::SignOn, {}, candidate.server, m_limit}, {LDAP_TIMEOUT});
+            candidate.failure = describeResult(
+                {Stage::Authenticate, {}, candidate.server, m_timeout}, {LDAP_TIMEOUT});
         else if (!answer->lastResort)
             return answer;
         else if (!m_lastResort)

@@ -13,39 +13,42 @@
 
 namespace rehome::ldap {
 
-/// A domain controller that has answered: its root object was read on the connection.
+/// A domain controller that has responded: its rootDSE was read on the connection.
 struct ReadyController {
     std::shared_ptr<ServerConnection> connection;
-    QString domain;          ///< its defaultNamingContext
-    bool pages = false;      ///< whether it offers the paged-results control (RFC 2696)
-    bool lastResort = false; ///< it is read-only, or not synchronised
+    QString domain;              ///< its defaultNamingContext
+    bool supportsPaging = false; ///< paged results control (RFC 2696)
+    bool lastResort = false;     ///< it is read-only, or not synchronised
 };
 
-/// Authenticates at several domain controllers side by side and takes the first that answers.
+/// Authenticates at several domain controllers in parallel and takes the first that responds.
 ///
-/// 1. Those of one priority begin 20 ms apart, in their order, eight at a time; the rest as these
-///    fail.
-/// 2. A later priority begins when all before it have failed, or a second after the one before it.
-/// 3. A last resort is taken only when all others have failed.
+/// 1. Those of one priority begin 20 ms apart, in their order, at most eight at a time; the others
+///    begin as these fail.
+/// 2. A later priority begins when all before it have failed, or 1 s after the one before it.
+/// 3. A last resort is taken only if all others have failed.
 /// 4. A fault of this computer ends the race: no other domain controller would accept the user.
 ///
-/// What is under way at the end is left behind in its thread, and closes its own connection.
+/// Attempts that are not finished at the end are left behind in their threads, and close their own
+/// connections.
 class ControllerRace {
 public:
-    /// Runs in a thread of its own, and so must own all that it uses. Throws Failure.
-    using Authenticate = std::function<ReadyController(const QString& server)>;
+    /// Connects and authenticates in a thread of its own, and so must own all that it uses. Throws
+    /// Failure.
+    using Connector = std::function<ReadyController(const QString& server)>;
 
-    /// `limit` is that of one domain controller in all, and `interruption` ends the wait.
-    ControllerRace(Authenticate authenticate, std::chrono::milliseconds limit,
+    /// `timeout`: for one domain controller, from its beginning to its end; `interruption`: as in
+    /// LdapSettings. Throws Error if no file descriptor is left.
+    ControllerRace(Connector connector, std::chrono::milliseconds timeout,
                    platform::Interruption* interruption);
     ~ControllerRace();
     ControllerRace(const ControllerRace&) = delete;
     ControllerRace& operator=(const ControllerRace&) = delete;
 
-    /// None if all fail. `servers` are URIs by priority. To be called once. Throws Error if this
-    /// computer has no thread left, or a URI cannot be used.
+    /// `servers`: URIs by priority. To be called once; blocks, and may end the process. Returns
+    /// nullopt if all fail. Throws Error if no thread is left or a URI contains a NUL.
     std::optional<ReadyController> run(const QList<QStringList>& servers);
-    /// Each reason once with its servers, in the order in which these were tried.
+    /// Returns the failures: each reason once, with its servers, in the order of the attempts.
     QString reasons() const;
     bool anyTimedOut() const;
 
@@ -68,14 +71,14 @@ private:
         bool over = false;
     };
 
-    /// Begins what is due and returns when to look again at the latest.
+    /// Begins what is due. Returns when to call it again at the latest.
     QDeadlineTimer beginDue(std::vector<Priority>& priorities);
     void begin(Priority& priority);
-    /// What the candidate has come to; none if it has failed, or is a last resort.
+    /// Ends the candidate. Returns nullopt if it has failed, or is a last resort.
     std::optional<ReadyController> finish(Candidate& candidate);
 
-    Authenticate m_authenticate;
-    std::chrono::milliseconds m_limit;
+    Connector m_connector;
+    std::chrono::milliseconds m_timeout;
     platform::Interruption* m_interruption;
     int m_events; ///< readable when a candidate's call has ended
     std::vector<Candidate> m_candidates;

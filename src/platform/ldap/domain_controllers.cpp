@@ -19,11 +19,11 @@ namespace {
 constexpr char ReadOnly[] = "1.2.840.113556.1.4.1920";
 
 /// `domain` is the one that it must hold, if any.
-ReadyController authenticate(const QString& server, const LdapSettings& settings, bool reviving,
-                             const std::optional<QString>& domain) {
+ReadyController connectAuthenticated(const QString& server, const LdapSettings& settings,
+                                     bool reconnecting, const std::optional<QString>& domain) {
     const auto connected = [&] {
         return std::make_shared<ServerConnection>(server, settings, std::make_shared<Health>(),
-                                                  reviving);
+                                                  reconnecting);
     };
     ReadyController answer;
     try {
@@ -37,7 +37,7 @@ ReadyController authenticate(const QString& server, const LdapSettings& settings
     request.attributes = QStringList{u"supportedControl"_s, u"supportedCapabilities"_s,
                                      u"isSynchronized"_s, u"defaultNamingContext"_s};
     const auto root = SearchStream(answer.connection, request, 0).next().value_or(engine::Entry());
-    answer.pages = root.values(u"supportedControl"_s).contains(LDAP_CONTROL_PAGEDRESULTS);
+    answer.supportsPaging = root.values(u"supportedControl"_s).contains(LDAP_CONTROL_PAGEDRESULTS);
     answer.lastResort = root.text(u"isSynchronized"_s) == u"FALSE" ||
                         root.values(u"supportedCapabilities"_s).contains(ReadOnly);
     answer.domain = root.text(u"defaultNamingContext"_s);
@@ -53,7 +53,7 @@ ReadyController authenticate(const QString& server, const LdapSettings& settings
 } // namespace
 
 std::shared_ptr<ServerConnection> DomainControllers::find(const QString& server, bool forPages) {
-    std::erase_if(m_connections, [](const auto& connection) { return !connection->usable(); });
+    std::erase_if(m_connections, [](const auto& connection) { return !connection->isUsable(); });
     const auto found =
         std::find_if(m_connections.begin(), m_connections.end(), [&](const auto& connection) {
             return connection->server() == (server.isEmpty() ? m_inUse : server) &&
@@ -65,21 +65,21 @@ std::shared_ptr<ServerConnection> DomainControllers::find(const QString& server,
 std::shared_ptr<ServerConnection> DomainControllers::connect(const QString& server) {
     const bool named = !server.isEmpty();
     const QList<QStringList> servers = named ? QList<QStringList>{{server}} : serversToTry();
-    const bool reviving = m_health->silent && !m_health->shortLimitsUntil.hasExpired();
+    const bool reconnecting = m_health->wantsShortTimeout();
     // A thread that is left behind must not use what the caller's thread does.
     LdapSettings own = m_settings;
     own.interruption = nullptr;
-    own.answerLimit = own.connectLimit;
+    own.responseTimeout = own.connectTimeout;
     ControllerRace race(
-        [own, reviving, domain = named ? std::nullopt : m_domain](const QString& each) {
-            return authenticate(each, own, reviving, domain);
+        [own, reconnecting, domain = named ? std::nullopt : m_domain](const QString& each) {
+            return connectAuthenticated(each, own, reconnecting, domain);
         },
-        3 * (reviving ? std::min(own.connectLimit, own.revivalLimit) : own.connectLimit),
+        3 * (reconnecting ? std::min(own.connectTimeout, own.shortTimeout) : own.connectTimeout),
         m_settings.interruption);
     const auto winner = race.run(servers);
     if (!winner) {
         if (race.anyTimedOut())
-            m_health->noteTimeout(reviving, m_settings.revivalPause);
+            m_health->noteTimeout(reconnecting, m_settings.fullTimeoutInterval);
         else if (!named) // servers may have moved; but finding them may take long, too
             m_servers.clear();
         throw engine::DirectoryFailed(race.reasons());
@@ -90,7 +90,7 @@ std::shared_ptr<ServerConnection> DomainControllers::connect(const QString& serv
         m_inUse = winner->connection->server();
         m_domain = winner->domain;
     }
-    winner->connection->handOver(m_settings, m_health, winner->pages);
+    winner->connection->activate(m_settings, m_health, winner->supportsPaging);
     m_connections.push_back(winner->connection);
     return winner->connection;
 }
@@ -98,7 +98,7 @@ std::shared_ptr<ServerConnection> DomainControllers::connect(const QString& serv
 QList<QStringList> DomainControllers::serversToTry() {
     if (m_servers.isEmpty())
         m_servers = m_settings.servers.isEmpty()
-                        ? locateServers(m_settings.connectLimit, m_settings.interruption)
+                        ? locateServers(m_settings.connectTimeout, m_settings.interruption)
                         : m_settings.servers;
     QList<QStringList> servers = m_servers;
     bool listed = false;

@@ -11,29 +11,30 @@
 
 namespace rehome::ldap {
 
-/// The servers that hold the directory, and the connections to them, which all sessions share.
+/// The domain controllers of the directory, and the connections to them, which all sessions share.
+/// One thread.
 class DomainControllers {
 public:
     explicit DomainControllers(LdapSettings settings) : m_settings(std::move(settings)) {}
 
     const LdapSettings& settings() const { return m_settings; }
-    /// An open connection to that server; if none is named, to the one in use. Null if there is
-    /// none, or, if `forPages`, if a search is being read in pages on each: some servers end the
-    /// first of two.
+    /// Returns an open connection to `server`, a URI; if empty, to the server in use. Null if there
+    /// is none. `forPages`: null also if a paged search is being read on each: some servers end the
+    /// first of two. Never blocks or throws.
     std::shared_ptr<ServerConnection> find(const QString& server, bool forPages);
-    /// Opens another connection to that server and no other; if none is named, to whichever answers
-    /// first (ControllerRace) and holds the run's domain, that of the first server that was used.
-    /// The one that was used last begins: a change takes a while to reach the others. A directory
-    /// that has let a limit run out is asked within a short limit for a while. Throws
-    /// DirectoryFailed.
+    /// Opens a connection to `server` and no other; if empty, to the first server that responds
+    /// (ControllerRace) and holds the domain of the first server that was used. The server that was
+    /// used last begins, because changes reach the others later. Blocks, and may end the process;
+    /// Health decides on the time-out. Throws DirectoryFailed if none responds, or Error if no
+    /// server is known.
     std::shared_ptr<ServerConnection> connect(const QString& server);
 
 private:
     QList<QStringList> serversToTry();
 
     LdapSettings m_settings;
-    QList<QStringList> m_servers; ///< by priority, as they were found
-    QString m_inUse;
+    QList<QStringList> m_servers;    ///< by priority, as they were found
+    QString m_inUse;                 ///< URI; empty before the first
     std::optional<QString> m_domain; ///< the run's
     std::shared_ptr<Health> m_health = std::make_shared<Health>();
     std::vector<std::shared_ptr<ServerConnection>> m_connections;

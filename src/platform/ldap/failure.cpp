@@ -23,7 +23,7 @@ QString tried(const Attempt& attempt) {
         return u"Using %1"_s.arg(attempt.server);
     case Stage::Connect:
         return u"Connecting to %1"_s.arg(attempt.server);
-    case Stage::SignOn:
+    case Stage::Authenticate:
         return u"Signing on at %1"_s.arg(attempt.server);
     case Stage::Search:
         return u"Searching "_s + object + u" at "_s + attempt.server;
@@ -41,7 +41,7 @@ QString meaning(const Attempt& attempt, const Result& result) {
         return attempt.stage == Stage::Connect ? u"the server cannot be reached"_s
                                                : u"the connection to the server was lost"_s;
     case LDAP_TIMEOUT:
-        return u"no answer within %1 seconds"_s.arg(double(attempt.limit.count()) / 1000);
+        return u"no answer within %1 seconds"_s.arg(double(attempt.timeout.count()) / 1000);
     case LDAP_CONNECT_ERROR:
         return u"no secure connection (TLS) could be made"_s;
     case LDAP_DECODING_ERROR:
@@ -54,12 +54,12 @@ QString meaning(const Attempt& attempt, const Result& result) {
 }
 
 bool demandsBinding(const Attempt& attempt, const Result& result) {
-    return attempt.stage == Stage::SignOn &&
+    return attempt.stage == Stage::Authenticate &&
            result.diagnostic.contains(u"80090346"_s); // SEC_E_BAD_BINDINGS
 }
 
 bool refusesTicket(const Attempt& attempt, const Result& result) {
-    return attempt.stage == Stage::SignOn && !demandsBinding(attempt, result) &&
+    return attempt.stage == Stage::Authenticate && !demandsBinding(attempt, result) &&
            (result.code == LDAP_LOCAL_ERROR || result.code == LDAP_INVALID_CREDENTIALS);
 }
 
@@ -187,7 +187,7 @@ bool Failure::sessionEnded() const {
 
 bool Failure::ofDirectory() const {
     return connectionLost() || m_result.code == LDAP_TIMEOUT || m_result.code == LDAP_BUSY ||
-           m_result.code == LDAP_UNAVAILABLE || m_attempt.stage <= Stage::SignOn;
+           m_result.code == LDAP_UNAVAILABLE || m_attempt.stage <= Stage::Authenticate;
 }
 
 bool Failure::changedSince() const {

@@ -12,7 +12,7 @@ namespace rehome::ldap {
 enum class Stage {
     Choose, ///< whether a domain controller may be used; the reason is Result::cause
     Connect,
-    SignOn,
+    Authenticate,
     Search,
     Modify
 };
@@ -20,51 +20,53 @@ enum class Stage {
 /// What was tried, on what object, where.
 struct Attempt {
     Stage stage = Stage::Connect;
-    QString object{}; ///< as the request named it; empty for the root object
-    QString server{}; ///< its URI
-    std::chrono::milliseconds limit{};
+    QString object{};                    ///< as the request named it; empty for the rootDSE
+    QString server{};                    ///< its URI
+    std::chrono::milliseconds timeout{}; ///< for the text of LDAP_TIMEOUT only
 };
 
 /// What came of it.
 struct Result {
-    int code =
-        0; ///< an LDAP result code (RFC 4511 appendix A), or libldap's own, which are negative
+    /// An LDAP result code (RFC 4511 appendix A); negative: one of libldap's own; 0: success.
+    int code = 0;
     QString diagnostic{};
     QStringList referrals{};
     bool sent = true; ///< whether the request can have reached the server
-    QString cause{};  ///< in sentences with remedies, if something was found out about it
+    QString cause{};  ///< sentences with remedies, if more is known about the cause
 };
 
-/// An Error that still knows its result, for those who may try again.
+/// An Error with its result, by which callers decide whether to retry.
 class Failure : public Error {
 public:
     Failure(const QString& description, const Attempt& attempt, const Result& result, bool local)
         : Error(description), m_attempt(attempt), m_result(result), m_local(local) {}
 
     int code() const { return m_result.code; }
-    /// True if the connection was lost before the request's own answer came, whatever notice the
-    /// server gave; false if it is only silent.
+    /// Returns true if the connection was lost before the request's own response came, also after a
+    /// notice of disconnection; false after a time-out.
     bool connectionLost() const;
-    /// True where the server no longer knows us: signing on again may help.
+    /// Returns true if the server has ended our session: authenticating again may help.
     bool sessionEnded() const;
-    /// True where it is certain that the request did not reach the server whole.
+    /// Returns true if the server has certainly not received the whole request.
     bool notSent() const { return connectionLost() && !m_result.sent; }
-    /// True if no answer could be read to a request that may have reached the server.
+    /// Returns true if a request that may have reached the server got no readable response: a
+    /// change may have been made.
     bool outcomeUnknown() const { return m_result.code < 0 && m_result.sent; }
-    /// True if the directory itself failed: it did not answer, did not let us authenticate, or was
-    /// busy.
+    /// Returns true if the directory itself failed: it did not respond, did not let us
+    /// authenticate, or was busy.
     bool ofDirectory() const;
-    /// True if the connection was lost between connecting and being authenticated.
+    /// Returns true if the connection was lost while authenticating.
     bool cutWhileAuthenticating() const {
-        return connectionLost() && m_attempt.stage == Stage::SignOn;
+        return connectionLost() && m_attempt.stage == Stage::Authenticate;
     }
-    /// Of a modification: true if it does not fit what the object is by now (RFC 4511 4.1.9:
+    /// Returns true for a modification that does not fit what the object is by now (RFC 4511 4.1.9:
     /// noSuchAttribute, constraintViolation, attributeOrValueExists, noSuchObject).
     bool changedSince() const;
 
-    /// True if the fault is this computer's or its user's: no other server would accept the user.
+    /// Returns true if the fault is this computer's or its user's, so that no other server would
+    /// accept the user.
     bool isLocal() const { return m_local; }
-    /// The same failure of another server, or of several.
+    /// Returns the same failure for another server, or for several.
     Failure at(const QString& servers) const;
 
 private:
@@ -73,14 +75,14 @@ private:
     bool m_local;
 };
 
-/// Throws it as those above the engine know it: DirectoryFailed if the directory itself failed.
+/// Throws DirectoryFailed if the directory itself failed, otherwise the Failure.
 [[noreturn]] void throwTranslated(const Failure& failure);
 
-/// What a result code means, in words and as a number.
+/// Returns what a result code means, in words and as a number.
 QString codeText(int code);
 
-/// The one place where results become descriptions: what was tried, on what, what the server said,
-/// and the remedy where there is one.
+/// Makes a description of a result: what was tried, on what, what the server said, and the remedy
+/// if there is one. Reads the Kerberos ticket cache.
 Failure describeResult(const Attempt& attempt, const Result& result);
 
 } // namespace rehome::ldap

@@ -7,6 +7,7 @@ namespace rehome::ldap {
 /// The name of the computer that the program runs on.
 class HostNetwork : public platform::Network {
 public:
+    /// Throws Error if the computer has no host name.
     QString ComputerName() override;
 };
 

@@ -64,7 +64,7 @@ public:
                 request.server, many,
                 [&](const Connection& used) {
                     const int pageSize =
-                        many && used->pages() ? m_controllers.settings().pageSize : 0;
+                        many && used->supportsPaging() ? m_controllers.settings().pageSize : 0;
                     auto stream = std::make_unique<SearchStream>(used, request, pageSize, m_open);
                     if (request.server.isEmpty())
                         m_server = used->server();

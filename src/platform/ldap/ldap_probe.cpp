@@ -6,6 +6,8 @@
 
 #include <QScopeGuard>
 
+#include <sys/resource.h>
+
 namespace rehome::ldap {
 
 using namespace Qt::Literals::StringLiterals;
@@ -29,6 +31,12 @@ bool LdapProbe::isLocal(const engine::Entry& server) {
 
 void LdapProbe::beginChecks(const std::vector<engine::Entry>& servers) {
     m_checks.clear();
+    // Each server that does not respond holds a descriptor; the usual soft limit is 1,024.
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
+        files.rlim_cur = files.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &files);
+    }
     try {
         for (const engine::Entry& server : servers) {
             const QString host = engine::tcpHost(server);
@@ -38,22 +46,22 @@ void LdapProbe::beginChecks(const std::vector<engine::Entry>& servers) {
             if (m_begin + Tenth <= now) {
                 m_begin = now;
                 m_sameBegin = 0;
-            } else if (m_sameBegin == ChecksAtOnce) {
+            } else if (m_sameBegin == MaxChecksPerTenth) {
                 m_begin += Tenth;
                 m_sameBegin = 0;
             }
             ++m_sameBegin;
             const auto begin = m_begin;
             m_checks.try_emplace(server.distinguishedName, host, m_port,
-                                 QDeadlineTimer(begin + m_limit), begin);
+                                 QDeadlineTimer(begin + m_timeout), begin);
         }
     } catch (const Error&) {
-        // No computer name, or no thread left: the rest are checked when it is their turn, and
-        // fail for themselves.
+        // No computer name or no thread is left: checkServer() checks the remaining servers, and
+        // throws if that fails too.
     }
     m_begun = m_checks.size();
     if (m_interruption && m_begun > 0)
-        m_interruption->waitFor(silentServers());
+        m_interruption->waitFor(pendingServers());
 }
 
 void LdapProbe::checkServer(const engine::Entry& server) {
@@ -71,9 +79,9 @@ void LdapProbe::checkServer(const engine::Entry& server) {
     });
     try {
         if (begun != m_checks.end())
-            awaitAnswer(begun->second);
+            awaitResponse(begun->second);
         else
-            checkTcpPort(host, m_port, QDeadlineTimer(m_limit), m_interruption);
+            checkTcpPort(host, m_port, QDeadlineTimer(m_timeout), m_interruption);
     } catch (const Error& error) {
         throw Error(u"The server %1 does not answer at %2, TCP port %3: %4. Check that it is "
                     "running and that no firewall is in between."_s.arg(
@@ -81,17 +89,17 @@ void LdapProbe::checkServer(const engine::Entry& server) {
     }
 }
 
-void LdapProbe::awaitAnswer(TcpCheck& check) {
+void LdapProbe::awaitResponse(TcpCheck& check) {
     while (!check.isOver()) {
         if (m_interruption)
-            m_interruption->waitFor(silentServers());
+            m_interruption->waitFor(pendingServers());
         check.wait(QDeadlineTimer(250), m_interruption);
     }
-    check.requireAnswer();
+    check.requireSuccess();
 }
 
-/// How many of the servers have not answered yet, and which.
-QString LdapProbe::silentServers() const {
+/// Returns how many of the servers have not responded yet, and which.
+QString LdapProbe::pendingServers() const {
     QStringList names;
     for (const auto& [name, check] : m_checks)
         if (!check.isOver())

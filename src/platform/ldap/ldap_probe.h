@@ -10,46 +10,49 @@
 
 namespace rehome::ldap {
 
-/// What the directory and the network tell of Exchange.
+/// Finds out about Exchange servers from the directory and the network. One thread.
 class LdapProbe : public engine::ExchangeProbe {
 public:
-    /// The port of the RPC endpoint mapper, which every Exchange server runs.
+    /// The TCP port of the RPC endpoint mapper, which every Exchange server runs.
     static constexpr quint16 EndpointMapper = 135;
 
-    /// So many checks begin in any tenth of a second: more look like a worm.
-    static constexpr int ChecksAtOnce = 32;
+    /// How many checks may begin in any tenth of a second: more would look like a worm.
+    static constexpr int MaxChecksPerTenth = 32;
 
-    /// Both must outlive it. `interruption` ends the wait for a server, and is told which servers
-    /// are waited for; `limit` is for a server's answer, name look-up included.
+    /// Both must outlive it. Every wait meets a request of `interruption` to end the process, and
+    /// shows there which servers are pending; null: none. `timeout`: for one server, name look-up
+    /// included.
     explicit LdapProbe(platform::Network& network, platform::Interruption* interruption = nullptr,
-                       std::chrono::milliseconds limit = std::chrono::seconds(3),
+                       std::chrono::milliseconds timeout = std::chrono::seconds(3),
                        quint16 port = EndpointMapper)
-        : m_network(network), m_interruption(interruption), m_limit(limit), m_port(port) {}
+        : m_network(network), m_interruption(interruption), m_timeout(timeout), m_port(port) {}
 
     QStringList attributes() const override;
 
-    /// Begins the checks of all servers but the local one; never fails.
+    /// Begins the checks of all servers but the local one, and raises the process's soft limit of
+    /// open files to its hard limit for them. Never throws or blocks.
     void beginChecks(const std::vector<engine::Entry>& servers) override;
     /// Connects to the endpoint mapper at the server's address (attribute `networkAddress`, the
-    /// value that begins with "ncacn_ip_tcp:"). The local server is not checked: the tool's own
-    /// computer is up. A check that has begun is consumed.
+    /// value that begins with "ncacn_ip_tcp:"). Returns at once for the local server, because this
+    /// computer is up. Uses up the server's check, if it has begun. Blocks, and may end the
+    /// process. Throws Error if the server does not respond, or has no such address.
     void checkServer(const engine::Entry& server) override;
-    /// 1 where `msExchEDBOffline` is TRUE, else 0: a directory does not tell more.
+    /// Returns 1 if `msExchEDBOffline` is TRUE, otherwise 0: the directory has no other state.
     qint16 storeStatus(const engine::Entry& store) override;
 
 private:
     bool isLocal(const engine::Entry& server);
-    void awaitAnswer(TcpCheck& check);
-    QString silentServers() const;
+    void awaitResponse(TcpCheck& check);
+    QString pendingServers() const;
 
     platform::Network& m_network;
     platform::Interruption* m_interruption;
-    std::chrono::milliseconds m_limit;
+    std::chrono::milliseconds m_timeout;
     quint16 m_port;
-    TcpCheck::Clock::time_point m_begin;  ///< of the checks begun last
-    int m_sameBegin = 0;                  ///< how many begin then
-    std::map<QString, TcpCheck> m_checks; ///< by distinguished name
-    size_t m_begun = 0;                   ///< checks, of which m_checks are not yet consumed
+    TcpCheck::Clock::time_point m_begin;  ///< of the latest checks
+    int m_sameBegin = 0;                  ///< how many begin at m_begin
+    std::map<QString, TcpCheck> m_checks; ///< by the server's DN
+    size_t m_begun = 0;                   ///< checks in all; m_checks holds those not used up
 };
 
 } // namespace rehome::ldap

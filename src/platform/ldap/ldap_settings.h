@@ -9,21 +9,21 @@
 namespace rehome::ldap {
 
 struct LdapSettings {
-    /// For making a connection, for each answer while signing on, and for reading the root object.
-    /// All of it, with what libraries look up meanwhile, has three times as long.
-    std::chrono::milliseconds connectLimit{10'000};
-    /// For each answer afterwards; a search has one limit per entry, not one in all.
-    std::chrono::milliseconds answerLimit{60'000};
-    /// Entries asked for at a time, 1 to 1000: domain controllers send no more by default.
+    /// For connecting, for each response while authenticating, and for reading the rootDSE.
+    /// Everything together, with the name look-ups of libraries, has three times as long.
+    std::chrono::milliseconds connectTimeout{10'000};
+    /// For each response afterwards: of a search, for each entry and not for the whole search.
+    std::chrono::milliseconds responseTimeout{60'000};
+    /// Entries of a page, 1 to 1000: domain controllers send no more by default.
     int pageSize = 1000;
-    /// LDAP URIs by priority, as ControllerRace tries them; empty: found as locateServers says.
+    /// LDAP URIs by priority, as ControllerRace tries them; empty: those of locateServers().
     QList<QStringList> servers;
-    /// For finding out whether a directory that let a limit run out answers again: for connecting,
-    /// each answer while signing on, and reading its root object.
-    std::chrono::milliseconds revivalLimit{2'000};
-    /// After so long, connecting and signing on get their usual limits once: it may just be slow.
-    std::chrono::milliseconds revivalPause{60'000};
-    /// Ends a wait. Must outlive the engine.
+    /// Replaces connectTimeout after a time-out, to find out whether the directory responds again.
+    std::chrono::milliseconds shortTimeout{2'000};
+    /// How long to use only shortTimeout before trying connectTimeout once: the directory may just
+    /// be slow.
+    std::chrono::milliseconds fullTimeoutInterval{60'000};
+    /// Requests to end the process, which every wait meets; null: none. Must outlive the engine.
     platform::Interruption* interruption = nullptr;
 };
 

@@ -1,5 +1,6 @@
 #include "platform/ldap/search_stream.h"
 
+#include "platform/engine/attribute_kind.h"
 #include "platform/engine/escape.h"
 
 #include <ldap.h>
@@ -24,8 +25,8 @@ QByteArrayView octets(const berval& value) {
     return QByteArrayView(value.bv_val, qsizetype(value.bv_len));
 }
 
-/// How many values an entry is made room for, at most.
-constexpr qsizetype MostExpected = 64;
+/// The maximum number of values for which an entry reserves memory.
+constexpr qsizetype MaxReserved = 64;
 
 /// Which of an attribute's values a domain controller has sent.
 struct Range {
@@ -35,7 +36,7 @@ struct Range {
 };
 
 /// As the controller marks them: the plain name, ";range=", the first value's number, "-", and the
-/// last one's or "*". `first` is -1 where the mark cannot be read.
+/// last one's or "*". `first` is -1 if the mark cannot be read.
 std::optional<Range> parseRange(const QString& name) {
     const qsizetype at = name.indexOf(u";range="_s, 0, Qt::CaseInsensitive);
     if (at < 0)
@@ -75,12 +76,12 @@ SearchStream::~SearchStream() {
 void SearchStream::receive() {
     if (m_session && m_session->expired())
         m_connection->fail(attempt(), {LDAP_USER_CANCELLED, u"the session is closed"_s});
-    // Whoever reads one object asks for one entry; the end of the answer has come with it.
-    using Until = ServerConnection::Until;
-    const auto until = m_request.scope == engine::Scope::Base ? Until::AllCame
-                       : m_received                           ? Until::ManyCame
-                                                              : Until::SomeCame;
-    m_received = m_connection->receive(m_number, until, attempt());
+    // The caller of a base search reads one entry, so the final message is read with it.
+    using Wait = ServerConnection::Wait;
+    const auto wait = m_request.scope == engine::Scope::Base ? Wait::ForAll
+                      : m_received                           ? Wait::ForBatch
+                                                             : Wait::ForAny;
+    m_received = m_connection->receive(m_number, wait, attempt());
     m_next = m_received.get();
     LDAPMessage* last = m_next;
     while (LDAPMessage* after = ldap_next_message(m_connection->handle(), last))
@@ -133,13 +134,13 @@ QString SearchStream::text(QByteArrayView utf8) const {
     return QString::fromUtf8(utf8);
 }
 
-QString SearchStream::spelt(QByteArrayView name) const {
+QString SearchStream::decodeDn(QByteArrayView name) const {
     return engine::isPlainName(name) ? QString::fromLatin1(name)
                                      : engine::directorySpelling(text(name));
 }
 
 const SearchStream::Name& SearchStream::nameOf(QByteArrayView sent) {
-    // Entries of one search bring much the same names in the same order.
+    // Entries of one search nearly always have the same names in the same order.
     for (size_t i = 0; i < m_names.size(); ++i) {
         const size_t at = (m_nextName + i) % m_names.size();
         if (m_names[at].sent == sent) {
@@ -148,8 +149,8 @@ const SearchStream::Name& SearchStream::nameOf(QByteArrayView sent) {
         }
     }
     const QString name = text(sent);
-    m_names.push_back(
-        {sent.toByteArray(), name, engine::holdsNames(name), parseRange(name).has_value()});
+    m_names.push_back({sent.toByteArray(), name, engine::attributeKind(sent).holdsDns(),
+                       parseRange(name).has_value()});
     return m_names.back();
 }
 
@@ -162,11 +163,11 @@ engine::Entry SearchStream::decode(LDAPMessage* message) {
     const std::unique_ptr<BerElement, ElementFree> owned(position);
     if (opened != LDAP_SUCCESS)
         refuse(u"an entry cannot be decoded"_s);
-    entry.distinguishedName = spelt(octets(name));
+    entry.distinguishedName = decodeDn(octets(name));
     entry.server = m_connection->server();
     ber_len_t left = 0;
     ber_get_option(position, LBER_OPT_BER_REMAINING_BYTES, &left);
-    entry.reserve(m_mostValues, qsizetype(left));
+    entry.reserve(m_maxValues, qsizetype(left));
     m_nextName = 0;
     qsizetype count = 0;
     for (;;) {
@@ -183,13 +184,13 @@ engine::Entry SearchStream::decode(LDAPMessage* message) {
             continue;
         entry.begin(attribute.text);
         for (const berval* value = array; value && value->bv_val; ++value, ++count) {
-            if (attribute.holdsNames && !engine::isPlainName(octets(*value)))
-                entry.add(spelt(octets(*value)).toUtf8());
+            if (attribute.holdsDns && !engine::isPlainName(octets(*value)))
+                entry.add(decodeDn(octets(*value)).toUtf8());
             else
                 entry.add(octets(*value));
         }
     }
-    m_mostValues = std::max(m_mostValues, std::min(count, MostExpected));
+    m_maxValues = std::max(m_maxValues, std::min(count, MaxReserved));
     return entry;
 }
 

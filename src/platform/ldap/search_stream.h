@@ -8,29 +8,31 @@
 
 namespace rehome::ldap {
 
-/// One search on one connection, entry by entry: asks for page after page, fetches the rest of
-/// ranged attributes, and passes over search references. Distinguished names, of entries and in
-/// values, come in Active Directory's spelling.
+/// One search on one connection, entry by entry: requests page after page, reads the rest of ranged
+/// attributes, and skips search references. DNs, of entries and in values, are escaped as Active
+/// Directory does.
 class SearchStream : public engine::Entries {
 public:
-    /// Sends the search and waits for its first message. `pageSize` 0: not in pages. Once
-    /// `session` is gone, nothing more is received; null: there is none. Throws Failure.
+    /// Sends the search and waits for its first message. `pageSize`: 1 to 1000, or 0 for no pages.
+    /// Once `session` has been destroyed, next() throws; null: the search has no session. Throws
+    /// Failure.
     SearchStream(std::shared_ptr<ServerConnection> connection, engine::SearchRequest request,
                  int pageSize, const std::shared_ptr<const void>& session = nullptr);
     ~SearchStream() override;
     SearchStream(const SearchStream&) = delete;
     SearchStream& operator=(const SearchStream&) = delete;
 
-    /// Throws DirectoryFailed, or Failure where anything is missing or cannot be decoded.
+    /// Throws DirectoryFailed if the directory itself fails, or Failure if a part of the result is
+    /// missing or cannot be decoded.
     std::optional<engine::Entry> next() override;
 
 private:
-    /// An attribute's name as entries bring it.
+    /// An attribute's name in entries.
     struct Name {
         QByteArray sent;
         QString text;
-        bool holdsNames; ///< whether the values are distinguished names
-        bool ranged;     ///< whether they may be a part of them
+        bool holdsDns;
+        bool ranged; ///< whether an entry may hold only a part of them
     };
 
     void receive();
@@ -39,9 +41,9 @@ private:
     engine::Entry decode(::ldapmsg* message);
     const Name& nameOf(QByteArrayView sent);
     QString text(QByteArrayView utf8) const;
-    /// A distinguished name as Active Directory spells it.
-    QString spelt(QByteArrayView name) const;
-    /// Throws Failure: what was sent cannot be taken for an answer.
+    /// Returns a DN, escaped as Active Directory does. Throws Failure if it is not UTF-8.
+    QString decodeDn(QByteArrayView name) const;
+    /// Throws Failure: the response is unusable.
     [[noreturn]] void refuse(const QString& why) const;
     Attempt attempt() const { return {Stage::Search, m_request.base}; }
 
@@ -52,12 +54,12 @@ private:
     int m_pageSize;
     int m_number = 0;
     Message m_received;
-    ::ldapmsg* m_next = nullptr; ///< of those received
-    bool m_awaited = true;       ///< whether more is to come
+    ::ldapmsg* m_next = nullptr; ///< the next of m_received; null: none
+    bool m_awaited = true;       ///< whether the final message is still to come
     bool m_ranged = false;       ///< whether the entry decoded last has a ranged attribute
     std::vector<Name> m_names;   ///< in the order in which they came
-    size_t m_nextName = 0;       ///< where the next one is looked for
-    qsizetype m_mostValues = 0;  ///< of an entry
+    size_t m_nextName = 0;       ///< where the search for the next name begins
+    qsizetype m_maxValues = 0;   ///< of an entry so far
 };
 
 } // namespace rehome::ldap

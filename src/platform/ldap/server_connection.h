@@ -2,6 +2,8 @@
 
 #include "platform/engine/engine.h"
 #include "platform/ldap/failure.h"
+#include "platform/ldap/health.h"
+#include "platform/ldap/ldap_library.h"
 #include "platform/ldap/ldap_settings.h"
 #include "platform/ldap/socket_layer.h"
 
@@ -11,110 +13,91 @@
 
 #include <memory>
 
-struct ldap;
-struct ldapmsg;
-
 namespace rehome::ldap {
 
-struct HandleDeleter {
-    void operator()(::ldap* handle) const;
-};
-struct MessageDeleter {
-    void operator()(::ldapmsg* message) const;
-};
-using Handle = std::unique_ptr<::ldap, HandleDeleter>;
-using Message = std::unique_ptr<::ldapmsg, MessageDeleter>;
-
-/// Whether a directory answers, as all connections to it have seen.
-struct Health {
-    int timeouts = 0;    ///< limits that have run out so far
-    bool silent = false; ///< nothing has been read since the last of them
-    QDeadlineTimer
-        shortLimitsUntil{}; ///< until then a silent directory gets the revival limit alone
-
-    /// A limit has run out. `pause` as LdapSettings::revivalPause.
-    void noteTimeout(bool reviving, std::chrono::milliseconds pause) {
-        ++timeouts;
-        silent = true;
-        if (!reviving)
-            shortLimitsUntil.setRemainingTime(pause);
-    }
-};
-
-/// One signed-on connection to one server. Once lost it is never opened again: the client library
-/// would do so without authenticating. It may be made in one thread and used in another.
+/// One authenticated connection to one domain controller. A lost connection is never reused:
+/// libldap would reconnect without authenticating. It may be made in one thread and then used in
+/// another. All calls that wait, and none else, may end the process through
+/// LdapSettings::interruption.
 class ServerConnection {
 public:
-    /// Connects and signs on: with the mechanism that the client library is set to, else EXTERNAL
-    /// on ldapi, else GSS-SPNEGO or GSSAPI with the user's Kerberos ticket. Never in clear and
-    /// never with a prompt: what TLS does not seal, SASL does. `reviving`: each answer, up
-    /// to the first to a search, comes within LdapSettings::revivalLimit. Throws Failure.
+    /// Connects to `server`, an LDAP URI, and authenticates (see authenticate()). Always encrypted,
+    /// never interactive. Blocks; each response has LdapSettings::connectTimeout. If
+    /// `reconnecting`, each response has only shortTimeout, up to and including the first response
+    /// to a search. Throws Failure, or Error if the URI contains a NUL.
     ServerConnection(const QString& server, const LdapSettings& settings,
-                     std::shared_ptr<Health> health, bool reviving);
+                     std::shared_ptr<Health> health, bool reconnecting);
 
-    /// Goes over to the thread, the limits and the directory's health that it is used with, after
-    /// something has been read on it. `pages`: whether its server sends searches in pages.
-    void handOver(const LdapSettings& settings, std::shared_ptr<Health> health, bool pages);
+    /// To be called once, after a response has been read: from here on the connection belongs to
+    /// the calling thread, with these settings and this health. `supportsPaging`: whether the
+    /// server sends search results in pages.
+    void activate(const LdapSettings& settings, std::shared_ptr<Health> health,
+                  bool supportsPaging);
 
     const QString& server() const { return m_server; }
-    bool pages() const { return m_pages; }
-    /// Held by the search that is being read in pages.
+    bool supportsPaging() const { return m_supportsPaging; }
+    /// Returns a token that a paged search holds until its last page.
     std::shared_ptr<const void> beginPaging();
+    /// Returns true while a token of beginPaging() is held.
     bool isPaging() const { return !m_paging.expired(); }
     ::ldap* handle() const { return m_handle.get(); }
-    /// False once a request has failed on it, the session has ended or the server has hung up; and
-    /// where nothing has been read on it since a limit ran out anywhere.
-    bool usable() const;
+    /// Returns false after a failed request, an ended session or a hang-up, and if any connection
+    /// has timed out since this one last received something.
+    bool isUsable() const;
 
-    /// Sends a request and returns its number. `pageSize` 0: not in pages. Throws Failure, with
-    /// notSent() where the server has hung up.
+    /// Sends a request and returns its message ID. `pageSize`: 1 to 1000 entries, or 0 for a search
+    /// without pages; `cookie`: of the page before, empty for the first. Blocks up to
+    /// responseTimeout while the socket is full. Throws Failure; if its notSent() is true, the
+    /// server has not received the request.
     int sendSearch(const engine::SearchRequest& request, int pageSize, const QByteArray& cookie);
-    int sendModify(const QString& name, const QList<engine::Change>& replacements);
-    enum class Until { SomeCame, ManyCame, AllCame };
-    /// The request's next messages, chained: those that have come, at least one; the same, with a
-    /// moment for more to come where there is none; or all of them. Throws Failure where none comes
-    /// in time or the connection is lost.
-    Message receive(int request, Until until, const Attempt& attempt);
-    /// Takes a final message apart and returns the cookie of the next page (RFC 2696), if any.
-    /// Throws Failure on any result but success.
+    /// The same for a modify request, which must have a change. If it throws a Failure with
+    /// outcomeUnknown(), the change may have been made, or may be made yet.
+    int sendModify(const QString& name, const QList<engine::Change>& changes);
+
+    enum class Wait {
+        ForAny,   ///< for at least one message
+        ForBatch, ///< the same, but first 50 us for more if there is none yet
+        ForAll    ///< up to the final message
+    };
+    /// Returns a chain of the request's next messages. Blocks up to responseTimeout for each
+    /// message. Throws Failure if none comes in time or the connection is lost: a modification may
+    /// have been made then.
+    Message receive(int request, Wait wait, const Attempt& attempt);
+    /// Parses a final message. Returns the cookie of the next page (RFC 2696), empty if there is
+    /// none. Throws Failure on any result but success.
     QByteArray checkResult(::ldapmsg* message, const Attempt& attempt);
-    /// Waits for the final message of a request that has no other.
+    /// Waits for the only message of a request and checks it. Throws as receive() and
+    /// checkResult() do.
     void finish(int request, const Attempt& attempt);
     void abandon(int request) noexcept;
     /// Throws the Failure that describes a result.
     [[noreturn]] void fail(Attempt attempt, const Result& result) const;
-    /// Ends it for all who still read from it, and discards what the server has not received yet:
-    /// it is not to carry out later what was given up.
+    /// Resets the TCP connection: later reads throw, and the server does not receive what is still
+    /// unsent, so that it cannot make a change after we have reported its outcome as unknown.
     void reset() noexcept;
 
 private:
-    void checkReachable(QDeadlineTimer deadline, std::chrono::milliseconds limit);
+    /// Throws Failure if the host does not accept connections.
+    void checkReachable(QDeadlineTimer deadline, std::chrono::milliseconds timeout);
     [[noreturn]] void failTls(const QString& remark, QDeadlineTimer deadline);
-    void signOn();
-    Result bind(const char* mechanism);
-    int sent(int code, int request, const Attempt& attempt);
-    Message await(int request, Until until, std::chrono::milliseconds limit,
+    int checkSent(int code, int request, const Attempt& attempt);
+    Message await(int request, Wait wait, std::chrono::milliseconds timeout,
                   const Attempt& attempt);
-    std::chrono::milliseconds shortened(std::chrono::milliseconds limit, Stage stage) const;
-    void noteAnswer();
-    [[noreturn]] void failSilent(Attempt attempt, std::chrono::milliseconds limit);
-    QString diagnostic() const;
+    std::chrono::milliseconds shortened(std::chrono::milliseconds timeout, Stage stage) const;
+    void noteResponse();
+    [[noreturn]] void failTimedOut(Attempt attempt, std::chrono::milliseconds timeout);
 
     QString m_server;
     LdapSettings m_settings;
-    std::unique_ptr<SocketLayer> m_socketLayer;
+    std::unique_ptr<SocketLayer> m_socketLayer; ///< before m_handle, which uses it until destroyed
     Handle m_handle;
     std::shared_ptr<Health> m_health;
-    int m_timeoutsBefore = 0; ///< how many limits had run out when something was last read
-    bool m_reviving;
+    int m_timeoutsSeen = 0; ///< as Health counts them, when something was read last
+    bool m_reconnecting;
     std::weak_ptr<const void> m_paging;
-    bool m_pages = false;
+    bool m_supportsPaging = false;
     bool m_lost = false;
     bool m_reset = false;
 };
-
-/// A text as the client library takes it. Throws Error where it holds a NUL, which would end it
-/// early.
-QByteArray libraryText(const QString& text);
 
 } // namespace rehome::ldap

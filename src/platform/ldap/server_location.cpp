@@ -2,6 +2,7 @@
 
 #include "platform/blocking_call.h"
 #include "platform/error.h"
+#include "platform/ldap/ldap_library.h"
 #include "platform/ldap/ticket.h"
 
 #include <QSysInfo>
@@ -13,7 +14,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <memory>
 #include <utility>
 
@@ -32,13 +32,10 @@ struct Resolver {
     Resolver& operator=(const Resolver&) = delete;
 };
 
-/// The URIs that the client library is set to, none where it has only its default. It writes that
-/// one with a scope, which tells it from the same server named by the user.
+/// Returns the URIs that libldap is set to; empty if only its built-in default applies. The default
+/// is recognised by its exact text, which a user would not write.
 QStringList configuredServers() {
-    char* text = nullptr;
-    ldap_get_option(nullptr, LDAP_OPT_URI, &text);
-    const QString uris = QString::fromUtf8(text);
-    ldap_memfree(text);
+    const QString uris = QString::fromUtf8(stringOption(nullptr, LDAP_OPT_URI));
     return uris == u"ldap://localhost:389/??base"_s ? QStringList()
                                                     : uris.split(u' ', Qt::SkipEmptyParts);
 }
@@ -95,10 +92,14 @@ std::vector<ServiceRecord> lookUp(const QString& domain) {
 } // namespace
 
 void limitNameLookups() {
-    setenv("RES_OPTIONS", "timeout:1 attempts:2", 0);
+    QByteArray options = qgetenv("RES_OPTIONS");
+    for (const QByteArray option : {"timeout:1", "attempts:1"})
+        if (!options.contains(option.chopped(1)))
+            options += ' ' + option;
+    qputenv("RES_OPTIONS", options);
 }
 
-QList<QStringList> inOrder(std::vector<ServiceRecord> records, std::mt19937& chance) {
+QList<QStringList> orderBySrvRules(std::vector<ServiceRecord> records, std::mt19937& random) {
     QList<QStringList> servers;
     std::optional<int> before;
     while (!records.empty()) {
@@ -108,11 +109,11 @@ QList<QStringList> inOrder(std::vector<ServiceRecord> records, std::mt19937& cha
             })->priority;
         if (std::exchange(before, first) != first)
             servers.emplace_back();
-        std::vector<double> weights; // a weight of 0 is a very small chance
+        std::vector<double> weights; // RFC 2782: a weight of 0 is a very small chance
         for (const auto& record : records)
             weights.push_back(record.priority != first ? 0 : std::max(double(record.weight), 0.01));
         std::discrete_distribution<std::ptrdiff_t> draw(weights.begin(), weights.end());
-        const auto drawn = records.begin() + draw(chance);
+        const auto drawn = records.begin() + draw(random);
         servers.last() += drawn->port == LDAP_PORT
                               ? u"ldap://"_s + drawn->target
                               : u"ldap://%1:%2"_s.arg(drawn->target, QString::number(drawn->port));
@@ -121,36 +122,36 @@ QList<QStringList> inOrder(std::vector<ServiceRecord> records, std::mt19937& cha
     return servers;
 }
 
-QList<QStringList> locateServers(std::chrono::milliseconds limit,
+QList<QStringList> locateServers(std::chrono::milliseconds timeout,
                                  platform::Interruption* interruption) {
     QList<QStringList> servers;
     const auto configured = platform::BlockingCall<QStringList>(configuredServers)
-                                .await(QDeadlineTimer(3 * limit), interruption);
+                                .await(QDeadlineTimer(3 * timeout), interruption);
     if (!configured) // not to be taken for settings that name no server
         throw Error(u"The LDAP settings of this computer could not be read within %1 seconds: its "
                     "name servers do not respond. Add a line with this computer's address and its "
-                    "name, %2, to /etc/hosts."_s.arg(double(3 * limit.count()) / 1000)
+                    "name, %2, to /etc/hosts."_s.arg(double(3 * timeout.count()) / 1000)
                         .arg(QSysInfo::machineHostName()));
     for (const QString& server : *configured)
         servers.append({server});
     if (!servers.isEmpty())
         return servers;
 
-    const QDeadlineTimer deadline(limit);
+    const QDeadlineTimer deadline(timeout);
     const auto inTime = [&](auto call) {
         using Found = decltype(call());
         return platform::BlockingCall<Found>(std::move(call))
             .await(deadline, interruption)
             .value_or(Found());
     };
-    std::mt19937 chance{std::random_device{}()};
+    std::mt19937 random{std::random_device{}()};
     QStringList domains;
     const auto ask = [&](const QString& name) {
         const QString domain = name.toLower();
         if (!servers.isEmpty() || domain.isEmpty() || domains.contains(domain))
             return;
         domains += domain;
-        servers = inOrder(inTime([domain] { return lookUp(domain); }), chance);
+        servers = orderBySrvRules(inTime([domain] { return lookUp(domain); }), random);
     };
     ask(inTime(currentTicket).realm);
     if (servers.isEmpty())
@@ -175,8 +176,8 @@ QStringList allServers() {
 }
 
 QList<QStringList> locateServersOf(const QString& domain) {
-    std::mt19937 chance{std::random_device{}()};
-    const QList<QStringList> servers = inOrder(lookUp(domain), chance);
+    std::mt19937 random{std::random_device{}()};
+    const QList<QStringList> servers = orderBySrvRules(lookUp(domain), random);
     if (servers.isEmpty())
         throw Error(u"No domain controller of %1 was found. Have the domain's name servers asked "
                     "(resolv.conf)."_s.arg(domain));

@@ -11,34 +11,36 @@
 
 namespace rehome::ldap {
 
-/// Has the C library wait for a name server for one second, twice, unless the user has set
-/// RES_OPTIONS: the LDAP, SASL and Kerberos libraries look up this computer's own name and others,
-/// one after the other. To be called before there is a second thread.
+/// Makes the C library try each name server once for 1 s, unless the user has set "attempts" or
+/// "timeout" in RES_OPTIONS: the LDAP, SASL and Kerberos libraries look up this computer's own name
+/// and others, one after the other. To be called before the first thread is started.
 void limitNameLookups();
 
-/// The LDAP URIs of the directory's servers by priority. As the client library is set (ldap.conf,
-/// ldaprc, LDAPURI), each a priority of its own; else by the SRV records "_ldap._tcp.dc._msdcs."
-/// and the domain, which is that of the user's Kerberos ticket, else this computer's. Throws Error
-/// if neither names a server. All that is looked up has `limit`; reading the settings, which looks
-/// up this computer's name, has three times as long.
-QList<QStringList> locateServers(std::chrono::milliseconds limit,
+/// Returns the LDAP URIs of the directory's domain controllers by priority: those of ldap.conf,
+/// ldaprc or LDAPURI, each a priority of its own; otherwise those of the SRV records
+/// "_ldap._tcp.dc._msdcs." and the domain of the user's Kerberos ticket, or of this computer.
+/// Blocks for up to `timeout` for all look-ups; reading the settings, which looks up this
+/// computer's name, may take three times as long. May end the process. Throws Error if no server is
+/// found or the settings cannot be read in time.
+QList<QStringList> locateServers(std::chrono::milliseconds timeout,
                                  platform::Interruption* interruption);
 
-/// The same for a program that only waits, as one list.
+/// Returns the same as one list, with a time-out of 10 s.
 QStringList allServers();
 
 /// A service record (RFC 2782).
 struct ServiceRecord {
-    QString target;
-    int port = 0;
+    QString target; ///< a host; not empty
+    int port = 0;   ///< 0 to 65535, as the others
     int priority = 0;
     int weight = 0;
 };
 
-/// LDAP URIs by priority; within one priority by chance, weighted as RFC 2782 says.
-QList<QStringList> inOrder(std::vector<ServiceRecord> records, std::mt19937& chance);
+/// Returns LDAP URIs by priority; within one priority in random order, weighted as RFC 2782 says.
+QList<QStringList> orderBySrvRules(std::vector<ServiceRecord> records, std::mt19937& random);
 
-/// The servers of that domain, by its SRV records alone. Throws Error if these name none.
+/// Returns the domain controllers of that domain, by its SRV records alone. Blocks as long as the C
+/// library does. Throws Error if the records name none.
 QList<QStringList> locateServersOf(const QString& domain);
 
 } // namespace rehome::ldap

@@ -12,7 +12,7 @@
 namespace rehome::ldap {
 
 struct SocketLayer::Hooks {
-    std::chrono::milliseconds limit;
+    std::chrono::milliseconds timeout;
     platform::Interruption* interruption;
     bool timedOut = false;
     bool anyRead = false;
@@ -42,14 +42,14 @@ struct SocketLayer::Hooks {
         Hooks& hooks = of(layer);
         ber_slen_t received = recv(hooks.descriptor, data, length, MSG_DONTWAIT);
         if (received < 0 && (errno == EAGAIN || errno == EWOULDBLOCK) &&
-            hooks.await(POLLIN, QDeadlineTimer(hooks.limit)))
+            hooks.await(POLLIN, QDeadlineTimer(hooks.timeout)))
             received = recv(hooks.descriptor, data, length, 0);
         hooks.anyRead = hooks.anyRead || received >= 0;
         return received;
     }
     static ber_slen_t write(Sockbuf_IO_Desc* layer, void* data, ber_len_t length) {
         Hooks& hooks = of(layer);
-        const QDeadlineTimer until(hooks.limit);
+        const QDeadlineTimer until(hooks.timeout);
         const char* next = static_cast<const char*>(data);
         for (ber_len_t rest = length; rest > 0;) {
             const auto sent = send(hooks.descriptor, next, rest, MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -76,27 +76,27 @@ struct SocketLayer::Hooks {
     static void closed(LDAP*, Sockbuf*, ldap_conncb*) {}
 };
 
-SocketLayer::SocketLayer(LDAP* handle, std::chrono::milliseconds limit,
+SocketLayer::SocketLayer(LDAP* handle, std::chrono::milliseconds timeout,
                          platform::Interruption* interruption)
-    : m_hooks(new Hooks{limit, interruption}) {
+    : m_hooks(new Hooks{timeout, interruption}) {
     ldap_set_option(handle, LDAP_OPT_CONNECT_CB, &m_hooks->callbacks);
 }
 
 SocketLayer::~SocketLayer() = default;
 
-void SocketLayer::setLimit(std::chrono::milliseconds limit) {
-    m_hooks->limit = limit;
+void SocketLayer::setTimeout(std::chrono::milliseconds timeout) {
+    m_hooks->timeout = timeout;
 }
 
 void SocketLayer::setInterruption(platform::Interruption* interruption) {
     m_hooks->interruption = interruption;
 }
 
-bool SocketLayer::awaitReadable(std::chrono::milliseconds limit) {
-    return m_hooks->await(POLLIN, QDeadlineTimer(limit));
+bool SocketLayer::awaitReadable(std::chrono::milliseconds timeout) {
+    return m_hooks->await(POLLIN, QDeadlineTimer(timeout));
 }
 
-bool SocketLayer::anyRead() {
+bool SocketLayer::takeAnyRead() {
     return std::exchange(m_hooks->anyRead, false);
 }
 

@@ -11,29 +11,29 @@ struct ldap;
 
 namespace rehome::ldap {
 
-/// Sits between the client library and its socket, below TLS and SASL. Every read and write waits
-/// for a limited time, also inside a handshake or a half-sent record, where the library itself
-/// would wait for ever; and a write to a connection that the peer has closed is an error, not a
-/// signal that ends the process.
+/// A layer between libldap and its socket, below TLS and SASL. Every read and write has a time-out,
+/// also inside a handshake or a partial record, for which libldap would wait for ever. A write to a
+/// connection that the peer has closed is an error and raises no SIGPIPE.
 class SocketLayer {
 public:
-    /// Takes effect when the handle connects. Must outlive the handle, which holds on to it.
-    /// `interruption` ends every wait, where there is one.
-    SocketLayer(::ldap* handle, std::chrono::milliseconds limit,
+    /// Takes effect when the handle connects. Must outlive the handle. `interruption`: as in
+    /// LdapSettings.
+    SocketLayer(::ldap* handle, std::chrono::milliseconds timeout,
                 platform::Interruption* interruption);
     ~SocketLayer();
     SocketLayer(const SocketLayer&) = delete;
     SocketLayer& operator=(const SocketLayer&) = delete;
 
     /// For each read and write.
-    void setLimit(std::chrono::milliseconds limit);
-    /// What ends every wait from now on, if anything.
+    void setTimeout(std::chrono::milliseconds timeout);
+    /// For each wait from now on; null: none.
     void setInterruption(platform::Interruption* interruption);
-    /// Waits until there is something to read. False where the time runs out.
-    bool awaitReadable(std::chrono::milliseconds limit);
-    /// Whether anything has been read since this was last asked.
-    bool anyRead();
-    /// Whether a read or a write has run out of time.
+    /// Waits until there is something to read. Returns false after the time-out. May end the
+    /// process.
+    bool awaitReadable(std::chrono::milliseconds timeout);
+    /// Returns whether anything has been read since the last call.
+    bool takeAnyRead();
+    /// Returns true once a read, a write or awaitReadable() has timed out.
     bool timedOut() const;
 
 private:

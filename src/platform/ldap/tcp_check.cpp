@@ -46,17 +46,17 @@ int tryAddress(const addrinfo& address, QDeadlineTimer deadline) {
 TcpCheck::TcpCheck(const QString& host, quint16 port, QDeadlineTimer deadline,
                    Clock::time_point begin)
     : m_deadline(deadline), m_call([=, host = host.toUtf8(), port = QByteArray::number(port),
-                                    lookedUp = m_lookedUp, givenUp = m_givenUp] {
+                                    lookedUp = m_lookedUp, cancelled = m_cancelled] {
           std::this_thread::sleep_until(begin);
-          return run(host, port, deadline, *lookedUp, *givenUp);
+          return run(host, port, deadline, *lookedUp, *cancelled);
       }) {
 }
 
-/// In the thread: nothing but the C library is used, whatever the program does meanwhile.
+/// Runs in the thread. It uses nothing but the C library, because the process may be ending.
 TcpCheck::Outcome TcpCheck::run(const QByteArray& host, const QByteArray& port,
                                 QDeadlineTimer deadline, std::atomic<bool>& lookedUp,
-                                const std::atomic<bool>& givenUp) {
-    if (givenUp)
+                                const std::atomic<bool>& cancelled) {
+    if (cancelled)
         return {};
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
@@ -66,8 +66,9 @@ TcpCheck::Outcome TcpCheck::run(const QByteArray& host, const QByteArray& port,
     outcome.lookUp = getaddrinfo(host.constData(), port.constData(), &hints, &found);
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> addresses(found, freeaddrinfo);
     lookedUp = true;
-    for (const addrinfo* address = found; address && !givenUp; address = address->ai_next) {
-        // Nobody waits for the last address alone while an earlier one is silent.
+    for (const addrinfo* address = found; address && !cancelled; address = address->ai_next) {
+        // Divide the remaining time evenly, so that an address that does not respond leaves time
+        // for the others.
         qint64 left = 1;
         for (const addrinfo* other = address->ai_next; other; other = other->ai_next)
             ++left;
@@ -84,7 +85,7 @@ void TcpCheck::wait(QDeadlineTimer until, platform::Interruption* interruption) 
         platform::awaitEvent(m_call.descriptor(), POLLIN, qMin(until, m_deadline), interruption);
 }
 
-void TcpCheck::requireAnswer() {
+void TcpCheck::requireSuccess() {
     const auto outcome = m_call.await(m_deadline, nullptr);
     if (!outcome && !*m_lookedUp)
         throw Error(u"the name was not looked up in time"_s);
@@ -98,7 +99,7 @@ void checkTcpPort(const QString& host, quint16 port, QDeadlineTimer deadline,
                   platform::Interruption* interruption) {
     TcpCheck check(host, port, deadline);
     check.wait(deadline, interruption);
-    check.requireAnswer();
+    check.requireSuccess();
 }
 
 } // namespace rehome::ldap

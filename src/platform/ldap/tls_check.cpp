@@ -1,5 +1,8 @@
 #include "platform/ldap/tls_check.h"
 
+#include "platform/ldap/ldap_library.h"
+
+#include <QFileInfo>
 #include <QNetworkProxy>
 #include <QSslCertificate>
 #include <QSslConfiguration>
@@ -15,14 +18,14 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-constexpr qint64 Part = 250; ///< milliseconds between two checkpoints
+constexpr qint64 CheckpointIntervalMs = 250;
+
+constexpr int FileOptions[] = {LDAP_OPT_X_TLS_CACERTFILE, LDAP_OPT_X_TLS_CACERTDIR,
+                               LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE,
+                               LDAP_OPT_X_TLS_CRLFILE};
 
 QString setting(int option) {
-    char* value = nullptr;
-    ldap_get_option(nullptr, option, &value);
-    const QString text = QString::fromLocal8Bit(value);
-    ldap_memfree(value);
-    return text;
+    return QString::fromLocal8Bit(stringOption(nullptr, option));
 }
 
 QList<QSslCertificate> authorities() {
@@ -35,7 +38,7 @@ QList<QSslCertificate> authorities() {
     return found;
 }
 
-/// The name of what it is asked for is all that the request holds (RFC 4511 4.14).
+/// Returns the extended request (RFC 4511 4.14), which contains nothing but the name.
 QByteArray startTlsRequest() {
     const QByteArray name = LDAP_EXOP_START_TLS;
     const auto length = [](qsizetype bytes) { return QByteArray(1, char(bytes)); };
@@ -76,6 +79,39 @@ QString sentence(QSslError::SslError fault, const QSslCertificate& certificate) 
 
 } // namespace
 
+bool wantsTls(const QString& uri) {
+    return uri.startsWith(u"ldaps:"_s, Qt::CaseInsensitive) ||
+           uri.contains(u"StartTLS"_s, Qt::CaseInsensitive) ||
+           uri.contains(QLatin1String(LDAP_EXOP_START_TLS));
+}
+
+bool demandCertificate(LDAP* handle) {
+    setOption(handle, LDAP_OPT_X_TLS_REQUIRE_CERT, LDAP_OPT_X_TLS_DEMAND);
+    // The common name counts only if the certificate has no list of names.
+    setOption(handle, LDAP_OPT_X_TLS_REQUIRE_SAN, LDAP_OPT_X_TLS_TRY);
+    // A TLS context of the handle's own does not inherit the library's settings.
+    const auto copy = [&](int option) {
+        if (const QByteArray text = stringOption(nullptr, option); !text.isEmpty())
+            ldap_set_option(handle, option, text.constData());
+    };
+    for (const int option : FileOptions)
+        copy(option);
+    copy(LDAP_OPT_X_TLS_CIPHER_SUITE);
+    int protocol = 0;
+    ldap_get_option(nullptr, LDAP_OPT_X_TLS_PROTOCOL_MIN, &protocol);
+    setOption(handle, LDAP_OPT_X_TLS_PROTOCOL_MIN, protocol);
+    const int client = 0;
+    return ldap_set_option(handle, LDAP_OPT_X_TLS_NEWCTX, &client) == LDAP_SUCCESS;
+}
+
+QString unreadableTlsFiles() {
+    QStringList found;
+    for (const int option : FileOptions)
+        if (const QString path = setting(option); !path.isEmpty() && !QFileInfo(path).isReadable())
+            found += u"%1 cannot be read"_s.arg(path);
+    return found.join(u"; "_s);
+}
+
 QString tlsFaults(const QString& host, quint16 port, bool startTls, QDeadlineTimer deadline,
                   platform::Interruption* interruption) {
     QSslSocket socket;
@@ -85,7 +121,7 @@ QString tlsFaults(const QString& host, quint16 port, bool startTls, QDeadlineTim
     socket.setSslConfiguration(configuration);
     const auto await = [&](auto wait) {
         for (;;) {
-            const int part = int(std::min(Part, deadline.remainingTime()));
+            const int part = int(std::min(CheckpointIntervalMs, deadline.remainingTime()));
             if ((socket.*wait)(part))
                 return true;
             if (interruption)
@@ -95,8 +131,8 @@ QString tlsFaults(const QString& host, quint16 port, bool startTls, QDeadlineTim
         }
     };
     socket.connectToHost(host, port);
-    if (!socket.waitForConnected(int(std::min(Part, deadline.remainingTime()))))
-        return {}; // it could be reached a moment ago
+    if (!socket.waitForConnected(int(std::min(CheckpointIntervalMs, deadline.remainingTime()))))
+        return {}; // the connection worked a moment ago
     if (startTls) {
         socket.write(startTlsRequest());
         const QByteArray success("\x0a\x01\x00", 3);
@@ -106,7 +142,7 @@ QString tlsFaults(const QString& host, quint16 port, bool startTls, QDeadlineTim
             return u"The domain controller refused StartTLS: it probably has no certificate."_s;
     }
     socket.startClientEncryption();
-    if (await(&QSslSocket::waitForEncrypted)) // but the client library compares names differently
+    if (await(&QSslSocket::waitForEncrypted)) // but libldap compares names differently
         return u"The certificate is valid and its authority is known, but the certificate probably "
                "lacks the name of the domain controller (it holds %1): name the domain controller "
                "by one of these in ldap.conf."_s.arg(namesOf(socket.peerCertificate()));

@@ -98,7 +98,7 @@ struct Server {
                 return;
             if (frozen)
                 continue;
-            QTest::qSleep(asked.kind == LDAP_REQ_BIND ? signOnTakes.load() : 0);
+            QTest::qSleep(asked.kind == LDAP_REQ_BIND ? bindTakes.load() : 0);
             if (aboutX) {
                 ++requests;
                 answer(asked);
@@ -119,7 +119,7 @@ struct Server {
     std::atomic<bool> frozen = false;
     std::atomic<int> signsOn = LDAP_SUCCESS;
     std::atomic<const char*> remark = ""; ///< where the request is not about CN=x
-    std::atomic<int> signOnTakes = 0;     ///< milliseconds
+    std::atomic<int> bindTakes = 0;       ///< milliseconds
     std::atomic<const char*> type = "isSynchronized", value = "TRUE"; ///< of the root object
     std::atomic<int> ended = -1; ///< errno at the end of a connection
     std::mutex mutex{};          ///< of what follows
@@ -181,7 +181,7 @@ private Q_SLOTS:
     void theFirstThatAnswersIsUsed() {
         const auto become = [](Server& server, QByteArrayView how) {
             server.frozen = how == "frozen";
-            server.signOnTakes = how == "slow" ? 300 : 0;
+            server.bindTakes = how == "slow" ? 300 : 0;
             server.signsOn = how == "busy" ? LDAP_BUSY : LDAP_SUCCESS;
             server.type = how == "read-only" ? "supportedCapabilities" : "isSynchronized";
             server.value = how == "read-only" ? "1.2.840.113556.1.4.1920"
@@ -538,7 +538,7 @@ private Q_SLOTS:
         server.frozen = true;
         QVERIFY(failure(*server.session, 's').contains("within 1 seconds"));
         server.frozen = false;
-        server.signOnTakes = 300;
+        server.bindTakes = 300;
         QVERIFY(failure(*server.session, 's').contains("within 0.2 seconds"));
         QTRY_COMPARE(failure(*server.session, 's'), QString()); // slow is not frozen for ever
     }
@@ -575,7 +575,7 @@ private Q_SLOTS:
     void serversComeByPriority() {
         std::mt19937 chance{1};
         QCOMPARE(
-            ldap::inOrder(
+            ldap::orderBySrvRules(
                 {{"c", 3268, 20, 100}, {"a", 389, 10, 90}, {"b", 389, 0, 0}, {"d", 389, 10, 0}},
                 chance),
             (QList<QStringList>{{"ldap://b"}, {"ldap://a", "ldap://d"}, {"ldap://c:3268"}}));

@@ -23,7 +23,8 @@ struct LivePlatform {
     http::HttpOpener opener{directoryOnly};
     engine::ObservedEngine observed{engine, probe, opener, calls};
     TestDesktop desktop;
-    platform::Platform platform{observed, probe, observed, network, desktop, used};
+    exchange::ExchangeManagement exchange{observed, probe, observed, used};
+    platform::Platform platform{exchange, network, desktop, used};
 };
 
 /// The main window, loaded.

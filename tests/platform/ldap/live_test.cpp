@@ -74,7 +74,7 @@ private Q_SLOTS:
         for (const QString name : {"Mailbox user0010", "Mailbox user0013"})
             QCOMPARE(live.move(name, m_storeName), moved);
         repopulation::frmRecreateMailboxStatus dialog(live.platform, nullptr);
-        dialog.Prepare(live.state.MovedMailboxes);
+        dialog.Prepare(live.frame.MovedMailboxes());
         for (int tick = 0; tick < 2; ++tick) {
             live.calls.made.clear();
             QMetaObject::invokeMethod(dialog.findChild<QTimer*>("tmrElapsed"), "timeout");
@@ -129,7 +129,7 @@ private Q_SLOTS:
         QCOMPARE(live.move("many", m_groupName + "Accounts, Sales"), moved);
         QCOMPARE(live.move("änderte", m_storeName), moved);
         change("dn: " + user("änderte") + "\nchangetype: modify\nreplace: mail\nmail: new@x\n");
-        for (const auto& record : live.state.MovedMailboxes)
+        for (const auto& record : live.frame.MovedMailboxes())
             record->UpdateEmail();
         QVERIFY(before.count("\nhomeMDB: ") == 2 && attributes() != before);
         QCOMPARE(stored(user("many")).values("msExchMailboxGuid"), {"0123456789abcdef"});
