@@ -93,7 +93,7 @@ std::vector<ServiceRecord> lookUp(const QString& domain) {
 
 void limitNameLookups() {
     QByteArray options = qgetenv("RES_OPTIONS");
-    for (const QByteArray option : {"timeout:1", "attempts:1"})
+    for (const QByteArray option : {"timeout:1", "attempts:2"})
         if (!options.contains(option.chopped(1)))
             options += ' ' + option;
     qputenv("RES_OPTIONS", options);

@@ -11,9 +11,10 @@
 
 namespace rehome::ldap {
 
-/// Makes the C library try each name server once for 1 s, unless the user has set "attempts" or
+/// Makes the C library try each name server twice for 1 s, unless the user has set "attempts" or
 /// "timeout" in RES_OPTIONS: the LDAP, SASL and Kerberos libraries look up this computer's own name
-/// and others, one after the other. To be called before the first thread is started.
+/// and others, one after the other. One try would be faster, but a lost packet would then show a
+/// running Exchange server as unreachable. To be called before the first thread is started.
 void limitNameLookups();
 
 /// Returns the LDAP URIs of the directory's domain controllers by priority: those of ldap.conf,

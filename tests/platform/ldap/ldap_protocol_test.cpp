@@ -581,8 +581,8 @@ private Q_SLOTS:
             (QList<QStringList>{{"ldap://b"}, {"ldap://a", "ldap://d"}, {"ldap://c:3268"}}));
         int heavy = 0; // nine times of ten it comes first
         for (int i = 0; i < 1000; ++i)
-            heavy +=
-                ldap::inOrder({{"a", 389, 0, 10}, {"b", 389, 0, 90}}, chance)[0][0].endsWith('b');
+            heavy += ldap::orderBySrvRules({{"a", 389, 0, 10}, {"b", 389, 0, 90}}, chance)[0][0]
+                         .endsWith('b');
         QVERIFY(heavy > 850 && heavy < 950);
     }
 };
