@@ -9,9 +9,10 @@ namespace rehome::engine {
 /// A mailbox as the directory tells it. Names are distinguished names unless told otherwise.
 struct Mailbox {
     QString user;
-    QString name;   ///< what its server calls it in paths; not empty
-    QString store;  ///< online, as far as the directory and the probe know
-    QString server; ///< the one that holds the store
+    QStringList addresses; ///< SMTP addresses of the user, the one to use first; not empty
+    QString store;         ///< online, as far as the directory and the probe know
+    QString server;        ///< the one that holds the store
+    bool movedByRun;       ///< this run has put it on that store
 };
 
 /// What opens mailboxes on their stores. Attempts come in rounds: within one, each mailbox is asked

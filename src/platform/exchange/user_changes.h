@@ -55,6 +55,8 @@ public:
     QString unansweredChange(const QUuid& user) const;
     /// Whether a drop is the last that this run did to the user, and was answered.
     bool isLeftWithoutHome(const QUuid& user) const;
+    /// Whether the user is on the store that this run created the mailbox on.
+    bool hasGivenHome(const engine::Entry& user) const;
     /// " at " and the domain controller of the user's last change; empty if there is none or it has
     /// no name.
     QString where(const QUuid& user) const;
