@@ -2,6 +2,7 @@
 #include "companions/checks.h"
 #include "companions/console.h"
 #include "companions/controllers.h"
+#include "companions/opening.h"
 #include "platform/blocking_call.h"
 #include "platform/embedded/embedded_engine.h"
 #include "platform/embedded/embedded_network.h"
@@ -47,6 +48,7 @@ struct Source {
     AskDomain askDomain;
     QString localHint; ///< "%1": the servers' names
     QString next;      ///< the command that comes next if nothing was found
+    bool isLive;       ///< the local server can be asked, too
 };
 
 int check(const Source& source) {
@@ -68,6 +70,8 @@ int check(const Source& source) {
 
     Report report;
     checkServers(report, exchange, source.localHint);
+    if (source.isLive)
+        checkOpening(report, source.session, exchange);
     checkUsers(report, exchange, people);
     const qsizetype onLost = checkWhereabouts(report, exchange, people, others);
     report.remark({u"%1 mailboxes were looked at, %2 of them on lost servers; findings: %3"_s.arg(
@@ -128,7 +132,7 @@ int checkDirectory(bool controllerOnly) {
     };
     return check({*session, probe, network, askDomain,
                   u"Run the programs under the name of one of these servers (rehome-as NAME): %1"_s,
-                  u"rehome 2> recovery-$(date +%F-%H%M%S).ldif"_s});
+                  u"rehome 2> recovery-$(date +%F-%H%M%S).ldif"_s, true});
 }
 
 int checkSnapshots(const QStringList& paths) {
@@ -151,7 +155,7 @@ int checkSnapshots(const QStringList& paths) {
     return check({*engine.openSession(), probe, network, askDomain,
                   u"Name one of these servers in the attribute rehomeLocalServer of the snapshot's "
                   "root object: %1"_s,
-                  u"rehome-rehearsal "_s + paths.constFirst()});
+                  u"rehome-rehearsal "_s + paths.constFirst(), false});
 }
 
 int run(const CommandLine& line) {

@@ -67,6 +67,7 @@ QString HttpOpener::open(engine::Session& directory, const engine::Mailbox& mail
         const bool refused = host.silence && host.silence->kind() == NoAnswer::Kind::Refused;
         if (!refused || !service.withoutHttps)
             throw;
+        host.turnedAway.remove(mailbox.user);
         return m_directoryOnly.count(mailbox, DirectoryOnlyOpener::Why::NoHttps);
     }
 }
