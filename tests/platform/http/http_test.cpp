@@ -128,7 +128,7 @@ private Q_SLOTS:
             {"1", "absent", {}, "HTTP status 404. There is no such mailbox there yet; or PROPFIND"},
             {odd, any, status(404, "MS-WebStorage: 6.5\n"), "no such mailbox there yet."},
             {"1", "plain", {}, "HTTP status 401. Check your Kerberos ticket", "none.cc"},
-            {odd, any, unauthorised("Negotiate TOKEN"), refused},
+            {odd, any, unauthorised("Negotiate TOKEN\nWWW-Authenticate: Negotiate"), refused},
             {odd, any, unauthorised("negotiate"), refused},
             {odd, any, unauthorised("Basic realm=\"x\", Negotiate"), refused},
             {odd, any, unauthorised("NTLM\nWWW-Authenticate: Basic"),
