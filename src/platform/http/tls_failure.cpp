@@ -15,10 +15,9 @@ struct Recorded {
 constexpr const char* Refused = "the server refuses what is offered to it";
 constexpr const char* Closed = "the server closes the connection instead of answering";
 constexpr const char* CipherRemedy =
-    "Mostly there is no cipher that both sides accept. Rehome accepts AES only: a server on "
-    "Windows "
-    "2000 has none, and its mailboxes cannot be opened so; one on Windows Server 2003 needs the "
-    "hotfix that brings AES (KB 948963).";
+    "Mostly there is no cipher that both sides accept. Rehome refuses RC4, DES and 3DES. A server "
+    "on Windows 2000 has nothing else, so its mailboxes cannot be opened. One on Windows Server "
+    "2003 needs the hotfix that brings AES (KB 948963).";
 constexpr const char* Weak = "its certificate has a key or a signature that is too weak";
 constexpr const char* WeakRemedy = "Give the server a certificate with an RSA key of 2048 bits.";
 constexpr const char* Unknown = "its certificate is not trusted: its authority is not known here";
