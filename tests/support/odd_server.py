@@ -35,29 +35,22 @@ class Odd(http.server.BaseHTTPRequestHandler):
         with (PLACE / "odd.log").open("a") as log:
             print(name, good, "delegated" if flags & DELEGATED else "", file=log)
         file = PLACE / "web/answers" / name
-        if not file.exists():
-            return time.sleep(20)
-        text = file.read_text() if good or file.read_text().startswith("HTTP/1.1 401") else \
-            "HTTP/1.1 401 Sign on\nWWW-Authenticate: Negotiate\n\n"
-        if "-slow" in name:
-            time.sleep(0.3)
+        time.sleep(0.3 if "-slow" in name else 0 if file.exists() else 20)
+        text = file.read_text()
+        if not good and not text.startswith("HTTP/1.1 401"):
+            text = "HTTP/1.1 401 Sign on\nWWW-Authenticate: Negotiate\n\n"
         head, body = text.replace("TOKEN", base64.b64encode(answer).decode()).split("\n\n", 1)
-        if "\nContent-Length: " not in head:
+        self.close_connection = "\nContent-Length: " in head  # cut short
+        if not self.close_connection:
             head += f"\nContent-Length: {len(body.encode())}"
-        else:
-            self.close_connection = True
         self.wfile.write((head + "\n\n").replace("\n", "\r\n").encode() + body.encode())
 
     def log_message(self, *_):
         pass
 
 
-class Server(http.server.ThreadingHTTPServer):
-    def __init__(self, *arguments):
-        super().__init__(*arguments)
-        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        context.load_cert_chain(PLACE / "cert.pem", PLACE / "cert-key.pem")
-        self.socket = context.wrap_socket(self.socket, True, do_handshake_on_connect=False)
-
-
-Server((ADDRESS, 443), Odd).serve_forever()
+server = http.server.ThreadingHTTPServer((ADDRESS, 443), Odd)
+tls = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+tls.load_cert_chain(PLACE / "cert.pem", PLACE / "cert-key.pem")
+server.socket = tls.wrap_socket(server.socket, True, do_handshake_on_connect=False)
+server.serve_forever()

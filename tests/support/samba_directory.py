@@ -55,7 +55,7 @@ def populate(db, address, web):
                            ("msExchProtocolCfgHTTPContainer", "HTTP"), ("protocolCfgHTTPServer", "1"),
                            ("msExchProtocolCfgHTTPVirtualDirectory", "Exchange")):
             within = f"CN={part},{within}"
-            add(kind, within, **({"msExchDefaultDomain": DOMAIN} if part == "Exchange" else {}))
+            add(kind, within)
         add("msExchInformationStore", "CN=InformationStore," + name)
         for group, prefix in (("First", {"msExchESEParamBaseName": "E00"}), ("Second", {}),
                               ("Recovery", {"msExchESEParamBaseName": "R00"})):
