@@ -24,7 +24,7 @@ QString remedyForSignOn(const Attempt& attempt, const Answer& answer) {
                "server's setting NTAuthenticationProviders lacks \"Negotiate\"."_s.arg(
                    answer.offers.isEmpty() ? u"nothing"_s
                                            : platform::remoteText(answer.offers.join(u", "_s)));
-    if (answer.status == 401 && !answer.ticketSent)
+    if (!answer.noTicket.isEmpty())
         return u"Check your Kerberos ticket (klist, kinit). If it is good, the service principal "
                "HTTP/%1 may be missing (kvno HTTP/%1). Reported: %2"_s.arg(
                    attempt.host, platform::remoteText(answer.noTicket));

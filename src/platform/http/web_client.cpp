@@ -46,9 +46,8 @@ struct Reception {
         auto& self = *static_cast<Reception*>(reception);
         const QByteArray text = QByteArray::fromRawData(data, qsizetype(size)).trimmed();
         const QByteArray refusal("gss_init_sec_context() failed: ");
-        if (kind == CURLINFO_HEADER_OUT && text.contains("\nAuthorization: Negotiate "))
-            self.answer.ticketSent = true;
-        if (kind == CURLINFO_TEXT && text.startsWith(refusal))
+        // Later ones are about what the server has sent.
+        if (kind == CURLINFO_TEXT && self.unauthorised == 0 && text.startsWith(refusal))
             self.answer.noTicket = QString::fromUtf8(text.sliced(refusal.size()));
         return 0;
     }

@@ -30,8 +30,7 @@ struct Answer {
     QString redirect;     ///< where the answer refers to, which is not followed
     QStringList offers{}; ///< ways to sign on (`WWW-Authenticate`), each with its parameters
     bool fromStore{};     ///< Exchange's store has answered, not the web server alone
-    bool ticketSent{};    ///< the request bore a Kerberos ticket
-    QString noTicket{};   ///< why it bore none, as the Kerberos library says; may be empty
+    QString noTicket{};   ///< why no Kerberos ticket was sent; empty if one was
 };
 
 /// Asks one server for properties, over https alone, and keeps the connection. The server is known
