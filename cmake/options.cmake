@@ -32,8 +32,14 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported()
 set(optimised $<NOT:$<CONFIG:Debug>>)
-set(hardening -fstack-protector-strong -fstack-clash-protection -Wformat -Wformat-security
-              -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+set(hardening
+    -fstack-protector-strong
+    -fstack-clash-protection
+    -Wformat
+    -Wformat-security
+    -U_FORTIFY_SOURCE
+    -D_FORTIFY_SOURCE=2
+    -D_GLIBCXX_ASSERTIONS)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|i[3-6]86")
     list(APPEND hardening -fcf-protection)
 endif()

@@ -3,6 +3,7 @@
 #include "companions/client_settings.h"
 #include "companions/console.h"
 #include "companions/controllers.h"
+#include "companions/opening.h"
 #include "platform/blocking_call.h"
 #include "platform/embedded/embedded_engine.h"
 #include "platform/embedded/embedded_network.h"
@@ -51,6 +52,7 @@ struct Source {
     AskDomain askDomain;
     QString localHint; ///< "%1": the servers' names
     QString next;      ///< the next command if nothing is to be fixed
+    bool isLive;       ///< the local server can be asked, too
 };
 
 int check(const Source& source) {
@@ -73,6 +75,8 @@ int check(const Source& source) {
     Report report;
     checkServers(report, exchange, source.localHint);
     checkRecipientUpdateService(report, exchange);
+    if (source.isLive)
+        checkOpening(report, source.session, exchange);
     checkUsers(report, exchange, people);
     const qsizetype onLost = checkWhereabouts(report, exchange, people, others);
     report.remark(
@@ -143,7 +147,8 @@ int checkDirectory(bool controllerOnly) {
     return check({*session, probe, network, askDomain,
                   u"Run the programs under the name of one of these servers (rehome-as NAME): %1"_s,
                   u"umask 077; rehome-as %1 2> recovery-$(date +%F-%H%M%S).ldif"_s.arg(
-                      network.ComputerName())});
+                      network.ComputerName()),
+                  true});
 }
 
 int checkSnapshots(const QStringList& paths) {
@@ -166,7 +171,7 @@ int checkSnapshots(const QStringList& paths) {
     return check({*engine.openSession(), probe, network, askDomain,
                   u"Name one of these servers in the attribute rehomeLocalServer of the snapshot's "
                   "root object: %1"_s,
-                  u"rehome-rehearsal "_s + paths.constFirst()});
+                  u"rehome-rehearsal "_s + paths.constFirst(), false});
 }
 
 int run(const CommandLine& line) {

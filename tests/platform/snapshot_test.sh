@@ -28,6 +28,9 @@ for lack in NO_SERVER NO_STORE NO_USER BROKEN PART; do
     [[ $lack == BROKEN || $words =~ "was found below DC=t"|"(mail;range=0-1 of dn:" ]] || { echo "$words" && exit 1; }
     [[ $(cat "$file") == before && $(ls "$work") == $'ldapsearch\nold.ldif\nrehome-check' ]]
 done
+ln -s "$file" "$work/link"
+words=$("$1" "$work/link" 2>&1) && echo "A link was followed." && exit 1
+[[ $words =~ "link is not an ordinary file" && -L $work/link && $(cat "$file") == before ]]
 exec 3<"$file" # somebody who reads it already
 "$1" "$file"
 [[ $(stat -c %a "$file") == 600 && $(grep -c objectClass: "$file") == 5 && $(cat <&3) == before ]]

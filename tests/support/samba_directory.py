@@ -88,9 +88,15 @@ def provision(place, address, web):
         "--domain=REHOME", "--server-role=dc", "--dns-backend=SAMBA_INTERNAL", "--host-name=dc1",
         "--host-ip=" + address, "--adminpass=" + PASSWORD)
     certified = [f"{web}{number}" for number in (
-        web_server.WEB, web_server.CLEAR, web_server.OLD, web_server.SILENT, web_server.ANONYMOUS)]
+        web_server.WEB, web_server.CLEAR, web_server.OLD, web_server.SILENT, web_server.ANONYMOUS,
+        web_server.ODD, web_server.EXPIRED)]
     certify(place, "cert", address, *certified)
     certify(place, "other", f"{web}{web_server.UNTRUSTED}")
+    certify(place, "expired", f"{web}{web_server.EXPIRED}")
+    run("openssl", "x509", "-in", place / "expired.pem", "-signkey", place / "expired-key.pem",
+        "-days", "-1", "-out", place / "expired.pem", stderr=subprocess.DEVNULL)
+    (place / "trusted.pem").write_text((place / "cert.pem").read_text()
+                                       + (place / "expired.pem").read_text())
     for name in ("smb.conf", "krb5.conf"):
         text = (HERE / (name + ".in")).read_text()
         (place / name).write_text(text.replace("@PLACE@", str(place)).replace("@ADDRESS@", address))
@@ -128,7 +134,7 @@ def main(place, commands):
     os.environ.update(
         LDAPURI="ldap://" + address, LDAPTLS_CACERT=f"{place}/cert.pem",
         KRB5_CONFIG=f"{place}/krb5.conf", KRB5CCNAME=f"{place}/admin.cc",
-        RESOLV_WRAPPER_CONF=f"{place}/resolv.conf", SSL_CERT_FILE=f"{place}/cert.pem",
+        RESOLV_WRAPPER_CONF=f"{place}/resolv.conf", SSL_CERT_FILE=f"{place}/trusted.pem",
         REHOME_TEST_WEB=web,
         REHOME_TEST_DIRECTORY=str(place), REHOME_TEST_SERVER=f"CN={LOCAL},{SERVERS}")
     provision(place, address, web)
@@ -144,7 +150,7 @@ def main(place, commands):
         web_server.wait_for(server, *((address, port) for port in (88, 135, 389)))
         for user, cache, life in (("Administrator", "expired.cc", "1s"), ("clerk", "user.cc", "1h"),
                                   ("Administrator", "admin.cc", "1h")):
-            run("kinit", "-l", life, "-c", place / cache, user, input=PASSWORD + "\n")
+            run("kinit", "-f", "-l", life, "-c", place / cache, user, input=PASSWORD + "\n")
         time.sleep(2)  # until the first ticket has expired
         for command in commands:
             if subprocess.run(["setpriv", "--pdeathsig", "TERM", *command]).returncode:

@@ -143,7 +143,7 @@ public:
     QString open(engine::Session&, const engine::Mailbox& mailbox) override {
         if (users[mailbox.user].pending)
             wrong += "pending: " + mailbox.user + " is opened";
-        return "mailbox:" + mailbox.name;
+        return "mailbox:" + mailbox.user;
     }
 
     std::map<QString, User> users; ///< by distinguished name

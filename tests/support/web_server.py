@@ -5,8 +5,9 @@ Makes mailboxes on the web server that samba_directory.py runs: collections with
 contacts folder."""
 import os, pathlib, socket, subprocess, sys, time, urllib.parse
 
-# What is to be found at the server's addresses, by their last number; 6 has another one's name.
-WEB, UNTRUSTED, CLEAR, OLD, SILENT, ANONYMOUS, ELSEWHERE = 1, 2, 3, 4, 5, 8, 9
+# What is to be found at the server's addresses, by their last number; 6 has another one's name, and
+# nobody listens at 7.
+WEB, UNTRUSTED, CLEAR, OLD, SILENT, ANONYMOUS, ELSEWHERE, ODD, EXPIRED = 1, 2, 3, 4, 5, 8, 9, 10, 11
 
 
 def wait_for(server, *addresses):
@@ -24,19 +25,19 @@ def serve(place, block):
     for name in ("exchange", "answers"):
         (place / "web" / name).mkdir(parents=True)
     (place / "web.keytab").rename(place / "web/keytab")
-    for name, file in (("web.conf", "web.conf"), ("answer", "web/answer")):
-        text = (pathlib.Path(__file__).parent / (name + ".in")).read_text()
-        (place / file).write_text(text.replace("@PLACE@", str(place)).replace("@WEB@", block))
-    (place / "web/answer").chmod(0o755)
+    text = (pathlib.Path(__file__).parent / "web.conf.in").read_text()
+    (place / "web.conf").write_text(text.replace("@PLACE@", str(place)).replace("@WEB@", block))
     subprocess.run(["chown", "-R", "www-data", place / "web"], check=True)
     start = "setpriv", "--pdeathsig", "TERM"
     subprocess.Popen([*start, "openssl", "s_server", "-quiet", "-accept", f"{block}{ANONYMOUS}:443",
                       "-nocert", "-tls1_2", "-cipher", "aNULL:@SECLEVEL=0"],
                      stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
+    subprocess.Popen([*start, "/usr/bin/python3", pathlib.Path(__file__).parent / "odd_server.py",
+                      f"{block}{ODD}", place], env={**os.environ, "KRB5_KTNAME": f"{place}/web/keytab"})
     # When it ends, it ends all of its process group.
     server = subprocess.Popen([*start, "apache2", "-f", place / "web.conf", "-DFOREGROUND"],
                               start_new_session=True)
-    wait_for(server, (block + str(WEB), 443))
+    wait_for(server, (block + str(WEB), 443), (block + str(ODD), 443))
     return server, socket.create_server((f"{block}{SILENT}", 443))
 
 

@@ -20,7 +20,7 @@ QString EmbeddedOpener::open(engine::Session&, const engine::Mailbox& mailbox) {
         attempt = m_attempts.insert(user->distinguishedName, {creation, now});
     if (!after || now - attempt->first < *after)
         throw Error(u"The mailbox of %1 does not open yet."_s.arg(user->distinguishedName));
-    return u"mailbox:%1/Inbox"_s.arg(mailbox.name);
+    return u"mailbox:%1/Inbox"_s.arg(mailbox.addresses.constFirst());
 }
 
 } // namespace rehome::embedded

@@ -9,9 +9,10 @@ namespace rehome::engine {
 /// A mailbox, as read from the directory. Strings are DNs if nothing else is said.
 struct Mailbox {
     QString user;
-    QString name;   ///< its name in URLs of its server; not empty
-    QString store;  ///< online, according to the probe
-    QString server; ///< the server of the store
+    QStringList addresses; ///< SMTP addresses of the user, the one to use first; not empty
+    QString store;         ///< online, according to the probe
+    QString server;        ///< the server of the store
+    bool movedByRun;       ///< this run has put it on that store
 };
 
 /// Opens mailboxes on their stores, in rounds: within a round, each mailbox is tried at most once.

@@ -8,20 +8,14 @@ namespace rehome::exchange {
 
 namespace {
 
-/// Servers find the mailbox of a path by the local part of an address: the alias, where the user
-/// has such an address, else that of the primary address.
-QString pathName(const engine::Entry& user, const QString& primaryAddress) {
-    const auto localPart = [](const QString& address) {
-        return address.left(address.lastIndexOf(u'@'));
-    };
-    const QString alias = user.text(QStringLiteral("mailNickname"));
-    for (const QByteArray& value : user.values(QStringLiteral("proxyAddresses"))) {
-        const QString proxy = QString::fromUtf8(value), scheme = QStringLiteral("smtp:");
-        if (!alias.isEmpty() && proxy.startsWith(scheme, Qt::CaseInsensitive) &&
-            localPart(proxy.mid(scheme.size())).compare(alias, Qt::CaseInsensitive) == 0)
-            return alias;
-    }
-    return localPart(primaryAddress);
+QStringList smtpAddresses(const engine::Entry& user) {
+    const QString scheme = QStringLiteral("smtp:");
+    QStringList addresses;
+    for (const QByteArray& value : user.values(QStringLiteral("proxyAddresses")))
+        if (const QString proxy = QString::fromUtf8(value);
+            proxy.startsWith(scheme, Qt::CaseInsensitive))
+            addresses += proxy.mid(scheme.size());
+    return addresses;
 }
 
 } // namespace
@@ -87,8 +81,8 @@ IMailbox Person::Mailbox() {
         throw Error(QStringLiteral("The person has not been opened."));
     const QString store = m_user->text(QStringLiteral("homeMDB"));
     // Store, storage group and information store stand below their server.
-    return {{m_user->distinguishedName, pathName(*m_user, m_address), store,
-             engine::parentName(store, 3)},
+    return {{m_user->distinguishedName, QStringList{m_address} + smtpAddresses(*m_user), store,
+             engine::parentName(store, 3), m_changes.hasGivenHome(*m_user)},
             m_directory.session(),
             m_probe,
             m_opener,

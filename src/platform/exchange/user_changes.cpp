@@ -410,6 +410,15 @@ bool UserChanges::isLeftWithoutHome(const QUuid& guid) const {
     return user && user->dropped && user->unanswered.empty();
 }
 
+bool UserChanges::hasGivenHome(const engine::Entry& entry) const {
+    const User* user = find(guidOf(entry));
+    if (!user || !user->unanswered.empty())
+        return false;
+    const auto home = user->written.find(HomeMdb);
+    return home != user->written.end() && !home->second.isEmpty() &&
+           home->second == entry.values(HomeMdb);
+}
+
 QString UserChanges::where(const QUuid& guid) const {
     const User* user = find(guid);
     const QString server = user ? user->server.value_or(QString()) : QString();

@@ -56,6 +56,8 @@ public:
     QString unansweredChange(const QUuid& user) const;
     /// Returns true if the last change of the user in this run is a drop, and was answered.
     bool isLeftWithoutHome(const QUuid& user) const;
+    /// Returns true if the user is on the store on which this run created the mailbox.
+    bool hasGivenHome(const engine::Entry& user) const;
     /// Returns " at " and the domain controller of the user's last change; empty if there is no
     /// change, or the domain controller has no name.
     QString where(const QUuid& user) const;

@@ -17,7 +17,7 @@ struct Attempt {
 Error describeFailure(const Attempt& attempt, const QString& what, const QString& remedy = {});
 Error describeNoAnswer(const Attempt& attempt, const NoAnswer& failure,
                        const HttpSettings& settings);
-/// An answer whose status, in the head or for the property, is none that opens a mailbox.
-Error describeStatus(const Attempt& attempt, int status, const QString& redirect = {});
+/// An answer whose status, in the head or for the folder, is none that opens a mailbox.
+Error describeStatus(const Attempt& attempt, const Answer& answer, int status);
 
 } // namespace rehome::http

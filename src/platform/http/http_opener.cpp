@@ -1,10 +1,9 @@
 #include "platform/http/http_opener.h"
 
 #include "platform/engine/escape.h"
-#include "platform/http/multistatus.h"
+#include "platform/http/mailbox_path.h"
 
 #include <QScopeGuard>
-#include <QUrl>
 
 #include <utility>
 
@@ -14,35 +13,6 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-const QString HttpMail = u"urn:schemas:httpmail:"_s;
-const QString Contacts = u"contacts"_s;
-
-const QByteArray Question = "<?xml version=\"1.0\" encoding=\"utf-8\"?>"
-                            "<D:propfind xmlns:D=\"DAV:\" xmlns:m=\"urn:schemas:httpmail:\">"
-                            "<D:prop><m:contacts/></D:prop></D:propfind>";
-
-QString mailboxUrl(const QString& host, const QString& name) {
-    return u"https://"_s + host + u"/exchange/"_s +
-           QString::fromLatin1(QUrl::toPercentEncoding(name)) + u'/';
-}
-
-/// The location that an answer holds. Throws Error where it holds none.
-QString locationIn(const Attempt& attempt, const Answer& answer) {
-    if (answer.status != 207)
-        throw describeStatus(attempt, answer.status, answer.redirect);
-    Property contacts;
-    try {
-        contacts = readProperty(answer.body, HttpMail, Contacts);
-    } catch (const Error& error) {
-        throw describeFailure(attempt, error.description());
-    }
-    if (contacts.status == 200 && !contacts.text.isEmpty())
-        return contacts.text;
-    if (contacts.status != 200 && contacts.status != 0)
-        throw describeStatus(attempt, contacts.status);
-    throw describeFailure(attempt, u"its answer names no contacts folder"_s);
-}
-
 Error describeWait(const Attempt& attempt) {
     return describeFailure(attempt, u"no answer yet"_s,
                            u"If this lasts, check that the server and the Kerberos server answer "
@@ -51,7 +21,7 @@ Error describeWait(const Attempt& attempt) {
 
 } // namespace
 
-HttpOpener::HttpOpener(engine::MailboxOpener& directoryOnly, const HttpSettings& settings,
+HttpOpener::HttpOpener(DirectoryOnlyOpener& directoryOnly, const HttpSettings& settings,
                        platform::Interruption* interruption)
     : m_directoryOnly(directoryOnly), m_settings(settings), m_interruption(interruption) {
 }
@@ -82,19 +52,32 @@ QString HttpOpener::open(engine::Session& directory, const engine::Mailbox& mail
     const WebService& service = serviceOf(directory, mailbox.server);
     if (service.withdrawn)
         return m_directoryOnly.open(directory, mailbox);
-    const Attempt attempt{mailbox, service.host, mailboxUrl(service.host, mailbox.name)};
-    if (mailbox.name.isEmpty() || mailbox.name == "."_L1 || mailbox.name == ".."_L1)
-        throw describeFailure(attempt, u"\"%1\" names no mailbox in a path"_s.arg(mailbox.name),
-                              u"Give the user an alias that is also an address."_s);
+    const QString name = pathName(mailbox, service.domain);
+    const Attempt attempt{mailbox, service.host, mailboxUrl(service.host, name)};
+    if (name.isEmpty() || name == "."_L1 || name == ".."_L1)
+        throw describeFailure(attempt, u"\"%1\" names no mailbox in a path"_s.arg(name),
+                              u"Give the user another e-mail address."_s);
     if (const auto answer = m_answers.constFind({attempt.url, mailbox.store});
         answer != m_answers.constEnd())
-        return locationIn(attempt, *answer);
+        return folderIn(attempt, *answer);
     Host& host = hostOf(service.host, mailbox.server);
+    try {
+        return ask(attempt, host);
+    } catch (const Error&) {
+        const bool refused = host.silence && host.silence->kind() == NoAnswer::Kind::Refused;
+        if (!refused || !service.withoutHttps)
+            throw;
+        host.turnedAway.remove(mailbox.user);
+        return m_directoryOnly.count(mailbox, DirectoryOnlyOpener::Why::NoHttps);
+    }
+}
+
+QString HttpOpener::ask(const Attempt& attempt, Host& host) {
     takeTurn(attempt, host);
     host.url = attempt.url;
-    host.store = mailbox.store;
+    host.store = attempt.mailbox.store;
     host.asked = Clock::now();
-    host.client.propfind(attempt.url.toLatin1(), Question);
+    host.client.propfind(attempt.url.toLatin1(), FolderQuestion);
     const auto takes = qScopeGuard([&] { m_taken += Clock::now() - host.asked; });
     std::optional<Answer> answer;
     try {
@@ -104,7 +87,7 @@ QString HttpOpener::open(engine::Session& directory, const engine::Mailbox& mail
     }
     if (!answer)
         throw describeWait(attempt);
-    return locationIn(attempt, *answer);
+    return folderIn(attempt, *answer);
 }
 
 const WebService& HttpOpener::serviceOf(engine::Session& directory, const QString& server) {

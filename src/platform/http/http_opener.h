@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/engine/mailbox_opener.h"
+#include "platform/http/directory_only_opener.h"
 #include "platform/http/failure.h"
 #include "platform/http/web_service.h"
 
@@ -14,16 +15,17 @@
 namespace rehome::http {
 
 /// Opens a mailbox where its server offers its folders over HTTP (WebDAV): asks for the location of
-/// its contacts folder. A round never lasts: an answer that takes long is taken in a later round, a
+/// one of them. A round never lasts: an answer that takes long is taken in a later round, a
 /// server that has given none is not asked again in it, nor for a while after it kept a round
 /// waiting, and once the waits of a round have taken their time no more is sent. Whoever is turned
 /// away for want of time comes before all others in the next round; whoever's server was silent,
 /// only before those of that server, for it may stay so.
 class HttpOpener final : public engine::MailboxOpener {
 public:
-    /// `directoryOnly` is handed the mailboxes of servers that the directory shows to offer no such
-    /// service, `interruption` ends the waits; both must outlive it.
-    explicit HttpOpener(engine::MailboxOpener& directoryOnly, const HttpSettings& settings = {},
+    /// `directoryOnly` is handed the mailboxes of servers that offer no such service by what the
+    /// directory shows, or no https by that and by refusing the connection. `interruption` ends the
+    /// waits; both must outlive it.
+    explicit HttpOpener(DirectoryOnlyOpener& directoryOnly, const HttpSettings& settings = {},
                         platform::Interruption* interruption = nullptr);
 
     void beginRound() noexcept override;
@@ -45,10 +47,11 @@ private:
 
     const WebService& serviceOf(engine::Session& directory, const QString& server);
     Host& hostOf(const QString& name, const QString& server);
+    QString ask(const Attempt& attempt, Host& host);
     void takeTurn(const Attempt& attempt, Host& host);
     std::optional<Answer> await(Host& host, QDeadlineTimer deadline) const;
 
-    engine::MailboxOpener& m_directoryOnly;
+    DirectoryOnlyOpener& m_directoryOnly;
     HttpSettings m_settings;
     platform::Interruption* m_interruption;
     std::map<QString, Host> m_hosts;

@@ -3,7 +3,10 @@
 #include "platform/error.h"
 #include "platform/shown_text.h"
 
+#include <QUrl>
 #include <QXmlStreamReader>
+
+#include <utility>
 
 namespace rehome::http {
 
@@ -13,8 +16,8 @@ namespace {
 
 class Multistatus {
 public:
-    Multistatus(const QByteArray& answer, const QString& nameSpace, const QString& name)
-        : m_reader(answer), m_nameSpace(nameSpace), m_name(name) {}
+    Multistatus(const QByteArray& answer, const Question& question)
+        : m_reader(answer), m_question(question) {}
 
     Property read() {
         readRoot();
@@ -27,6 +30,9 @@ public:
         while (!m_reader.atEnd())
             m_reader.readNext();
         requireWellFormed();
+        if (!m_isOwn)
+            throw Error(u"its answer is about \"%1\", which is not this mailbox"_s.arg(
+                platform::remoteText(m_other)));
         return m_found;
     }
 
@@ -56,57 +62,75 @@ private:
     }
 
     void readResponse() {
+        const Property before = std::exchange(m_found, {});
+        bool isOwn = false;
         while (m_reader.readNextStartElement()) {
             if (isDav(u"propstat"_s))
                 readPropstat();
             else if (isDav(u"status"_s))
                 keep({readStatus(), {}});
+            else if (isDav(u"href"_s))
+                isOwn = isOwnResource(m_reader.readElementText()) || isOwn;
             else
                 m_reader.skipCurrentElement();
         }
+        const Property found = std::exchange(m_found, before);
+        if (isOwn)
+            keep(found);
+        m_isOwn = m_isOwn || isOwn;
+    }
+
+    bool isOwnResource(const QString& href) {
+        m_other = href.trimmed();
+        // Decoded after it has been taken apart: a name may hold an encoded slash.
+        const QString name =
+            QUrl(m_other).path(QUrl::FullyEncoded).section(u'/', -1, -1, QString::SectionSkipEmpty);
+        return m_question.isOwn(QUrl::fromPercentEncoding(name.toLatin1()));
     }
 
     void readPropstat() {
         Property property;
-        bool holds = false;
+        QStringList texts;
         while (m_reader.readNextStartElement()) {
             if (isDav(u"status"_s)) {
                 property.status = readStatus();
             } else if (isDav(u"prop"_s)) {
                 while (m_reader.readNextStartElement()) {
-                    if (m_reader.namespaceUri() == m_nameSpace && m_reader.name() == m_name) {
-                        holds = true;
-                        property.text = m_reader.readElementText().trimmed();
-                    } else {
+                    if (m_reader.namespaceUri() == m_question.nameSpace &&
+                        m_question.names.contains(m_reader.name()))
+                        texts += m_reader.readElementText().trimmed();
+                    else
                         m_reader.skipCurrentElement();
-                    }
                 }
             } else {
                 m_reader.skipCurrentElement();
             }
         }
-        if (holds)
-            keep(property);
+        for (const QString& text : std::as_const(texts))
+            keep({property.status, property.status == 200 ? text : QString()});
     }
 
     /// "HTTP/1.1 200 OK"
     int readStatus() { return m_reader.readElementText().section(u' ', 1, 1).toInt(); }
 
+    /// A text comes before all else, and any other status before 404.
     void keep(const Property& property) {
-        if (m_found.status != 200)
-            m_found = {property.status, property.status == 200 ? property.text : QString()};
+        if (property.status != 0 && m_found.text.isEmpty() &&
+            (!property.text.isEmpty() || m_found.status == 0 || m_found.status == 404))
+            m_found = property;
     }
 
     QXmlStreamReader m_reader;
-    QString m_nameSpace;
-    QString m_name;
+    const Question& m_question;
     Property m_found;
+    bool m_isOwn = false; ///< a response was about the resource
+    QString m_other;      ///< what the last one was about
 };
 
 } // namespace
 
-Property readProperty(const QByteArray& answer, const QString& nameSpace, const QString& name) {
-    return Multistatus(answer, nameSpace, name).read();
+Property readProperty(const QByteArray& answer, const Question& question) {
+    return Multistatus(answer, question).read();
 }
 
 } // namespace rehome::http

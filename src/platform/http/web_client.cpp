@@ -4,6 +4,9 @@
 
 #include <curl/curl.h>
 
+#include <cerrno>
+#include <utility>
+
 namespace rehome::http {
 
 using namespace Qt::Literals::StringLiterals;
@@ -17,24 +20,55 @@ struct ListFree {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 
-/// What is being received. Each callback returns another number than `size` if the limit is
-/// exceeded, and libcurl then ends the transfer with CURLE_WRITE_ERROR.
+/// SPNEGO (RFC 4178) takes up to three tokens. libcurl itself has no limit.
+constexpr int MaxUnauthorised = 3;
+
+/// What is being received. Each callback returns another number than `size` if a limit is exceeded,
+/// and libcurl then ends the transfer with CURLE_WRITE_ERROR.
 struct Reception {
-    qsizetype left = 0; ///< bytes, of head and body
-    QByteArray body{};
+    qsizetype left = 0;   ///< bytes, of heads and body
+    int unauthorised = 0; ///< heads with the status 401
+    Answer answer{};      ///< by the last head
 
     static size_t takeBody(char* data, size_t, size_t size, void* reception) {
         auto& self = *static_cast<Reception*>(reception);
         if (!self.fits(size))
             return CURL_WRITEFUNC_ERROR;
-        self.body.append(data, qsizetype(size));
+        self.answer.body.append(data, qsizetype(size));
         return size;
     }
-    static size_t takeHead(char*, size_t, size_t size, void* reception) {
-        return static_cast<Reception*>(reception)->fits(size) ? size : CURL_WRITEFUNC_ERROR;
+    static size_t takeHead(char* data, size_t, size_t size, void* reception) {
+        auto& self = *static_cast<Reception*>(reception);
+        const QByteArray line = QByteArray::fromRawData(data, qsizetype(size)).trimmed();
+        return self.fits(size) && self.takeLine(line) ? size : CURL_WRITEFUNC_ERROR;
+    }
+    static int takeTrace(CURL*, curl_infotype kind, char* data, size_t size, void* reception) {
+        auto& self = *static_cast<Reception*>(reception);
+        const QByteArray text = QByteArray::fromRawData(data, qsizetype(size)).trimmed();
+        const QByteArray refusal("gss_init_sec_context() failed: ");
+        // Later ones are about what the server has sent.
+        if (kind == CURLINFO_TEXT && self.unauthorised == 0 && text.startsWith(refusal))
+            self.answer.noTicket = QString::fromUtf8(text.sliced(refusal.size()));
+        return 0;
     }
 
 private:
+    /// A line of a head; the last is empty. False where it is one 401 too many.
+    bool takeLine(const QByteArray& line) {
+        const qsizetype colon = line.indexOf(':');
+        const QByteArray name = line.left(colon).toLower();
+        if (line.startsWith("HTTP/")) {
+            answer.status = line.split(' ').value(1).toInt();
+            answer.offers.clear();
+            answer.fromStore = false;
+            unauthorised += answer.status == 401 ? 1 : 0;
+        } else if (colon > 0 && name == "www-authenticate") {
+            answer.offers += QString::fromLatin1(line.sliced(colon + 1).trimmed());
+        } else if (colon > 0 && name == "ms-webstorage") {
+            answer.fromStore = true;
+        }
+        return !line.isEmpty() || unauthorised < MaxUnauthorised;
+    }
     bool fits(size_t size) { return (left -= qsizetype(size)) >= 0; }
 };
 
@@ -46,6 +80,7 @@ NoAnswer::Kind kindOf(CURLcode code) {
     case CURLE_COULDNT_CONNECT:
         return NoConnection;
     case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CIPHER:
         return NoTls;
     case CURLE_PEER_FAILED_VERIFICATION:
         return NotTrusted;
@@ -65,7 +100,7 @@ struct WebClient::Transfer {
     std::unique_ptr<CURL, EasyCleanup> curl{curl_easy_init()}; ///< keeps the connection
     std::unique_ptr<curl_slist, ListFree> headers;
     char detail[CURL_ERROR_SIZE] = "";
-    QByteArray body;
+    QByteArray body; ///< of the request
     Reception reception;
     bool connected = false;
 
@@ -126,6 +161,10 @@ WebClient::WebClient(const HttpSettings& settings, std::chrono::milliseconds con
     h.set(CURLOPT_HEADERFUNCTION, &Reception::takeHead);
     h.set(CURLOPT_WRITEDATA, &h.reception);
     h.set(CURLOPT_HEADERDATA, &h.reception);
+    // Nothing else tells whether a ticket could be had.
+    h.set(CURLOPT_VERBOSE, 1L);
+    h.set(CURLOPT_DEBUGFUNCTION, &Reception::takeTrace);
+    h.set(CURLOPT_DEBUGDATA, &h.reception);
     h.set(CURLOPT_PREREQFUNCTION, &Transfer::noteConnection);
     h.set(CURLOPT_PREREQDATA, &h);
 }
@@ -134,7 +173,7 @@ void WebClient::propfind(const QByteArray& url, const QByteArray& body) {
     if (m_call)
         return;
     Transfer& h = *m_transfer;
-    h.reception = {m_settings.answerLimit, {}};
+    h.reception = {m_settings.answerLimit};
     h.body = body;
     h.connected = false;
     *h.detail = '\0';
@@ -153,18 +192,23 @@ std::optional<Answer> WebClient::await(QDeadlineTimer deadline) {
     m_call.reset();
     Transfer& h = *m_transfer;
     const CURLcode code = CURLcode(*ended);
-    if (code != CURLE_OK) {
+    if (code != CURLE_OK && h.reception.unauthorised < MaxUnauthorised) {
         QString detail = QString::fromUtf8(*h.detail ? h.detail : curl_easy_strerror(code));
         // Another time at every attempt, and so a new reason.
         static const QRegularExpression time(u" after [0-9]+ (ms|milliseconds)"_s);
+        long number = 0;
+        curl_easy_getinfo(h.curl.get(), CURLINFO_OS_ERRNO, &number);
         const bool silent = code == CURLE_OPERATION_TIMEDOUT && !h.connected;
-        throw NoAnswer(silent ? NoAnswer::Kind::NoConnection : kindOf(code), detail.remove(time));
+        const bool refused = code == CURLE_COULDNT_CONNECT && number == ECONNREFUSED;
+        throw NoAnswer(refused  ? NoAnswer::Kind::Refused
+                       : silent ? NoAnswer::Kind::NoConnection
+                                : kindOf(code),
+                       detail.remove(time));
     }
-    long status = 0;
     char* redirect = nullptr;
-    curl_easy_getinfo(h.curl.get(), CURLINFO_RESPONSE_CODE, &status);
     curl_easy_getinfo(h.curl.get(), CURLINFO_REDIRECT_URL, &redirect);
-    return Answer{int(status), h.reception.body, QString::fromUtf8(redirect)};
+    h.reception.answer.redirect = QString::fromUtf8(redirect);
+    return std::exchange(h.reception.answer, {});
 }
 
 } // namespace rehome::http

@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 #include <optional>
@@ -15,7 +16,7 @@ namespace rehome::http {
 /// Why no whole answer has come.
 class NoAnswer : public Error {
 public:
-    enum class Kind { NoName, NoConnection, NoTls, NotTrusted, Late, TooLong, Other };
+    enum class Kind { NoName, Refused, NoConnection, NoTls, NotTrusted, Late, TooLong, Other };
     NoAnswer(Kind kind, const QString& detail) : Error(detail), m_kind(kind) {}
     Kind kind() const { return m_kind; }
 
@@ -26,7 +27,10 @@ private:
 struct Answer {
     int status = 0; ///< as HTTP numbers it
     QByteArray body;
-    QString redirect; ///< where the answer refers to, which is not followed
+    QString redirect;     ///< where the answer refers to, which is not followed
+    QStringList offers{}; ///< ways to sign on (`WWW-Authenticate`), each with its parameters
+    bool fromStore{};     ///< Exchange's store has answered, not the web server alone
+    QString noTicket{};   ///< why no Kerberos ticket was sent; empty if one was
 };
 
 /// Asks one server for properties, over https alone, and keeps the connection. The server is known
@@ -36,6 +40,8 @@ struct Answer {
 ///
 /// TLS from 1.0 on is spoken, for Exchange servers speak nothing newer, but never with anonymous,
 /// null, export, RC4 or DES ciphers.
+///
+/// A server that keeps asking for tickets (HTTP status 401) gets three.
 ///
 /// A request runs in a thread of its own: the Kerberos library waits for its server much longer
 /// than any limit here.
