@@ -19,9 +19,9 @@ bool offersNegotiate(const QStringList& offers) {
 
 QString remedyForSignOn(const Attempt& attempt, const Answer& answer) {
     if (answer.status == 401 && !offersNegotiate(answer.offers))
-        return u"It does not offer to sign on with a ticket (Negotiate), but: %1. Turn integrated "
-               "authentication on for the virtual directory; where only NTLM is offered, the web "
-               "server's setting NTAuthenticationProviders lacks \"Negotiate\"."_s.arg(
+        return u"It does not offer to authenticate with a ticket (Negotiate), but: %1. Turn "
+               "integrated authentication on for the virtual directory; if only NTLM is offered, "
+               "the web server's setting NTAuthenticationProviders lacks \"Negotiate\"."_s.arg(
                    answer.offers.isEmpty() ? u"nothing"_s
                                            : platform::remoteText(answer.offers.join(u", "_s)));
     if (!answer.noTicket.isEmpty())

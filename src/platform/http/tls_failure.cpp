@@ -34,7 +34,7 @@ constexpr Recorded Table[] = {
     {"unsafe legacy renegotiation disabled", "it does not know secure renegotiation (RFC 5746)",
      "Install the update that brings it (MS10-049)."},
     {"wrong version number", "what answers at TCP port 443 is not TLS",
-     "Mailboxes are opened over https and never in clear: turn https on there."},
+     "Mailboxes are opened over https and never in cleartext: turn https on there."},
     {"unsupported protocol", "it speaks nothing newer than SSL 3.0", "Turn TLS 1.0 on there."},
     {"protocol version", "it accepts no version of TLS that is spoken here",
      "Turn TLS 1.0 or newer on there."},

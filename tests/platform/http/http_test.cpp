@@ -104,7 +104,8 @@ private Q_SLOTS:
         const QString strange = QStringLiteral("O'Neil & söhne #1%2F+;?x");
         const QString entity = "<m:contacts>&e;</m:contacts>";
         const QString bomb = "<!DOCTYPE m [<!ENTITY d \"ddddd\"><!ENTITY e \"&d;&d;&d;&d;\">]>";
-        const QString refused = "You may not open this mailbox", none = "does not offer to sign on";
+        const QString refused = "You may not open this mailbox",
+                      none = "does not offer to authenticate";
         const auto status = [](int number, const QString& head = {}) {
             return QString("HTTP/1.1 %1 No\n%2\nNo").arg(number).arg(head);
         };
